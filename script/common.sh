@@ -1,0 +1,48 @@
+# What the scripts share; sourced, not run.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+say() { printf '%s\n' "$*" >&2; }
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+# The packages that each kind of work needs, by Debian's names.
+packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
+    nlohmann-json3-dev libedit-dev"
+packages_trace="lttng-tools babeltrace2"
+packages_test="libgtest-dev libgmock-dev valgrind binutils python3 git"
+packages_bench="libbenchmark-dev"
+packages_lint="clang clang-format clang-tidy"
+
+# Installs those of the named packages that are missing; asks the archive only when one is.
+need_packages() {
+    local missing="" package
+    for package in "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q ' installed$'; then
+            missing="$missing $package"
+        fi
+    done
+    [ -n "$missing" ] || return 0
+    say "Installing:$missing"
+    as_root apt-get update -qq
+    # shellcheck disable=SC2086
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+        $missing >/dev/null
+}
+
+# Configures and builds a preset; a tree that is up to date costs a moment.
+build_preset() {
+    local preset=$1
+    shift
+    [ -f "build/$preset/build.ninja" ] && [ $# -eq 0 ] ||
+        cmake --preset "$preset" "$@" >/dev/null
+    cmake --build --preset "$preset" -- --quiet
+}
