@@ -1,0 +1,46 @@
+#ifndef VARNIX_DBFILE_DECODER_H
+#define VARNIX_DBFILE_DECODER_H
+
+#include "dbfile/database.h"
+#include "dbfile/finding.h"
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace Varnix::DbFile {
+
+/** The header's length field N of an image that holds a whole header. */
+std::uint32_t lengthField(std::string_view image) noexcept;
+
+/** Where a record stands in an image. */
+struct RecordPlace
+{
+    std::size_t start = 0;
+    std::size_t keySize = 0;
+    std::uint8_t type = 0;
+    std::size_t dataSize = 0;
+
+    std::size_t typeOffset() const noexcept { return start + keySize + 2; }
+    std::size_t lengthOffset() const noexcept { return typeOffset() + 1; }
+    std::size_t dataOffset() const noexcept { return start + Format::recordOverhead + keySize; }
+    /** Where the next record starts; it may lie outside the image. */
+    std::size_t end() const noexcept { return dataOffset() + dataSize; }
+};
+
+/**
+ * The record at `start`, or nothing when its key, type and length do not all stand before `limit`.
+ * Its data may still reach past `limit`.
+ */
+std::optional<RecordPlace> recordAt(std::string_view image, std::size_t start, std::size_t limit);
+
+/** Everything for which a loader refuses the image, in the order of the file; empty: accepted. */
+std::vector<Finding> refusals(std::string_view image);
+
+/** The value of an image that a loader accepts. */
+Database decode(std::string_view image);
+
+} // namespace Varnix::DbFile
+
+#endif

@@ -1,0 +1,145 @@
+#include "tests/support/dbBuilder.h"
+
+#include "dbfile/bigEndian.h"
+#include "dbfile/checksum.h"
+#include "dbfile/decoder.h"
+#include "dbfile/types.h"
+
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+namespace Varnix::Test {
+
+namespace {
+
+void overwrite(std::string& image, std::size_t offset, std::uint64_t value, std::size_t size)
+{
+    std::string bytes;
+    DbFile::appendBigEndian(bytes, value, size);
+    image.replace(offset, size, bytes);
+}
+
+} // namespace
+
+DbBuilder& DbBuilder::u8(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("U8", key, values);
+}
+
+DbBuilder& DbBuilder::s8(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("S8", key, values);
+}
+
+DbBuilder& DbBuilder::u16(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("U16", key, values);
+}
+
+DbBuilder& DbBuilder::s16(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("S16", key, values);
+}
+
+DbBuilder& DbBuilder::u32(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("U32", key, values);
+}
+
+DbBuilder& DbBuilder::s32(const std::string& key, const std::vector<std::int64_t>& values)
+{
+    return numbers("S32", key, values);
+}
+
+DbBuilder& DbBuilder::text(const std::string& key, std::string_view value)
+{
+    return record({.key = key, .type = DbFile::charType, .data = std::string(value)});
+}
+
+DbBuilder& DbBuilder::record(DbFile::Record record)
+{
+    m_database.records.push_back(std::move(record));
+    return *this;
+}
+
+DbBuilder& DbBuilder::tail(std::string bytes)
+{
+    m_database.tail = std::move(bytes);
+    return *this;
+}
+
+DbBuilder& DbBuilder::reserved(std::string fourBytes)
+{
+    m_database.reserved = std::move(fourBytes);
+    return *this;
+}
+
+DbBuilder& DbBuilder::unchecked(std::string twoBytes)
+{
+    m_database.unchecked = std::move(twoBytes);
+    return *this;
+}
+
+DbBuilder& DbBuilder::extra(std::string bytes)
+{
+    m_database.extra = std::move(bytes);
+    return *this;
+}
+
+std::string DbBuilder::image() const
+{
+    return DbFile::encode(m_database);
+}
+
+void DbBuilder::write(const std::filesystem::path& path) const
+{
+    writeFile(path, image());
+}
+
+DbBuilder& DbBuilder::numbers(std::string_view type, const std::string& key,
+                              const std::vector<std::int64_t>& values)
+{
+    const DbFile::Type& named = *DbFile::findType(type);
+    std::string data;
+    for (const std::int64_t value : values)
+        DbFile::appendElement(data, named, value);
+    return record({.key = key, .type = named.number, .data = std::move(data)});
+}
+
+void writeFile(const std::filesystem::path& path, std::string_view content)
+{
+    std::ofstream file;
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.open(path, std::ios::binary | std::ios::trunc);
+    file.write(content.data(), static_cast<std::streamsize>(content.size()));
+    file.close();
+}
+
+std::string readFile(const std::filesystem::path& path)
+{
+    std::ifstream file;
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.open(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void setLength(std::string& image, std::uint32_t length)
+{
+    overwrite(image, DbFile::Format::lengthOffset, length, 4);
+}
+
+void repairChecksum(std::string& image)
+{
+    if (image.size() < DbFile::Format::headerSize)
+        return;
+    const std::uint64_t covered =
+        std::uint64_t{DbFile::lengthField(image)} + DbFile::Format::coveredTailSize;
+    const std::uint64_t place = covered + DbFile::Format::uncheckedSize;
+    if (image.size() < place + DbFile::Format::checksumSize || covered > UINT32_MAX)
+        return;
+    overwrite(image, place, DbFile::checksum(std::string_view(image).substr(0, covered)),
+              DbFile::Format::checksumSize);
+}
+
+} // namespace Varnix::Test
