@@ -1,0 +1,202 @@
+#include "dbfile/sourceParser.h"
+
+#include "dbfile/finding.h"
+#include "dbfile/sourceValue.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Varnix::DbFile {
+
+namespace {
+
+/** Bytes that no text has; a carriage return is one unless it ends a line. */
+bool isForeignToText(std::string_view text, std::size_t position) noexcept
+{
+    const char c = text[position];
+    if (c == '\r')
+        return position + 1 == text.size() || text[position + 1] != '\n';
+    return (c >= '\0' && c < ' ' && c != '\t' && c != '\n') || c == '\x7F';
+}
+
+std::string givenTwice(const std::string& what, const SourcePlace& first)
+{
+    return what + " is given twice; first at " + describe(first);
+}
+
+std::size_t endOf(std::span<const Token> tokens) noexcept
+{
+    return tokens.back().end;
+}
+
+} // namespace
+
+std::string describe(const SourcePlace& place)
+{
+    return place.file + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+}
+
+std::string describe(const SourceError& error)
+{
+    return describe(error.place) + ": error: " + error.text;
+}
+
+SourceParser::SourceParser(std::uint64_t maxLength)
+    : m_maxLength(maxLength), m_length(m_database.length())
+{
+}
+
+void SourceParser::parse(const std::string& file, std::string_view text)
+{
+    m_file = file;
+    if (!isText(text))
+        return;
+    m_line = 0;
+    const std::size_t errorsBefore = m_errors.size();
+    while (!text.empty()) {
+        ++m_line;
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        readSourceLine(line.ends_with('\r') ? line.substr(0, line.size() - 1) : line);
+        if (m_errors.size() - errorsBefore == maxErrors) {
+            report(m_line, 1, "too many errors; the rest of the source was not read");
+            return;
+        }
+    }
+}
+
+bool SourceParser::isText(std::string_view text)
+{
+    std::size_t line = 1;
+    std::size_t lineStart = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (isForeignToText(text, i)) {
+            report(line, i - lineStart + 1,
+                   "not a text source: byte " + hexNumber(static_cast<unsigned char>(text[i])));
+            return false;
+        }
+        if (text[i] == '\n') {
+            ++line;
+            lineStart = i + 1;
+        }
+    }
+    return true;
+}
+
+void SourceParser::readSourceLine(std::string_view line)
+{
+    try {
+        const std::vector<Token> tokens = readLine(line);
+        if (tokens.empty())
+            return;
+        if (tokens.front().text == directiveMark)
+            readDirective(Tokens(tokens).subspan(1));
+        else
+            readParameter(tokens);
+    } catch (const LineError& error) {
+        report(m_line, error.column(), error.what());
+    }
+}
+
+void SourceParser::readParameter(Tokens tokens)
+{
+    const Token& key = tokens.front();
+    if (key.kind != Token::Kind::Word || !isPlainKey(key.text))
+        throw LineError(key.column, "a key is \"/\" and at least one character more, not quoted");
+    if (tokens.size() < 2)
+        throw LineError(endOf(tokens), "the type is missing");
+    const SourceType type = readType(tokens[1]);
+    std::string data = readData(type, tokens.subspan(2));
+    const auto [given, isNew] = m_keys.try_emplace(key.text, placeAt(key.column));
+    if (!isNew)
+        throw LineError(key.column, givenTwice(key.text, given->second));
+    addRecord({.key = key.text, .type = type.number, .data = std::move(data)}, key.column);
+}
+
+void SourceParser::readDirective(Tokens tokens)
+{
+    const std::string_view name = tokens.empty() ? std::string_view() : tokens.front().text;
+    if (name == "record")
+        readRecord(tokens);
+    else if (name == "reserved")
+        readOnce(tokens, m_database.reserved, m_reserved);
+    else if (name == "unchecked")
+        readOnce(tokens, m_database.unchecked, m_unchecked);
+    else if (name == "tail")
+        readTail(tokens);
+    else if (name == "extra")
+        m_database.extra += readHexBytes(tokens.subspan(1));
+    else
+        throw LineError(tokens.empty() ? 1 : tokens.front().column,
+                        "unknown directive; there are record, reserved, tail, unchecked and extra");
+}
+
+void SourceParser::readRecord(Tokens tokens)
+{
+    if (tokens.size() < 4)
+        throw LineError(endOf(tokens), "a record takes its tag, its key, its type and its value");
+    const Token& key = tokens[2];
+    if (key.kind != Token::Kind::Text || key.text.find('\0') != std::string::npos)
+        throw LineError(key.column, "a record's key stands between double quotes, without a NUL");
+    const SourceType type = readType(tokens[3]);
+    addRecord({.tag = readHexBytes(tokens.subspan(1, 1)).front(),
+               .key = key.text,
+               .type = type.number,
+               .data = readData(type, tokens.subspan(4))},
+              tokens.front().column);
+}
+
+void SourceParser::readOnce(Tokens tokens, std::string& bytes, std::optional<SourcePlace>& given)
+{
+    const Token& name = tokens.front();
+    std::string read = readHexBytes(tokens.subspan(1));
+    if (read.size() != bytes.size())
+        throw LineError(name.column, name.text + " takes " + std::to_string(bytes.size()) +
+                                         " bytes, not " + std::to_string(read.size()));
+    if (given)
+        throw LineError(name.column, givenTwice(name.text, *given));
+    given = placeAt(name.column);
+    bytes = std::move(read);
+}
+
+void SourceParser::readTail(Tokens tokens)
+{
+    const std::string bytes = readHexBytes(tokens.subspan(1));
+    if (!std::exchange(m_tailGiven, true)) {
+        m_length -= m_database.tail.size();
+        m_database.tail.clear();
+    }
+    grow(bytes.size(), tokens.front().column);
+    m_database.tail += bytes;
+}
+
+void SourceParser::addRecord(Record record, std::size_t column)
+{
+    if (m_lastRecord)
+        throw LineError(column, "nothing is read behind the record of another tag at " +
+                                    describe(*m_lastRecord));
+    grow(record.size(), column);
+    if (record.tag != Format::recordTag)
+        m_lastRecord = placeAt(column);
+    m_database.records.push_back(std::move(record));
+}
+
+void SourceParser::grow(std::uint64_t size, std::size_t column)
+{
+    if (m_length + size > m_maxLength)
+        throw LineError(column, "the database becomes too large: its length field holds at most " +
+                                    std::to_string(m_maxLength));
+    m_length += size;
+}
+
+SourcePlace SourceParser::placeAt(std::size_t column) const
+{
+    return {m_file, m_line, column};
+}
+
+void SourceParser::report(std::size_t line, std::size_t column, std::string text)
+{
+    m_errors.push_back({{m_file, line, column}, std::move(text)});
+}
+
+} // namespace Varnix::DbFile
