@@ -11,8 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Dbcsi
-{
+namespace Dbcsi {
 
 /** The server's mailbox. */
 inline constexpr const char* serverMailboxName = "DbcsiServer";
@@ -23,7 +22,8 @@ inline constexpr const char* subscriberMailboxPrefix = "dbSubscriber";
 /** The protocol version that the library speaks. */
 inline constexpr std::uint32_t protocolVersion = 1;
 
-enum MessageNumber : std::uint32_t {
+enum MessageNumber : std::uint32_t
+{
     DBCSI_SERVER_DOWN_IND = 0x01707080,
     DBCSI_CONN_ESTABLISH_REQ = 0x01707081,
     DBCSI_CONN_ESTABLISH_CFM = 0x01707082,

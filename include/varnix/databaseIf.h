@@ -7,10 +7,8 @@
 #include <string>
 #include <vector>
 
-namespace Varnix
-{
-namespace V1
-{
+namespace Varnix {
+namespace V1 {
 
 /**
  * The parameters of one component: what its database files hold, with the node's production
@@ -42,7 +40,8 @@ class VARNIX_EXPORT DatabaseIf
 {
 public:
     /** The result of a read. */
-    enum class RetCode {
+    enum class RetCode
+    {
         /** The key was found with the type of the read; the output holds its value. */
         OK = 0,
         /** Neither the production database nor the component's holds the key. */

@@ -7,10 +7,8 @@
 #include <memory>
 #include <string>
 
-namespace Varnix
-{
-namespace V1
-{
+namespace Varnix {
+namespace V1 {
 
 /**
  * Where a process gets its parameter databases. There is one registry in a process.
