@@ -1,0 +1,110 @@
+#include "configFile.h"
+
+#include <libconfig.h>
+
+namespace Varnix::Backend::DBUtils {
+
+namespace {
+
+constexpr const char* componentVersions = "varnix.component_versions";
+
+/** A libconfig object, destroyed on every path out. */
+class Config
+{
+public:
+    Config() noexcept { config_init(&m_config); }
+    ~Config() { config_destroy(&m_config); }
+    Config(const Config&) = delete;
+    Config& operator=(const Config&) = delete;
+
+    config_t* get() noexcept { return &m_config; }
+
+private:
+    config_t m_config{};
+};
+
+using Kind = ConfigError::Kind;
+
+std::optional<ConfigError> readElement(const config_setting_t* element, int index,
+                                       DbConfiguration& configuration)
+{
+    const char* componentId = nullptr;
+    if (config_setting_lookup_string(element, "component_id", &componentId) != CONFIG_TRUE)
+        return ConfigError{Kind::NO_COMPONENT_ID, index};
+    const char* revision = nullptr;
+    if (config_setting_lookup_string(element, "revision", &revision) != CONFIG_TRUE)
+        return ConfigError{Kind::NO_REVISION, index};
+    const config_setting_t* const paths = config_setting_get_member(element, "file_paths");
+    if (paths == nullptr)
+        return ConfigError{Kind::NO_FILE_PATHS, index};
+
+    configuration.componentId = componentId;
+    configuration.revision = revision;
+    for (int j = 0; j < config_setting_length(paths); ++j) {
+        const char* const path = config_setting_get_string_elem(paths, j);
+        if (path == nullptr)
+            return ConfigError{Kind::BAD_FILE_PATH, index, j};
+        configuration.filePaths.emplace_back(path);
+    }
+    return std::nullopt;
+}
+
+std::string elementText(const ConfigError& error)
+{
+    switch (error.kind) {
+    case Kind::NO_COMPONENT_ID:
+        return "Failed to get non-null component_id for element number ";
+    case Kind::NO_REVISION:
+        return "Failed to get non-null revision for element number ";
+    case Kind::NO_FILE_PATHS:
+        return "Failed to get file_paths for element number ";
+    case Kind::BAD_FILE_PATH:
+        return "Failed to get non-null element number " + std::to_string(error.path) +
+               " in file_paths for element number ";
+    default:
+        return "Failed to get element number ";
+    }
+}
+
+} // namespace
+
+std::string describe(const ConfigError& error, const std::string& configFile)
+{
+    if (error.kind == Kind::UNREADABLE) {
+        return "Error when attempting to read file: " + configFile + " Error on line " +
+               std::to_string(error.line) + ": " + error.reason;
+    }
+    if (error.kind == Kind::NO_COMPONENT_VERSIONS)
+        return std::string("Failed to find ") + componentVersions +
+               " in configuration file: " + configFile;
+    return elementText(error) + std::to_string(error.element) + " in " + componentVersions +
+           " list in configuration file: " + configFile;
+}
+
+std::optional<ConfigError> readConfigFile(const std::string& configFile,
+                                          std::vector<DbConfiguration>& configurations)
+{
+    Config config;
+    if (config_read_file(config.get(), configFile.c_str()) != CONFIG_TRUE) {
+        const char* const reason = config_error_text(config.get());
+        return ConfigError{Kind::UNREADABLE, 0, 0, config_error_line(config.get()),
+                           reason != nullptr ? reason : ""};
+    }
+    const config_setting_t* const list = config_lookup(config.get(), componentVersions);
+    if (list == nullptr)
+        return ConfigError{Kind::NO_COMPONENT_VERSIONS};
+
+    for (int i = 0; i < config_setting_length(list); ++i) {
+        const config_setting_t* const element =
+            config_setting_get_elem(list, static_cast<unsigned int>(i));
+        if (element == nullptr)
+            return ConfigError{Kind::NO_ELEMENT, i};
+        DbConfiguration configuration;
+        if (auto error = readElement(element, i, configuration))
+            return error;
+        configurations.push_back(std::move(configuration));
+    }
+    return std::nullopt;
+}
+
+} // namespace Varnix::Backend::DBUtils

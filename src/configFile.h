@@ -1,0 +1,53 @@
+#ifndef VARNIX_CONFIGFILE_H
+#define VARNIX_CONFIGFILE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Varnix::Backend::DBUtils {
+
+/** One entry of a component configuration file, as written. */
+struct DbConfiguration
+{
+    std::string componentId;
+    std::string revision;
+    std::vector<std::string> filePaths;
+};
+
+/** Why a component configuration file cannot be used. */
+struct ConfigError
+{
+    enum class Kind
+    {
+        UNREADABLE,
+        NO_COMPONENT_VERSIONS,
+        NO_ELEMENT,
+        NO_COMPONENT_ID,
+        NO_REVISION,
+        NO_FILE_PATHS,
+        BAD_FILE_PATH
+    };
+
+    Kind kind = Kind::UNREADABLE;
+    int element = 0;      ///< index in the list of entries
+    int path = 0;         ///< index in "file_paths", for BAD_FILE_PATH
+    int line = 0;         ///< line of a syntax error, for UNREADABLE
+    std::string reason{}; ///< libconfig's words, for UNREADABLE
+};
+
+/** The error in words, `configFile` named. */
+std::string describe(const ConfigError& error, const std::string& configFile);
+
+/**
+ * Appends the entries of `configFile` to `configurations`, in file order.
+ *
+ * Stops at the first malformed entry and answers what is wrong with it; the entries before it stay
+ * appended.
+ */
+std::optional<ConfigError> readConfigFile(const std::string& configFile,
+                                          std::vector<DbConfiguration>& configurations);
+
+} // namespace Varnix::Backend::DBUtils
+
+#endif

@@ -1,0 +1,90 @@
+#ifndef VARNIX_DBCONTAINER_H
+#define VARNIX_DBCONTAINER_H
+
+#include "typeOfData.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace Varnix::Backend {
+
+/** The first ten bytes of a database file; `length` is big-endian there. */
+struct [[gnu::packed]] DB_HeaderS
+{
+    char magic;
+    unsigned char format;
+    unsigned char reserved[4];
+    std::uint32_t length;
+};
+static_assert(sizeof(DB_HeaderS) == 10);
+
+/** One record of a database file, its data still in the file's image. */
+struct DbRecord
+{
+    std::string key;
+    TypeOfData_t type = TypeOfData_t::UNDEFINED;
+    const unsigned char* data = nullptr;
+    std::uint32_t length = 0;
+};
+
+/**
+ * Loads one database file and walks its records. A container is loaded once and used by one thread.
+ */
+class DbContainer
+{
+public:
+    class iterator;
+
+    DbContainer() = default;
+
+    /** Loads a software database. */
+    bool loadSwDb(const std::string& path);
+
+    /** Loads a production database from a file or a device node. */
+    bool loadProductionDb(const std::string& path);
+
+    /** Loads the production database that the environment names. */
+    bool loadProductionDb();
+
+private:
+    std::unique_ptr<unsigned char[]> loadProductionDbBody(int fd, DB_HeaderS& header) const;
+
+    DbRecord m_record;             ///< the record that the iterator decoded last
+    std::uint32_t m_imageSize = 0; ///< the header's length field: where the walk ends
+    std::unique_ptr<unsigned char[]> m_image;
+};
+
+/**
+ * A position in a container's image. It trusts the image: the checksum at load time is the only
+ * guard against malformed records.
+ */
+class DbContainer::iterator
+{
+public:
+    static iterator begin(DbContainer* container) noexcept;
+    static iterator end(DbContainer* container) noexcept;
+
+    /** Decodes the record at the position into the container and answers it. */
+    DbRecord& operator*() const;
+
+    iterator& operator++() noexcept;
+
+    bool operator==(const iterator& other) const noexcept = default;
+
+private:
+    iterator(DbContainer* container, std::uint32_t position) noexcept
+        : m_container(container), m_position(position)
+    {
+    }
+
+    const char* key() const noexcept;
+
+    DbContainer* m_container;
+    std::uint32_t m_position; ///< offset from the start of the image
+};
+
+} // namespace Varnix::Backend
+
+#endif
