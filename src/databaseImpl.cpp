@@ -1,0 +1,311 @@
+#include "databaseImpl.h"
+
+#include "dbUtils.h"
+#include "trace.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+
+namespace Varnix::Backend {
+
+namespace {
+
+using DbParam_t = DatabaseImpl::DbParam_t;
+
+/** The bytes that a parameter really has: none where an allocation failed under it. */
+std::uint32_t byteCount(const DbParam_t& param) noexcept
+{
+    return param.data != nullptr ? param.length : 0;
+}
+
+std::string_view textOf(const DbParam_t& param) noexcept
+{
+    return {reinterpret_cast<const char*>(param.data), byteCount(param)};
+}
+
+unsigned char* allocateValue(std::size_t size) noexcept
+{
+    auto* const data = new (std::nothrow) unsigned char[size];
+    if (data == nullptr)
+        Trace::error([] { return "Failed to allocate memory for parsed value"; });
+    return data;
+}
+
+/** Makes room for `count` elements; grows at most once and keeps nothing of the old content. */
+template <typename T>
+void resizeFor(std::vector<T>& values, std::size_t count)
+{
+    if (count > values.capacity()) {
+        values.clear();
+        values.reserve(count);
+    }
+    values.resize(count);
+}
+
+/** Stores the low bytes of `value`, big-endian. */
+template <typename T>
+void storeElement(unsigned char* data, std::size_t element, std::int64_t value) noexcept
+{
+    auto narrowed = static_cast<T>(value);
+    DBUtils::SwapEnd(narrowed);
+    std::memcpy(data + element * sizeof narrowed, &narrowed, sizeof narrowed);
+}
+
+} // namespace
+
+DatabaseImpl::~DatabaseImpl()
+{
+    for (const auto& [key, param] : m_params)
+        delete[] param.data;
+}
+
+unsigned int DatabaseImpl::sizeofDatatype(TypeOfData_t type) const
+{
+    const TypeInfo* const info = findType(type);
+    if (info != nullptr && info->elementSize != 0)
+        return info->elementSize;
+    Trace::error([&] {
+        return Trace::text("Data type enum (TypeOfData_t) value equals: ", static_cast<char>(type),
+                           ". Hence, the size will be returned as zero.");
+    });
+    return 0;
+}
+
+bool DatabaseImpl::fitsInDataType(std::int64_t value, TypeOfData_t type) const noexcept
+{
+    const TypeInfo* const info = findType(type);
+    return info != nullptr && info->holds(value);
+}
+
+void DatabaseImpl::reserveFor(DbContainer& container)
+{
+    std::size_t records = m_params.size();
+    const auto end = DbContainer::iterator::end(&container);
+    for (auto it = DbContainer::iterator::begin(&container); it != end; ++it)
+        ++records;
+    m_params.reserve(records);
+}
+
+DatabaseImpl::DbParam_t& DatabaseImpl::findOrInsert(const std::string& key)
+{
+    ParamKey wanted(key);
+    const auto found = m_params.find(wanted);
+    if (found != m_params.end())
+        return found->second;
+
+    auto* const text = static_cast<char*>(m_arena.allocate(key.size(), 1));
+    std::memcpy(text, key.data(), key.size());
+    wanted.text = {text, key.size()};
+    return m_params.try_emplace(wanted).first->second;
+}
+
+bool DatabaseImpl::populate(DbContainer& container)
+{
+    reserveFor(container);
+    const auto end = DbContainer::iterator::end(&container);
+    for (auto it = DbContainer::iterator::begin(&container); it != end; ++it) {
+        const DbRecord& record = *it;
+        if (record.type == TypeOfData_t::UNDEFINED) {
+            Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
+            continue;
+        }
+        DbParam_t& param = findOrInsert(record.key);
+        const bool heldData = param.data != nullptr;
+        delete[] param.data;
+        param.data = nullptr;
+        if (record.length == 0) {
+            // The type stays: a new key stays undefined, a known one keeps what it was.
+            if (heldData)
+                param.length = 0;
+            continue;
+        }
+        param.data = allocateValue(record.length);
+        if (param.data == nullptr)
+            return false;
+        std::memcpy(param.data, record.data, record.length);
+        param.length = record.length;
+        param.type = record.type;
+    }
+    return true;
+}
+
+template <typename T>
+DatabaseImpl::ResultCode DatabaseImpl::readNumbers(const ParamKey& key,
+                                                   std::vector<T>& values) const
+{
+    const auto found = m_params.find(key);
+    if (found == m_params.end())
+        return ResultCode::NOT_FOUND;
+    const DbParam_t& param = found->second;
+    if (param.type != typeOfElement<T>())
+        return ResultCode::WRONG_TYPE;
+
+    const std::shared_lock lock(m_lock);
+    const std::size_t count = byteCount(param) / sizeof(T);
+    resizeFor(values, count);
+    if (count != 0)
+        std::memcpy(values.data(), param.data, count * sizeof(T));
+    for (T& value : values)
+        DBUtils::SwapEnd(value);
+    return ResultCode::SUCCESS;
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
+                                           std::vector<unsigned int>& values) const
+{
+    return readNumbers(key, values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
+                                           std::vector<unsigned short>& values) const
+{
+    return readNumbers(key, values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
+                                           std::vector<unsigned char>& values) const
+{
+    return readNumbers(key, values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::vector<int>& values) const
+{
+    return readNumbers(key, values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::vector<short>& values) const
+{
+    return readNumbers(key, values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
+                                           std::vector<signed char>& values) const
+{
+    return readNumbers(key, values);
+}
+
+bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& text) const
+{
+    const DbParam_t& param = entry->second;
+    if (param.type != TypeOfData_t::CHAR)
+        return false;
+    text = textOf(param);
+    return true;
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::string& text) const
+{
+    const auto found = m_params.find(key);
+    if (found == m_params.end())
+        return ResultCode::NOT_FOUND;
+    const std::shared_lock lock(m_lock);
+    return readStringParam(found, text) ? ResultCode::SUCCESS : ResultCode::WRONG_TYPE;
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
+                                           std::vector<std::string>& words) const
+{
+    words.clear();
+    std::string text;
+    const ResultCode result = get(key, text);
+    if (result == ResultCode::SUCCESS)
+        words = DBUtils::tokenize(text, " ");
+    return result;
+}
+
+void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bool append)
+{
+    const std::unique_lock lock(m_lock);
+    const auto found = m_params.find(key);
+    if (found == m_params.end())
+        return;
+    DbParam_t& param = found->second;
+    if (byteCount(param) == 0)
+        Trace::error([] { return "Can not update empty key"; });
+    if (param.type != TypeOfData_t::CHAR) {
+        Trace::error([&] {
+            return Trace::text("Can not update  key with datatype: ", param.type,
+                               " with the string ", value);
+        });
+        return;
+    }
+
+    const std::string newText = append ? std::string(textOf(param)) + " " + value : value;
+    if (newText.size() != byteCount(param)) {
+        auto* const data = allocateValue(newText.size());
+        if (data == nullptr)
+            return; // the old value stays whole
+        delete[] param.data;
+        param.data = data;
+        param.length = static_cast<std::uint32_t>(newText.size());
+    }
+    std::copy(newText.begin(), newText.end(), param.data);
+}
+
+bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
+                                       const std::vector<std::int64_t>& values,
+                                       unsigned char index) const
+{
+    const unsigned int size = sizeofDatatype(param.type);
+    if (size == 0) {
+        Trace::error(
+            [&] { return Trace::text("Can not update a key with datatype: ", param.type); });
+        return false;
+    }
+    const std::uint32_t capacity = byteCount(param) / size;
+    const std::size_t count = values.size();
+    if (capacity < count) {
+        Trace::error([&] {
+            return Trace::text("Can not update a key with ", capacity, " values, with  ", count,
+                               " values");
+        });
+        return false;
+    }
+    if (count + index > capacity) {
+        Trace::error(
+            [&] { return Trace::text("Index out of range: ", static_cast<unsigned int>(index)); });
+        return false;
+    }
+    const auto unfit = std::find_if(values.begin(), values.end(), [&](std::int64_t value) {
+        return !fitsInDataType(value, param.type);
+    });
+    if (unfit != values.end()) {
+        Trace::error([&] {
+            return Trace::text("Can not store the value ", *unfit,
+                               " in a key with datatype: ", param.type);
+        });
+        return false;
+    }
+    return true;
+}
+
+void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64_t>& values,
+                            unsigned char index)
+{
+    const std::unique_lock lock(m_lock);
+    const auto found = m_params.find(key);
+    if (found == m_params.end())
+        return;
+    const DbParam_t& param = found->second;
+    if (!checkUpdatePossible(param, values, index))
+        return;
+
+    const unsigned int size = findType(param.type)->elementSize;
+    // Eight bits wide: a write past element 255 goes on at element 0.
+    unsigned char element = index;
+    for (const std::int64_t value : values) {
+        if (size == 1)
+            storeElement<std::uint8_t>(param.data, element, value);
+        else if (size == 2)
+            storeElement<std::uint16_t>(param.data, element, value);
+        else
+            storeElement<std::uint32_t>(param.data, element, value);
+        ++element;
+    }
+}
+
+} // namespace Varnix::Backend

@@ -1,0 +1,123 @@
+#ifndef VARNIX_DATABASEIMPL_H
+#define VARNIX_DATABASEIMPL_H
+
+#include "dbContainer.h"
+#include "readMostlyLock.h"
+#include "typeOfData.h"
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory_resource>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace Varnix::Backend {
+
+/** A key with its hash, computed once however many stores are asked. Refers to the key's text. */
+struct ParamKey
+{
+    template <typename Text>
+    requires std::convertible_to<const Text&, std::string_view> ParamKey(const Text& key)
+    noexcept : text(key), hash(std::hash<std::string_view>()(text)) {}
+
+    bool operator==(const ParamKey& other) const noexcept
+    {
+        return hash == other.hash && text == other.text;
+    }
+
+    struct Hash
+    {
+        std::size_t operator()(const ParamKey& key) const noexcept { return key.hash; }
+    };
+
+    std::string_view text;
+    std::size_t hash;
+};
+
+/**
+ * The parameters of one database, in memory.
+ *
+ * A store is filled before any other thread can see it. From then on its keys and their types stay;
+ * updates change values alone. Looking a key up therefore needs no lock, and a value's bytes are
+ * read under the shared and changed under the exclusive lock.
+ */
+class DatabaseImpl
+{
+public:
+    enum class ResultCode
+    {
+        SUCCESS = 0,
+        NOT_FOUND = 1,
+        WRONG_TYPE = 2
+    };
+
+    struct DbParam_t
+    {
+        unsigned char* data = nullptr; ///< owned by the store; as in the file, so big-endian
+        std::uint32_t length = 0;      ///< in bytes
+        TypeOfData_t type = TypeOfData_t::UNDEFINED;
+    };
+
+    DatabaseImpl() = default;
+    ~DatabaseImpl();
+    DatabaseImpl(const DatabaseImpl&) = delete;
+    DatabaseImpl& operator=(const DatabaseImpl&) = delete;
+
+    /**
+     * Copies every record of a loaded container into the store; a key that is there already gets
+     * the new value. Answers false when memory ran out part-way. Takes no lock.
+     */
+    bool populate(DbContainer& container);
+
+    /** @name Reads
+     * The output is untouched unless the answer is SUCCESS; the list of words is emptied instead.
+     * @{ */
+    ResultCode get(const ParamKey& key, std::vector<unsigned int>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<unsigned short>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<unsigned char>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<int>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<short>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<signed char>& values) const;
+    ResultCode get(const ParamKey& key, std::vector<std::string>& words) const;
+    ResultCode get(const ParamKey& key, std::string& text) const;
+    /** @} */
+
+    /** Replaces the text of a CHAR parameter, or appends a blank and `value` to it. */
+    void updateDb(const std::string& key, const std::string& value, bool append);
+
+    /** Writes `values` into consecutive elements of an integer parameter, from `index` on. */
+    void updateDb(const std::string& key, const std::vector<std::int64_t>& values,
+                  unsigned char index);
+
+    /** Whether `values` may be written at `index` of `param`; traces why not. */
+    bool checkUpdatePossible(const DbParam_t& param, const std::vector<std::int64_t>& values,
+                             unsigned char index) const;
+
+    /** Bytes of one element; 0, with an ERROR trace, for a type without elements. */
+    unsigned int sizeofDatatype(TypeOfData_t type) const;
+
+    /** Whether one element of an integer type can hold `value`. */
+    bool fitsInDataType(std::int64_t value, TypeOfData_t type) const noexcept;
+
+private:
+    using Table = std::pmr::unordered_map<ParamKey, DbParam_t, ParamKey::Hash>;
+
+    template <typename T>
+    ResultCode readNumbers(const ParamKey& key, std::vector<T>& values) const;
+    bool readStringParam(Table::const_iterator entry, std::string& text) const;
+
+    void reserveFor(DbContainer& container);
+    DbParam_t& findOrInsert(const std::string& key);
+
+    mutable ReadMostlyLock m_lock;
+    std::pmr::monotonic_buffer_resource m_arena; ///< keys and nodes: a store never forgets a key
+    Table m_params{&m_arena};
+};
+
+} // namespace Varnix::Backend
+
+#endif
