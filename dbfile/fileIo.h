@@ -1,0 +1,35 @@
+#ifndef VARNIX_DBFILE_FILEIO_H
+#define VARNIX_DBFILE_FILEIO_H
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace Varnix::DbFile {
+
+/** A file that cannot be opened, read or written; the text names it and says why. */
+class FileError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/**
+ * The content of a regular file, a pipe or a block device. Folders and character devices, which
+ * have no end to read to, are a FileError like everything that fails.
+ */
+std::string readWholeFile(const std::string& path);
+
+/**
+ * Makes `content` the content of the file at `path`, whole or not at all.
+ *
+ * A temporary file beside it is written, flushed and renamed over it, and the folder flushed. On
+ * FileError the old file is as it was and the temporary one is gone; signals that end the process
+ * wait until then. A symbolic link is followed; what exists and is not a regular file is refused.
+ * The file's mode is what the umask says.
+ */
+void replaceFile(const std::string& path, std::string_view content);
+
+} // namespace Varnix::DbFile
+
+#endif

@@ -1,0 +1,150 @@
+#include "dbfile/descriptor.h"
+#include "dbfile/fileIo.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <initializer_list>
+#include <system_error>
+#include <utility>
+
+namespace Varnix::DbFile {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const fs::path& path, const std::string& why)
+{
+    throw FileError("cannot write " + path.string() + ": " + why);
+}
+
+[[noreturn]] void failWithErrno(const fs::path& path)
+{
+    fail(path, std::system_category().message(errno));
+}
+
+/** Keeps signals from ending the process between the temporary file's creation and its end. */
+class SignalHold
+{
+public:
+    SignalHold() noexcept
+    {
+        sigset_t held;
+        sigemptyset(&held);
+        for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+            sigaddset(&held, signal);
+        pthread_sigmask(SIG_BLOCK, &held, &m_mask);
+        // A file that grows beyond the process's limit is an error to report, not an end.
+        struct sigaction ignore = {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(SIGXFSZ, &ignore, &m_sizeLimit);
+    }
+    ~SignalHold()
+    {
+        sigaction(SIGXFSZ, &m_sizeLimit, nullptr);
+        pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
+    }
+    SignalHold(const SignalHold&) = delete;
+    SignalHold& operator=(const SignalHold&) = delete;
+
+private:
+    sigset_t m_mask{};
+    struct sigaction m_sizeLimit
+    {
+    };
+};
+
+/** A new file in `folder`, removed with this object unless it was renamed. */
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(const fs::path& folder)
+    {
+        for (unsigned attempt = 0; !m_file.isOpen(); ++attempt) {
+            m_path = folder / (".varnix-" + std::to_string(::getpid()) + "-" +
+                               std::to_string(attempt) + ".tmp");
+            m_file =
+                Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+            if (!m_file.isOpen() && errno != EEXIST)
+                failWithErrno(m_path);
+        }
+    }
+    ~TemporaryFile()
+    {
+        if (!m_renamed)
+            ::unlink(m_path.c_str());
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    void write(std::string_view content)
+    {
+        while (!content.empty()) {
+            const ssize_t count = ::write(m_file.get(), content.data(), content.size());
+            if (count >= 0)
+                content.remove_prefix(static_cast<std::size_t>(count));
+            else if (errno != EINTR)
+                failWithErrno(m_path);
+        }
+        if (::fsync(m_file.get()) != 0 || !m_file.close())
+            failWithErrno(m_path);
+    }
+
+    void renameTo(const fs::path& target)
+    {
+        if (std::rename(m_path.c_str(), target.c_str()) != 0)
+            failWithErrno(target);
+        m_renamed = true;
+    }
+
+private:
+    fs::path m_path;
+    Descriptor m_file{-1};
+    bool m_renamed = false;
+};
+
+/** The file that is to be replaced: where the path leads, if it leads to a regular file. */
+fs::path resolved(const fs::path& path)
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found)
+        return path;
+    if (error)
+        fail(path, error.message());
+    if (status.type() != fs::file_type::regular)
+        fail(path, status.type() == fs::file_type::directory ? "it is a folder"
+                                                             : "it is not a regular file");
+    fs::path target = fs::canonical(path, error);
+    if (error)
+        fail(path, error.message());
+    return target;
+}
+
+void flushFolder(const fs::path& folder)
+{
+    const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Some file systems cannot flush a folder and say so with EINVAL.
+    if (!descriptor.isOpen() || (::fsync(descriptor.get()) != 0 && errno != EINVAL))
+        failWithErrno(folder);
+}
+
+} // namespace
+
+void replaceFile(const std::string& path, std::string_view content)
+{
+    const fs::path target = resolved(path);
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    const SignalHold hold;
+    TemporaryFile file(folder);
+    file.write(content);
+    file.renameTo(target);
+    flushFolder(folder);
+}
+
+} // namespace Varnix::DbFile
