@@ -1,0 +1,51 @@
+#ifndef VARNIX_TOOL_COMMAND_H
+#define VARNIX_TOOL_COMMAND_H
+
+#include <CLI/App.hpp>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace Varnix::Tool {
+
+/** The exit statuses of the command. */
+enum class Status
+{
+    Done = 0,
+    /** The answer is no: a key is absent, a check found something, two files differ. */
+    No = 1,
+    WrongUsage = 2,
+    /** A file cannot be opened, read or written. */
+    Unreadable = 3,
+    /** An input was read and is not valid. */
+    Invalid = 4,
+    /** No production database, or no usable configuration. */
+    NodeUnusable = 5,
+};
+
+/** Ends a subcommand with a status; the text goes to standard error as it is. */
+class Failure : public std::runtime_error
+{
+public:
+    Failure(Status status, const std::string& text) : std::runtime_error(text), m_status(status) {}
+
+    Status status() const noexcept { return m_status; }
+
+private:
+    Status m_status;
+};
+
+/**
+ * Each adds one subcommand to the command line. When the line names it, parsing the line runs it
+ * and stores its status, or throws Failure.
+ */
+void addBuild(CLI::App& app, Status& status);
+void addDump(CLI::App& app, Status& status);
+void addDiff(CLI::App& app, Status& status);
+void addCheck(CLI::App& app, Status& status);
+void addGet(CLI::App& app, Status& status);
+
+} // namespace Varnix::Tool
+
+#endif

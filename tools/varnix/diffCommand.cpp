@@ -1,0 +1,54 @@
+#include "command.h"
+#include "dbfile/comparison.h"
+#include "dbfile/sourceLine.h"
+#include "dbfile/sourceValue.h"
+#include "files.h"
+
+#include <iostream>
+#include <memory>
+
+namespace Varnix::Tool {
+
+namespace {
+
+struct DiffOptions
+{
+    std::string first;
+    std::string second;
+};
+
+void printSide(char sign, const std::string& key, const std::optional<DbFile::Value>& value)
+{
+    if (value)
+        std::cout << sign << ' ' << (DbFile::isPlainKey(key) ? key : DbFile::quoted(key)) << ' '
+                  << DbFile::printValue(value->type, value->data) << '\n';
+}
+
+Status diff(const DiffOptions& options)
+{
+    const DbFile::Database first = readDatabase(options.first);
+    const std::vector<DbFile::Difference> found = differences(first, readDatabase(options.second));
+    for (const DbFile::Difference& difference : found) {
+        printSide('-', difference.key, difference.first);
+        printSide('+', difference.key, difference.second);
+    }
+    return found.empty() ? Status::Done : Status::No;
+}
+
+} // namespace
+
+void addDiff(CLI::App& app, Status& status)
+{
+    const auto options = std::make_shared<DiffOptions>();
+    CLI::App* const command =
+        app.add_subcommand("diff", "Show what differs between two database files as parameters");
+    command->add_option("a", options->first, "A database file; its values are marked -")
+        ->type_name("A")
+        ->required();
+    command->add_option("b", options->second, "Another one; its values are marked +")
+        ->type_name("B")
+        ->required();
+    command->callback([options, &status] { status = diff(*options); });
+}
+
+} // namespace Varnix::Tool

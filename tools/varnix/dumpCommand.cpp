@@ -1,0 +1,93 @@
+#include "command.h"
+#include "dbfile/finding.h"
+#include "dbfile/sourcePrinter.h"
+#include "dbfile/types.h"
+#include "document.h"
+#include "files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <iostream>
+#include <memory>
+
+namespace Varnix::Tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct DumpOptions
+{
+    bool json = false;
+    std::string file;
+};
+
+/** Text or numbers; nothing where the bytes are neither. */
+Json valueOf(const DbFile::Record& record)
+{
+    const DbFile::Type* const type = DbFile::findType(record.type);
+    if (type == nullptr || !DbFile::isWhole(*type, record.data.size()))
+        return {};
+    if (record.type == DbFile::charType)
+        return isUnicode(record.data) ? Json(record.data) : Json();
+    Json elements = Json::array();
+    for (std::size_t i = 0; i < record.data.size() / type->elementSize; ++i)
+        elements.push_back(DbFile::elementAt(record.data, *type, i));
+    return elements;
+}
+
+Json documentOf(const DbFile::Record& record)
+{
+    const DbFile::Type* const type = DbFile::findType(record.type);
+    Json document;
+    if (record.tag != DbFile::Format::recordTag)
+        document["tag"] = DbFile::hexBytes({&record.tag, 1});
+    document["key"] = record.key;
+    if (!isUnicode(record.key))
+        document["keyBytes"] = DbFile::hexBytes(record.key);
+    document["type"] = type == nullptr ? Json(record.type) : Json(type->name);
+    Json value = valueOf(record);
+    if (value.is_null())
+        document["bytes"] = DbFile::hexBytes(record.data);
+    else
+        document["value"] = std::move(value);
+    return document;
+}
+
+Json documentOf(const std::string& file, const DbFile::Database& database)
+{
+    Json records = Json::array();
+    for (const DbFile::Record& record : database.records)
+        records.push_back(documentOf(record));
+    return {{"file", file},
+            {"reserved", DbFile::hexBytes(database.reserved)},
+            {"records", std::move(records)},
+            {"tail", DbFile::hexBytes(database.tail)},
+            {"unchecked", DbFile::hexBytes(database.unchecked)},
+            {"extra", DbFile::hexBytes(database.extra)},
+            {"errors", Json::array()}};
+}
+
+Status dump(const DumpOptions& options)
+{
+    const DbFile::Database database = readDatabase(options.file);
+    if (options.json)
+        printDocument(documentOf(options.file, database));
+    else
+        std::cout << printSource(database);
+    return Status::Done;
+}
+
+} // namespace
+
+void addDump(CLI::App& app, Status& status)
+{
+    const auto options = std::make_shared<DumpOptions>();
+    CLI::App* const command = app.add_subcommand(
+        "dump", "Show a database file as a text from which build makes the same bytes");
+    command->add_flag("--json", options->json, "Print one JSON document");
+    command->add_option("file", options->file, "The database file")->type_name("FILE")->required();
+    command->callback([options, &status] { status = dump(*options); });
+}
+
+} // namespace Varnix::Tool

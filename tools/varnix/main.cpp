@@ -1,0 +1,73 @@
+#include "command.h"
+#include "document.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+namespace {
+
+using Varnix::Tool::Failure;
+using Varnix::Tool::Status;
+
+/** A message on standard error and, where one document was asked for, in that document. */
+Status fail(Status status, const std::string& text, bool asDocument)
+{
+    if (asDocument)
+        Varnix::Tool::printFailure(status, text);
+    std::cerr << text << '\n';
+    return status;
+}
+
+Status run(int argc, char** argv)
+{
+    CLI::App app("Builds, shows, compares and checks Varnix database files, and reads parameters "
+                 "as a client does.",
+                 "varnix");
+    app.set_version_flag("--version", "varnix " VARNIX_VERSION);
+    app.require_subcommand(1);
+    app.footer("Exit status: 0 done; 1 the answer is no; 2 wrong usage; 3 a file cannot be opened, "
+               "read or written; 4 an input is not valid; 5 the node cannot be used.");
+
+    Status status = Status::Done;
+    for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
+                           Varnix::Tool::addCheck})
+        add(app, status);
+
+    const bool asDocument = std::any_of(
+        argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
+    try {
+        app.parse(argc, argv);
+        return status;
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            return Status::Done;
+        }
+        return fail(Status::WrongUsage,
+                    std::string("varnix: ") + error.what() + "\nTry varnix --help.", asDocument);
+    } catch (const Failure& failure) {
+        return fail(failure.status(), failure.what(), asDocument);
+    } catch (const std::bad_alloc&) {
+        return fail(Status::Unreadable, "varnix: out of memory", asDocument);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        const Status status = run(argc, argv);
+        if (std::cout.flush())
+            return static_cast<int>(status);
+        std::cerr << "varnix: cannot write to standard output\n";
+    } catch (const std::exception& error) {
+        std::cerr << "varnix: " << error.what() << '\n';
+    }
+    return static_cast<int>(Status::Unreadable);
+}
