@@ -17,9 +17,13 @@ namespace {
 class RecordChecker
 {
 public:
-    /** Records belong before `end`; a file that ends early has only some of those bytes. */
+    /**
+     * Records belong before `end`, the header's length. Of a file that ends before it should, whose
+     * missing end has been reported, they are checked as far as they are whole.
+     */
     RecordChecker(std::string_view image, std::uint64_t end, std::vector<Finding>& findings)
-        : m_image(image), m_end(end), m_findings(findings)
+        : m_image(image), m_end(end), m_isWhole(image.size() >= end + Format::trailerSize),
+          m_findings(findings)
     {
     }
 
@@ -54,6 +58,8 @@ private:
     /** The bytes behind one foreign tag may still be records; behind two they are anything. */
     bool isFirstForeignTag(std::size_t position)
     {
+        if (!m_isWhole)
+            return false;
         report(position, "the record's tag is " +
                              hexNumber(static_cast<unsigned char>(m_image[position])) + ", not " +
                              hexNumber(static_cast<unsigned char>(Format::recordTag)) +
@@ -61,10 +67,9 @@ private:
         return !std::exchange(m_foreignTag, true);
     }
 
-    /** In a file that ends early, the missing end has been reported already. */
     void reportUnfinished(std::size_t position, const std::string& what)
     {
-        if (m_image.size() >= m_end)
+        if (m_isWhole)
             report(position, what + " before " + hexNumber(m_end) + ", where the records end");
     }
 
@@ -99,6 +104,7 @@ private:
 
     std::string_view m_image;
     std::uint64_t m_end;
+    bool m_isWhole;
     std::vector<Finding>& m_findings;
     std::unordered_map<std::string_view, std::size_t> m_keys;
     bool m_foreignTag = false;

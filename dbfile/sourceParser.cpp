@@ -90,7 +90,7 @@ void SourceParser::readSourceLine(std::string_view line)
         if (tokens.empty())
             return;
         if (tokens.front().text == directiveMark)
-            readDirective(Tokens(tokens).subspan(1));
+            readDirective(Tokens(tokens).subspan(tokens.size() > 1 ? 1 : 0));
         else
             readParameter(tokens);
     } catch (const LineError& error) {
@@ -115,7 +115,7 @@ void SourceParser::readParameter(Tokens tokens)
 
 void SourceParser::readDirective(Tokens tokens)
 {
-    const std::string_view name = tokens.empty() ? std::string_view() : tokens.front().text;
+    const std::string& name = tokens.front().text;
     if (name == "record")
         readRecord(tokens);
     else if (name == "reserved")
@@ -127,7 +127,7 @@ void SourceParser::readDirective(Tokens tokens)
     else if (name == "extra")
         m_database.extra += readHexBytes(tokens.subspan(1));
     else
-        throw LineError(tokens.empty() ? 1 : tokens.front().column,
+        throw LineError(tokens.front().column,
                         "unknown directive; there are record, reserved, tail, unchecked and extra");
 }
 

@@ -12,6 +12,8 @@ namespace Varnix::DbFile {
 namespace {
 
 using Test::DbBuilder;
+using Test::repairChecksum;
+using Test::setLength;
 
 /** What `build` makes of what `dump` says. */
 std::string rebuilt(const std::string& image)
@@ -48,7 +50,7 @@ public:
     {
         for (std::size_t i = below(4); i < 4; ++i)
             image[oneIn(4) ? 9 : below(image.size())] = oneIn(3) ? 'F' : byte();
-        Test::repairChecksum(image);
+        repairChecksum(image);
     }
 
     bool oneIn(std::size_t n) { return below(n) == 0; }
@@ -114,6 +116,11 @@ struct OddFile
     std::string image;
 };
 
+void PrintTo(const OddFile& file, std::ostream* out)
+{
+    *out << hexBytes(file.image);
+}
+
 class OddFiles : public testing::TestWithParam<OddFile>
 {
 };
@@ -126,8 +133,8 @@ TEST_P(OddFiles, AreRebuiltByteForByte)
 
 std::string withLength(std::uint32_t length, std::string image)
 {
-    Test::setLength(image, length);
-    Test::repairChecksum(image);
+    setLength(image, length);
+    repairChecksum(image);
     return image;
 }
 
