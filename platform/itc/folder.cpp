@@ -1,0 +1,346 @@
+#include "folder.h"
+
+#include "frame.h"
+#include "itc.h"
+#include "report.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace Itc {
+
+namespace {
+
+constexpr const char* lockEntry = "lock";
+constexpr std::size_t idDigits = 8;
+/** Ids stay clear of the special values, which all have the top bit set. */
+constexpr std::uint32_t lastId = 0x7FFFFFFF;
+/** The kernel lowers it to the host's net.core.somaxconn. */
+constexpr int backlog = 1 << 16;
+
+std::string environment(const char* name)
+{
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string folderPath()
+{
+    if (const std::string own = environment("VARNIX_ITC_DIR"); !own.empty()) {
+        return own;
+    }
+    if (const std::string runtime = environment("XDG_RUNTIME_DIR"); !runtime.empty()) {
+        return runtime + "/varnix-itc";
+    }
+    const std::string temporary = environment("TMPDIR");
+    return (temporary.empty() ? "/tmp" : temporary) + "/varnix-itc-" + std::to_string(::geteuid());
+}
+
+std::string toHex(std::uint32_t number)
+{
+    std::array<char, idDigits + 1> text{};
+    std::snprintf(text.data(), text.size(), "%08x", number);
+    return text.data();
+}
+
+std::optional<std::uint32_t> fromHex(std::string_view text) noexcept
+{
+    std::uint32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, 16);
+    if (text.size() != idDigits || error != std::errc{} || stop != end || number > lastId) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+std::string endpointEntry(std::uint32_t id)
+{
+    return "m-" + toHex(id);
+}
+
+std::string channelEntry(std::uint32_t id)
+{
+    return "w-" + toHex(id);
+}
+
+constexpr std::string_view plainBytes =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
+
+/**
+ * A name may hold any byte; a file's name shows the ordinary ones as they are. None where the name
+ * is too long for one.
+ */
+std::optional<std::string> nameEntry(std::string_view name)
+{
+    std::string entry = "n-";
+    for (const char c : name) {
+        if (plainBytes.find(c) != plainBytes.npos) {
+            entry += c;
+        } else {
+            std::array<char, 4> escaped{};
+            std::snprintf(escaped.data(), escaped.size(), "%%%02X", static_cast<unsigned char>(c));
+            entry += escaped.data();
+        }
+    }
+    if (entry.size() > 2 + maxNameSize) {
+        return std::nullopt;
+    }
+    return entry;
+}
+
+/** The entries of a folder that begin with one of the letters and a dash. */
+std::vector<std::string> listEntries(int folder, std::string_view letters)
+{
+    Descriptor copy(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(copy.get()), &::closedir);
+    if (!stream) {
+        throwErrno("cannot list the mailbox folder");
+    }
+    copy.release();
+    std::vector<std::string> entries;
+    while (const dirent* const entry = ::readdir(stream.get())) {
+        const std::string_view name = entry->d_name;
+        if (name.size() >= 2 && name[1] == '-' && letters.find(name[0]) != letters.npos) {
+            entries.emplace_back(name);
+        }
+    }
+    return entries;
+}
+
+Descriptor makeSocket(int type)
+{
+    Descriptor made(::socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!made) {
+        throwErrno("cannot make a socket");
+    }
+    return made;
+}
+
+const sockaddr* generic(const sockaddr_un& address) noexcept
+{
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+} // namespace
+
+Folder Folder::open()
+{
+    const std::string path = folderPath();
+    const std::string what = "cannot use the mailbox folder " + path;
+    if (::mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+        throwErrno(what);
+    }
+    // A link that somebody else left in a shared place is not followed.
+    Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status
+    {
+    };
+    if (!descriptor || ::fstat(descriptor.get(), &status) != 0) {
+        throwErrno(what);
+    }
+    if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        throw std::runtime_error(what + ": it must belong to the user, with mode 0700");
+    }
+    return {std::move(descriptor), makeSocket(SOCK_DGRAM)};
+}
+
+std::optional<Folder::Endpoint> Folder::create(std::string_view name) const
+{
+    const auto entry = nameEntry(name);
+    const Descriptor held = lock();
+    if (!entry || find(name) != ITC_NO_MBOX_ID) {
+        return std::nullopt;
+    }
+    if (const std::uint32_t dead = ownerOf(*entry); dead != ITC_NO_MBOX_ID) {
+        removeEntry(endpointEntry(dead));
+    }
+    removeEntry(*entry);
+
+    Endpoint made = bindNextId(held);
+    // The name comes last: whoever finds it finds a mailbox that listens.
+    if (::listen(made.socket.get(), backlog) != 0 ||
+        ::symlinkat(endpointEntry(made.id).c_str(), m_descriptor.get(), entry->c_str()) != 0) {
+        const int error = errno;
+        removeEntry(endpointEntry(made.id));
+        errno = error;
+        throwErrno("cannot create a mailbox");
+    }
+    wakeWaiters();
+    return made;
+}
+
+void Folder::remove(std::uint32_t id, std::string_view name) const
+{
+    const auto entry = nameEntry(name);
+    if (entry && ownerOf(*entry) == id) {
+        removeEntry(*entry);
+    }
+    removeEntry(endpointEntry(id));
+    removeChannel(id);
+}
+
+std::uint32_t Folder::find(std::string_view name) const
+{
+    const auto entry = nameEntry(name);
+    const std::uint32_t id = entry ? ownerOf(*entry) : ITC_NO_MBOX_ID;
+    return id != ITC_NO_MBOX_ID && isAlive(endpointEntry(id)) ? id : ITC_NO_MBOX_ID;
+}
+
+Descriptor Folder::connect(std::uint32_t id) const
+{
+    Descriptor made = makeSocket(SOCK_STREAM);
+    const auto address = addressOf(endpointEntry(id));
+    if (address && ::connect(made.get(), generic(*address), sizeof *address) == 0) {
+        return made;
+    }
+    if (errno != ECONNREFUSED && errno != ENOENT) {
+        throwErrno("cannot reach mailbox 0x" + toHex(id));
+    }
+    return {};
+}
+
+Descriptor Folder::openChannel(std::uint32_t id) const
+{
+    const Descriptor held = lock();
+    Descriptor made = makeSocket(SOCK_DGRAM);
+    const auto address = addressOf(channelEntry(id));
+    if (!address || ::bind(made.get(), generic(*address), sizeof *address) != 0) {
+        throwErrno("cannot wait for a mailbox");
+    }
+    return made;
+}
+
+void Folder::removeChannel(std::uint32_t id) const
+{
+    removeEntry(channelEntry(id));
+}
+
+void Folder::sweep() const
+{
+    const Descriptor held = lock();
+    for (const std::string& entry : listEntries(m_descriptor.get(), "mnw")) {
+        if (isLeftOver(entry)) {
+            removeEntry(entry);
+        }
+    }
+}
+
+Descriptor Folder::lock() const
+{
+    Descriptor held(::openat(m_descriptor.get(), lockEntry, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    while (held && ::flock(held.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            held = {};
+        }
+    }
+    if (!held) {
+        throwErrno("cannot lock the mailbox folder");
+    }
+    return held;
+}
+
+Folder::Endpoint Folder::bindNextId(const Descriptor& lock) const
+{
+    std::array<char, idDigits> text{};
+    const ssize_t size = ::pread(lock.get(), text.data(), text.size(), 0);
+    const auto given = fromHex({text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))});
+    Endpoint made{given.value_or(0), makeSocket(SOCK_STREAM)};
+    for (;;) {
+        made.id = made.id == lastId ? 1 : made.id + 1;
+        const auto address = addressOf(endpointEntry(made.id));
+        if (address && ::bind(made.socket.get(), generic(*address), sizeof *address) == 0) {
+            break;
+        }
+        if (errno != EADDRINUSE) {
+            throwErrno("cannot create a mailbox");
+        }
+    }
+    const std::string next = toHex(made.id);
+    if (::pwrite(lock.get(), next.data(), next.size(), 0) != static_cast<ssize_t>(next.size())) {
+        const int error = errno;
+        removeEntry(endpointEntry(made.id));
+        errno = error;
+        throwErrno("cannot create a mailbox");
+    }
+    return made;
+}
+
+void Folder::wakeWaiters() const
+{
+    for (const std::string& entry : listEntries(m_descriptor.get(), "w")) {
+        const auto address = addressOf(entry);
+        // A waiter whose queue is full has been woken already.
+        if (address &&
+            ::sendto(m_probe.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL, generic(*address),
+                     sizeof *address) < 0 &&
+            errno == ECONNREFUSED) {
+            removeEntry(entry);
+        }
+    }
+}
+
+std::uint32_t Folder::ownerOf(const std::string& entry) const noexcept
+{
+    std::array<char, 2 + idDigits + 1> target{};
+    const ssize_t size =
+        ::readlinkat(m_descriptor.get(), entry.c_str(), target.data(), target.size());
+    const std::string_view text(target.data(),
+                                static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return text.starts_with("m-") ? fromHex(text.substr(2)).value_or(ITC_NO_MBOX_ID)
+                                  : ITC_NO_MBOX_ID;
+}
+
+/**
+ * Whether a process has that socket bound. Asked with a datagram socket, which a mailbox's
+ * endpoint turns down without noticing.
+ */
+bool Folder::isAlive(const std::string& entry) const noexcept
+{
+    const auto address = addressOf(entry);
+    return address && (::connect(m_probe.get(), generic(*address), sizeof *address) == 0 ||
+                       (errno != ECONNREFUSED && errno != ENOENT));
+}
+
+bool Folder::isLeftOver(const std::string& entry) const
+{
+    if (!entry.starts_with("n-")) {
+        return !isAlive(entry);
+    }
+    const std::uint32_t owner = ownerOf(entry);
+    return owner == ITC_NO_MBOX_ID || !isAlive(endpointEntry(owner));
+}
+
+void Folder::removeEntry(const std::string& entry) const noexcept
+{
+    ::unlinkat(m_descriptor.get(), entry.c_str(), 0);
+}
+
+/** A socket's address has little room: however long the folder's path is, this one is short. */
+std::optional<sockaddr_un> Folder::addressOf(const std::string& entry) const noexcept
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const int size = std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s",
+                                   m_descriptor.get(), entry.c_str());
+    if (size < 0 || static_cast<std::size_t>(size) >= sizeof address.sun_path) {
+        errno = ENOENT;
+        return std::nullopt;
+    }
+    return address;
+}
+
+} // namespace Itc

@@ -1,0 +1,51 @@
+/** The receiving end of a connection to a mailbox: see link.h. */
+#ifndef VARNIX_PLATFORM_ITC_INLET_H
+#define VARNIX_PLATFORM_ITC_INLET_H
+
+#include "descriptor.h"
+#include "frame.h"
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <functional>
+#include <span>
+
+namespace Itc {
+
+/** Whether this user's process is at the other end. */
+bool isOwnUser(int connection) noexcept;
+
+class Inlet
+{
+public:
+    explicit Inlet(Descriptor connection) noexcept : m_connection(std::move(connection)) {}
+
+    /**
+     * Hands on the frames that have arrived; false when no more will, because the other end has
+     * gone or sent what it should not. `buffer` has room for the largest frame.
+     */
+    bool read(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take);
+
+private:
+    enum class Connection
+    {
+        quiet,
+        woken,
+        over
+    };
+
+    Connection readConnection();
+    Connection readGreeting();
+    bool readStream(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take);
+    void freeConsumed() noexcept;
+
+    Descriptor m_connection;
+    Descriptor m_stream;
+    off_t m_consumed = 0;
+    off_t m_freed = 0;
+};
+
+} // namespace Itc
+
+#endif

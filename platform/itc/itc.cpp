@@ -1,0 +1,209 @@
+// Everything else of the library is hidden.
+#pragma GCC visibility push(default)
+#include "itc.h"
+#pragma GCC visibility pop
+
+#include "process.h"
+#include "report.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <exception>
+#include <limits>
+#include <string>
+
+using namespace Itc;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t eventsAtOnce = 64;
+
+/** Runs one operation; what goes wrong in it is reported, and the answer is then `failure`. */
+template <typename Answer, typename Work>
+Answer operate(const char* file, int line, Answer failure, Work work)
+{
+    try {
+        Operation operation;
+        return work(Process::instance(), operation);
+    } catch (const std::exception& error) {
+        report(file, line, error.what());
+        return failure;
+    }
+}
+
+/** As above, for what answers nothing. */
+template <typename Work>
+void operate(const char* file, int line, Work work)
+{
+    operate(file, line, 0, [&](Process& process, Operation&) {
+        work(process);
+        return 0;
+    });
+}
+
+/** Milliseconds to wait for at most, rounded up. */
+class Deadline
+{
+public:
+    explicit Deadline(std::uint32_t milliseconds)
+        : m_endless(milliseconds == ITC_NO_TMO),
+          m_end(Clock::now() + std::chrono::milliseconds(m_endless ? 0 : milliseconds))
+    {
+    }
+
+    int remaining() const
+    {
+        if (m_endless) {
+            return -1;
+        }
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()).count();
+        return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
+    }
+
+private:
+    bool m_endless;
+    Clock::time_point m_end;
+};
+
+MessagePtr receive(Mailbox& mailbox, const Selection& selection, const Deadline& deadline,
+                   Operation& operation)
+{
+    std::array<epoll_event, eventsAtOnce> events;
+    mailbox.resume();
+    for (;;) {
+        if (MessagePtr taken = mailbox.take(selection)) {
+            return taken;
+        }
+        const int remaining = deadline.remaining();
+        const std::size_t count = operation.wait(mailbox.events(), events, remaining);
+        mailbox.handle({events.data(), count});
+        if (remaining == 0 && count < events.size()) {
+            return mailbox.take(selection);
+        }
+    }
+}
+
+/** Says that a message is too long, and whose it was. */
+bool fits(Message& message, const char* file, int line)
+{
+    if (message.size >= minMessageSize && message.size <= maxMessageSize) {
+        return true;
+    }
+    report(file, line,
+           ("message " + std::to_string(message.number()) + " of " + std::to_string(message.size) +
+            " bytes is dropped: the limit is " + std::to_string(maxMessageSize))
+               .c_str());
+    return false;
+}
+
+} // namespace
+
+int __itc_init(int32_t, int, void*, char*, uint32_t, const char* file, int line)
+{
+    return operate(file, line, -1, [](Process& process, Operation&) {
+        if (process.isInitialised()) {
+            return ITC_ALREADY_INITIALISED;
+        }
+        process.initialise();
+        return 0;
+    });
+}
+
+uint32_t __itc_create_mailbox(const char* name, uint32_t, const char* file, int line)
+{
+    return operate(file, line, ITC_NO_MBOX_ID, [&](Process& process, Operation&) {
+        const Mailbox* const made = name != nullptr ? process.create(name) : nullptr;
+        return made != nullptr ? made->id() : ITC_NO_MBOX_ID;
+    });
+}
+
+void __itc_locate_async(const char* name, union itc_msg** msg, uint32_t reply_to, const char* file,
+                        int line)
+{
+    operate(file, line, [&](Process& process) {
+        MessagePtr message = takeOver(msg);
+        Mailbox* const mine = process.own();
+        if (!message || name == nullptr) {
+            return;
+        }
+        const std::uint32_t receiver = process.resolve(reply_to);
+        if (mine != nullptr && receiver == mine->id()) {
+            mine->locate(name, std::move(message));
+        } else if (fits(*message, file, line)) {
+            process.send(
+                {FrameKind::locate, process.resolve(ITC_MY_MBOX_ID), name, message->bytes()},
+                receiver);
+        }
+    });
+}
+
+union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char*, int)
+{
+    MessagePtr message = makeMessage(std::max(size, minMessageSize));
+    if (message) {
+        message->body()->msgno = msgno;
+    }
+    return handOut(std::move(message));
+}
+
+void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line)
+{
+    operate(file, line, [&](Process& process) {
+        MessagePtr message = takeOver(msg);
+        if (!message || !fits(*message, file, line)) {
+            return;
+        }
+        Mailbox* const mine = process.own();
+        const std::uint32_t receiver = process.resolve(to);
+        const std::uint32_t sender = process.resolve(from);
+        if (mine != nullptr && receiver == mine->id()) {
+            mine->enqueue(std::move(message), sender);
+        } else {
+            process.send({FrameKind::message, sender, {}, message->bytes()}, receiver);
+        }
+    });
+}
+
+union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
+                             const char* file, int line)
+{
+    ::pthread_testcancel();
+    return operate(file, line, static_cast<itc_msg*>(nullptr),
+                   [&](Process& process, Operation& operation) -> itc_msg* {
+                       Mailbox* const mine = process.own();
+                       if (mine == nullptr) {
+                           return nullptr;
+                       }
+                       Selection selection{{}, process.resolve(from)};
+                       if (filter != nullptr) {
+                           selection.numbers = {filter + 1, *filter};
+                       }
+                       return handOut(receive(*mine, selection, Deadline(timeout), operation));
+                   });
+}
+
+uint32_t __itc_sender(union itc_msg* msg, const char*, int)
+{
+    return msg != nullptr ? Message::of(msg).sender : ITC_NO_MBOX_ID;
+}
+
+uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, int line)
+{
+    return operate(file, line, std::uint32_t{0}, [&](Process& process, Operation&) {
+        MessagePtr message = takeOver(msg);
+        Mailbox* const mine = process.own();
+        if (!message || mine == nullptr) {
+            return std::uint32_t{0};
+        }
+        return mine->monitor(process.resolve(mailbox), std::move(message));
+    });
+}
+
+void __itc_free(union itc_msg** msg, const char*, int)
+{
+    takeOver(msg).reset();
+}

@@ -1,0 +1,146 @@
+#include "link.h"
+
+#include "report.h"
+
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+namespace Itc {
+
+namespace {
+
+iovec slice(const void* data, std::size_t size) noexcept
+{
+    return {const_cast<void*>(data), size};
+}
+
+/** Writes everything, or throws. */
+void writeAll(int fd, off_t offset, std::span<iovec> parts)
+{
+    while (!parts.empty()) {
+        if (parts.front().iov_len == 0) {
+            parts = parts.subspan(1);
+            continue;
+        }
+        const ssize_t written = ::pwritev(fd, parts.data(), static_cast<int>(parts.size()), offset);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            throwErrno("cannot hold a message");
+        }
+        offset += written;
+        for (auto left = static_cast<std::size_t>(written); left > 0;) {
+            iovec& part = parts.front();
+            const std::size_t done = std::min(left, part.iov_len);
+            part.iov_base = static_cast<char*>(part.iov_base) + done;
+            part.iov_len -= done;
+            left -= done;
+            if (part.iov_len == 0) {
+                parts = parts.subspan(1);
+            }
+        }
+    }
+}
+
+} // namespace
+
+bool Link::send(const Frame& frame)
+{
+    write(frame);
+    if (!m_greeted) {
+        return greet();
+    }
+    // A connection that is full of such bytes wakes its receiver without another.
+    return ::send(m_connection.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1 || errno == EAGAIN;
+}
+
+void Link::write(const Frame& frame)
+{
+    if (!m_stream) {
+        m_stream = Descriptor(::memfd_create("itc", MFD_CLOEXEC));
+        if (!m_stream) {
+            throwErrno("cannot make a stream");
+        }
+    }
+    const FrameHeader header = headerOf(frame);
+    std::array<iovec, 3> parts = {slice(&header, sizeof header),
+                                  slice(frame.name.data(), frame.name.size()),
+                                  slice(frame.message.data(), frame.message.size())};
+    writeAll(m_stream.get(), m_written, parts);
+    const off_t end = m_written + static_cast<off_t>(frame.size());
+    if (::lseek(m_stream.get(), end, SEEK_SET) != end) {
+        throwErrno("cannot hold a message");
+    }
+    m_written = end;
+}
+
+/** Hands the stream to the mailbox; nothing is before it in the connection, so there is room. */
+bool Link::greet()
+{
+    Greeting greeting;
+    iovec part = slice(&greeting, sizeof greeting);
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    msghdr header{};
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    header.msg_control = control.data();
+    header.msg_controllen = CMSG_LEN(sizeof(int));
+    cmsghdr* const rights = CMSG_FIRSTHDR(&header);
+    rights->cmsg_level = SOL_SOCKET;
+    rights->cmsg_type = SCM_RIGHTS;
+    rights->cmsg_len = CMSG_LEN(sizeof(int));
+    const int stream = m_stream.get();
+    std::memcpy(CMSG_DATA(rights), &stream, sizeof stream);
+
+    m_greeted = ::sendmsg(m_connection.get(), &header, MSG_DONTWAIT | MSG_NOSIGNAL) ==
+                static_cast<ssize_t>(sizeof greeting);
+    if (!m_greeted && errno != EPIPE && errno != ECONNRESET) {
+        throwErrno("cannot hand over a stream");
+    }
+    return m_greeted;
+}
+
+std::shared_ptr<Link> Links::to(std::uint32_t mailbox, const Folder& folder)
+{
+    if (const auto known = m_links.find(mailbox); known != m_links.end()) {
+        return known->second;
+    }
+    dropDead();
+    Descriptor connection = folder.connect(mailbox);
+    if (!connection) {
+        return nullptr;
+    }
+    return m_links.emplace(mailbox, std::make_shared<Link>(std::move(connection))).first->second;
+}
+
+void Links::drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link)
+{
+    const auto known = m_links.find(mailbox);
+    if (known != m_links.end() && known->second == link) {
+        m_links.erase(known);
+    }
+}
+
+/** Links to mailboxes that have gone; dropping them with each new one keeps their number level. */
+void Links::dropDead()
+{
+    std::vector<pollfd> polled;
+    for (const auto& [mailbox, link] : m_links) {
+        polled.push_back({link->connection(), 0, 0});
+    }
+    if (::poll(polled.data(), polled.size(), 0) <= 0) {
+        return;
+    }
+    auto current = polled.begin();
+    std::erase_if(m_links, [&](const auto&) { return (current++)->revents != 0; });
+}
+
+} // namespace Itc

@@ -1,0 +1,108 @@
+/** A thread's mailbox: what it has received, and what it waits for. */
+#ifndef VARNIX_PLATFORM_ITC_MAILBOX_H
+#define VARNIX_PLATFORM_ITC_MAILBOX_H
+
+#include "descriptor.h"
+#include "folder.h"
+#include "inlet.h"
+#include "link.h"
+#include "message.h"
+
+#include <sys/epoll.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Itc {
+
+/** Which messages a receive takes. */
+struct Selection
+{
+    std::span<const std::uint32_t> numbers; ///< empty for all
+    std::uint32_t sender;                   ///< or ITC_FROM_ALL
+
+    bool takes(Message& message) const noexcept;
+};
+
+class Mailbox
+{
+public:
+    Mailbox(std::string_view name, Folder::Endpoint endpoint, const Folder& folder, Links& links);
+
+    std::uint32_t id() const noexcept { return m_id; }
+    const std::string& name() const noexcept { return m_name; }
+    /** What becomes readable when there is something to handle. */
+    int events() const noexcept { return m_events.get(); }
+
+    void enqueue(MessagePtr message, std::uint32_t sender);
+    /** The first queued message that the selection takes, or null. */
+    MessagePtr take(const Selection& selection);
+    /** Accepts again after descriptors ran out. */
+    void resume() { setAccepting(true); }
+    /** Handles what `events()` reported. */
+    void handle(std::span<const epoll_event> events);
+
+    /** Queues `message` when a mailbox of that name exists. */
+    void locate(std::string_view name, MessagePtr message);
+    /** Queues `message` when that mailbox has gone. Answers a number for it, never 0. */
+    std::uint32_t monitor(std::uint32_t mailbox, MessagePtr message);
+
+private:
+    enum class Source : std::uint32_t
+    {
+        listener,
+        inlet,
+        channel,
+        monitor
+    };
+
+    struct Locate
+    {
+        std::string name;
+        MessagePtr message;
+    };
+
+    struct Monitor
+    {
+        std::shared_ptr<Link> link;
+        std::vector<MessagePtr> messages;
+    };
+
+    void watch(int fd, Source source, std::uint32_t key, std::uint32_t events);
+    void unwatch(int fd) noexcept;
+
+    void setAccepting(bool accepting);
+    void acceptAll();
+    Descriptor acceptOne() const;
+    void readInlet(int fd);
+    void readEverything();
+    void takeFrame(const Frame& frame);
+    void answerLocates();
+    void checkMonitor(std::uint32_t mailbox);
+    std::uint32_t nextReference() noexcept { return ++m_lastReference; }
+
+    const Folder& m_folder;
+    Links& m_links;
+    const std::uint32_t m_id;
+    const std::string m_name;
+    const Descriptor m_listener;
+    const Descriptor m_events;
+    bool m_accepting = false;
+    std::unique_ptr<std::byte[]> m_buffer; ///< one frame of the largest size; made when needed
+    std::map<int, Inlet> m_inlets;
+    std::deque<MessagePtr> m_queue;
+    std::vector<Locate> m_locates;
+    Descriptor m_channel; ///< open while m_locates is not empty
+    std::map<std::uint32_t, Monitor> m_monitors;
+    std::uint32_t m_lastReference = 0;
+};
+
+} // namespace Itc
+
+#endif

@@ -1,0 +1,154 @@
+#include "process.h"
+
+#include "itc.h"
+#include "report.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace Itc {
+
+Process& Process::instance()
+{
+    static Process* const process = new Process; // see the declaration
+    return *process;
+}
+
+Process::Process()
+{
+    if (const int error = ::pthread_key_create(&m_ownMailbox, &endThread); error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot keep threads' mailboxes");
+    }
+    ::pthread_atfork([] { instance().m_mutex.lock(); }, [] { instance().m_mutex.unlock(); },
+                     [] {
+                         instance().abandon();
+                         instance().m_mutex.unlock();
+                     });
+    std::atexit(&endProcess);
+}
+
+void Process::initialise()
+{
+    m_folder = Folder::open();
+    m_folder->sweep();
+}
+
+Mailbox* Process::own() const noexcept
+{
+    return static_cast<Mailbox*>(::pthread_getspecific(m_ownMailbox));
+}
+
+Mailbox* Process::create(std::string_view name)
+{
+    if (!isInitialised() || own() != nullptr) {
+        return nullptr;
+    }
+    auto endpoint = m_folder->create(name);
+    if (!endpoint) {
+        return nullptr;
+    }
+    const std::uint32_t id = endpoint->id;
+    try {
+        auto made = std::make_unique<Mailbox>(name, std::move(*endpoint), *m_folder, m_links);
+        if (const int error = ::pthread_setspecific(m_ownMailbox, made.get()); error != 0) {
+            throw std::system_error(error, std::generic_category(), "cannot create a mailbox");
+        }
+        return m_mailboxes.emplace(id, std::move(made)).first->second.get();
+    } catch (...) {
+        ::pthread_setspecific(m_ownMailbox, nullptr);
+        m_folder->remove(id, name);
+        throw;
+    }
+}
+
+std::uint32_t Process::resolve(std::uint32_t id) const noexcept
+{
+    if (id != ITC_MY_MBOX_ID) {
+        return id;
+    }
+    const Mailbox* const mine = own();
+    return mine != nullptr ? mine->id() : ITC_NO_MBOX_ID;
+}
+
+void Process::send(const Frame& frame, std::uint32_t to)
+{
+    if (!isInitialised()) {
+        return;
+    }
+    const std::shared_ptr<Link> link = m_links.to(to, *m_folder);
+    if (link && !link->send(frame)) {
+        m_links.drop(to, link);
+    }
+}
+
+void Process::end(Mailbox& mailbox)
+{
+    m_folder->remove(mailbox.id(), mailbox.name());
+    m_mailboxes.erase(mailbox.id());
+}
+
+/** In the child of a fork: lets go of what is the parent's without touching it. */
+void Process::abandon()
+{
+    ::pthread_setspecific(m_ownMailbox, nullptr);
+    m_mailboxes.clear();
+    m_links.clear();
+    m_folder.reset();
+}
+
+void Process::endThread(void* mailbox)
+{
+    try {
+        const Operation operation;
+        instance().end(*static_cast<Mailbox*>(mailbox));
+    } catch (const std::exception& error) {
+        report(nullptr, 0, error.what());
+    }
+}
+
+/** Other threads may still be at work: what cannot be removed now, others will when they meet it.
+ */
+void Process::endProcess()
+{
+    Process& process = instance();
+    const std::unique_lock<std::mutex> lock(process.m_mutex, std::try_to_lock);
+    if (lock) {
+        for (const auto& [id, mailbox] : process.m_mailboxes) {
+            process.m_folder->remove(id, mailbox->name());
+        }
+    }
+}
+
+Operation::Operation()
+{
+    Process& process = Process::instance();
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
+    m_lock = std::unique_lock<std::mutex>(process.mutex());
+}
+
+Operation::~Operation()
+{
+    if (m_lock) {
+        m_lock.unlock();
+    }
+    ::pthread_setcancelstate(m_cancelState, nullptr);
+}
+
+std::size_t Operation::wait(int epoll, std::span<epoll_event> events, int milliseconds)
+{
+    m_lock.unlock();
+    ::pthread_setcancelstate(m_cancelState, nullptr);
+    const int count =
+        ::epoll_wait(epoll, events.data(), static_cast<int>(events.size()), milliseconds);
+    const int error = errno;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    m_lock.lock();
+    if (count < 0 && error != EINTR) {
+        throw std::system_error(error, std::generic_category(), "cannot wait for messages");
+    }
+    return static_cast<std::size_t>(std::max(count, 0));
+}
+
+} // namespace Itc

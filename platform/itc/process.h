@@ -1,0 +1,86 @@
+/**
+ * The mailboxes of this process and what they share, under the process's one lock.
+ *
+ * An operation holds the lock for all of its time but the wait of a blocked receive, so that a
+ * fork, which takes it too, finds everything whole. Nothing that it does under the lock waits for
+ * another mailbox.
+ */
+#ifndef VARNIX_PLATFORM_ITC_PROCESS_H
+#define VARNIX_PLATFORM_ITC_PROCESS_H
+
+#include "folder.h"
+#include "link.h"
+#include "mailbox.h"
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+namespace Itc {
+
+class Process
+{
+public:
+    /** Never destroyed: a thread may be using it while the process ends. */
+    static Process& instance();
+
+    std::mutex& mutex() noexcept { return m_mutex; }
+
+    bool isInitialised() const noexcept { return m_folder.has_value(); }
+    void initialise();
+
+    /** The calling thread's mailbox, or null. */
+    Mailbox* own() const noexcept;
+    /** The calling thread's new mailbox; null where it has one, or the name is held. */
+    Mailbox* create(std::string_view name);
+    /** What an id stands for in the calling thread. */
+    std::uint32_t resolve(std::uint32_t id) const noexcept;
+
+    /** Sends a frame to another mailbox; nothing happens where that has gone. */
+    void send(const Frame& frame, std::uint32_t to);
+    const Folder& folder() const noexcept { return *m_folder; }
+
+private:
+    Process();
+
+    void end(Mailbox& mailbox);
+    void abandon();
+    void removeEntries();
+    static void endThread(void* mailbox);
+    static void endProcess();
+
+    std::mutex m_mutex;
+    pthread_key_t m_ownMailbox{};
+    std::optional<Folder> m_folder;
+    Links m_links;
+    std::map<std::uint32_t, std::unique_ptr<Mailbox>> m_mailboxes;
+};
+
+/** One operation of the interface: it holds the lock, and the thread cannot be cancelled in it. */
+class Operation
+{
+public:
+    Operation();
+    ~Operation();
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+
+    /**
+     * Waits for events, with the lock free and the thread open to cancellation as its caller left
+     * it. Answers their number, 0 when the time is over or a signal came.
+     */
+    std::size_t wait(int epoll, std::span<epoll_event> events, int milliseconds);
+
+private:
+    int m_cancelState = PTHREAD_CANCEL_ENABLE;
+    std::unique_lock<std::mutex> m_lock;
+};
+
+} // namespace Itc
+
+#endif
