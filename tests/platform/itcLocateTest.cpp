@@ -1,0 +1,229 @@
+// Locate: answered when a mailbox of that name exists, now or later, by it and only once.
+#include "itcSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using namespace ItcTest;
+
+namespace {
+
+/** A mailbox of that name, until a message comes. */
+void runMailbox(const std::string& name, const Event& created)
+{
+    open(name);
+    created.set();
+    receiveRaw();
+}
+
+TEST_F(Itc, AMailboxThatExistsIsFoundAtOnce)
+{
+    const Event created;
+    Process server([&] { runMailbox("server", created); });
+    ASSERT_TRUE(created.wait());
+    inProcess([] {
+        open("client");
+        locate("server", 7);
+        const auto answer = receive(0);
+        ASSERT_TRUE(answer) << "without waiting";
+        EXPECT_EQ(7U, answer->number);
+        send(answer->sender, 1);
+    });
+    EXPECT_EQ(0, server.wait()) << "the answer's sender is the mailbox";
+}
+
+TEST_F(Itc, AMailboxThatComesLaterIsFoundThen)
+{
+    const Event waiting;
+    Process client([&] {
+        open("client");
+        locate("server", 7);
+        EXPECT_FALSE(receive(0));
+        waiting.set();
+        const auto answer = receive();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(7U, answer->number);
+        send(answer->sender, 1);
+    });
+    ASSERT_TRUE(waiting.wait());
+    inProcess([] {
+        open("server");
+        EXPECT_EQ(1U, receiveNumber());
+    });
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(Itc, MailboxesOfOtherNamesAreNotFound)
+{
+    inProcess([] {
+        open("client");
+        locate("server", 7);
+        for (const char* const name : {"Server", "server2", "serve", ""}) {
+            std::thread([&] { open(name); }).join();
+            EXPECT_FALSE(receive(0)) << name;
+        }
+        std::thread server([] {
+            open("server");
+            receiveRaw();
+        });
+        const auto answer = receive();
+        ASSERT_TRUE(answer);
+        send(answer->sender, 1);
+        server.join();
+    });
+}
+
+TEST_F(Itc, AnAnswerComesOnce)
+{
+    inProcess([] {
+        open("client");
+        locate("server", 7);
+        for (int i = 0; i < 10; ++i) {
+            std::thread([] { open("server"); }).join();
+        }
+        std::thread server([] {
+            open("server");
+            receiveRaw();
+        });
+        const auto answer = receive();
+        ASSERT_TRUE(answer);
+        send(answer->sender, 1);
+        server.join();
+        EXPECT_FALSE(receive(0));
+    });
+}
+
+TEST_F(Itc, EveryLocateIsAnswered)
+{
+    inProcess([] {
+        open("client");
+        locate("a", 1);
+        locate("b", 2);
+        locate("a", 3);
+        const auto serve = [](const char* name) {
+            return std::thread([name] {
+                open(name);
+                receiveRaw();
+            });
+        };
+        std::thread a = serve("a");
+        const auto first = receive();
+        EXPECT_EQ(1U, first->number);
+        EXPECT_EQ(3U, receiveNumber());
+        std::thread b = serve("b");
+        const auto second = receive();
+        EXPECT_EQ(2U, second->number);
+        send(first->sender, 0);
+        send(second->sender, 0);
+        a.join();
+        b.join();
+    });
+    EXPECT_EQ(0U, entries());
+}
+
+TEST_F(Itc, ANameLeftByAKilledProcessIsNotFound)
+{
+    const Event created;
+    Process server([&] { runMailbox("server", created); });
+    ASSERT_TRUE(created.wait());
+    server.kill();
+    const Event waiting;
+    Process client([&] {
+        open("client");
+        locate("server", 7);
+        EXPECT_FALSE(receive(0));
+        waiting.set();
+        send(receive()->sender, 1);
+    });
+    ASSERT_TRUE(waiting.wait());
+    inProcess([] {
+        open("server");
+        EXPECT_EQ(1U, receiveNumber());
+    });
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(Itc, OnesOwnMailboxIsFound)
+{
+    inProcess([] {
+        const std::uint32_t mine = open("mine");
+        EXPECT_EQ(mine, find("mine"));
+    });
+}
+
+TEST_F(Itc, TheAnswerGoesToTheMailboxThatIsNamed)
+{
+    const Event created;
+    Process receiver([&] {
+        open("receiver");
+        created.set();
+        const auto answer = receive();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(7U, answer->number);
+        send(answer->sender, 1);
+    });
+    ASSERT_TRUE(created.wait());
+    inProcess([&] {
+        open("asker");
+        locate("server", 7, find("receiver"));
+    });
+    inProcess([] {
+        open("server");
+        EXPECT_EQ(1U, receiveNumber());
+    });
+    EXPECT_EQ(0, receiver.wait());
+}
+
+TEST_F(Itc, AStoppedWaiterHoldsUpNoNewMailbox)
+{
+    const Event waiting;
+    Process client([&] {
+        open("client");
+        locate("server", 7);
+        waiting.set();
+        EXPECT_EQ(7U, receiveNumber());
+    });
+    ASSERT_TRUE(waiting.wait());
+    client.stop();
+    inProcess([] {
+        init();
+        for (int i = 0; i < 200; ++i) {
+            std::thread([] { open("other"); }).join();
+        }
+    });
+    const Event created;
+    Process server([&] { runMailbox("server", created); });
+    ASSERT_TRUE(created.wait());
+    client.resume();
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(Itc, AClientFindsEveryRestartOfAKilledServer)
+{
+    constexpr int restarts = 100;
+    const Event answered;
+    Process client([&] {
+        open("client");
+        for (int i = 0; i < restarts; ++i) {
+            const std::uint32_t server = find("server");
+            monitor(server, 2);
+            answered.set();
+            const auto gone = receive();
+            ASSERT_TRUE(gone);
+            EXPECT_EQ(2U, gone->number);
+            EXPECT_EQ(server, gone->sender);
+        }
+    });
+    for (int i = 0; i < restarts; ++i) {
+        Process server([] {
+            open("server");
+            receiveRaw();
+        });
+        ASSERT_TRUE(answered.wait()) << i;
+        server.kill();
+    }
+    EXPECT_EQ(0, client.wait());
+}
+
+} // namespace

@@ -1,0 +1,212 @@
+// Monitor: answered when a mailbox goes, however its process ended.
+#include "itcSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <thread>
+
+using namespace ItcTest;
+
+namespace {
+
+constexpr std::uint32_t goneNumber = 0x01707080;
+
+/** Expects the one message that says that `mailbox` has gone. */
+void expectGone(std::uint32_t mailbox)
+{
+    const auto gone = receive();
+    ASSERT_TRUE(gone);
+    EXPECT_EQ(goneNumber, gone->number);
+    EXPECT_EQ(mailbox, gone->sender);
+    EXPECT_FALSE(receive(0));
+}
+
+class ItcMonitor : public Itc
+{
+protected:
+    /** Monitors a process that runs `end` once it is watched. */
+    static void expectGoneAfter(const std::function<void()>& end)
+    {
+        const Event watched;
+        Process target([&] {
+            open("target");
+            watched.wait();
+            end();
+        });
+        inProcess([&] {
+            open("watcher");
+            const std::uint32_t id = find("target");
+            EXPECT_NE(0U, monitor(id, goneNumber));
+            EXPECT_FALSE(receive(0));
+            watched.set();
+            expectGone(id);
+        });
+        EXPECT_EQ(0, target.wait());
+    }
+};
+
+TEST_F(ItcMonitor, AnExitIsTold)
+{
+    expectGoneAfter([] { std::exit(0); });
+}
+
+TEST_F(ItcMonitor, AnEndWithoutExitHandlersIsTold)
+{
+    expectGoneAfter([] { ::_exit(0); });
+}
+
+TEST_F(ItcMonitor, AnExitFromAnotherThreadIsTold)
+{
+    expectGoneAfter([] { std::thread([] { std::exit(0); }).join(); });
+}
+
+TEST_F(ItcMonitor, AKilledProcessIsTold)
+{
+    const Event watched;
+    Process target([] {
+        open("target");
+        receiveRaw();
+    });
+    Process watcher([&] {
+        open("watcher");
+        const std::uint32_t id = find("target");
+        monitor(id, goneNumber);
+        watched.set();
+        expectGone(id);
+    });
+    ASSERT_TRUE(watched.wait());
+    target.kill();
+    EXPECT_EQ(0, watcher.wait());
+}
+
+TEST_F(ItcMonitor, AStoppedProcessIsNotGone)
+{
+    const Event watched;
+    const Event stopped;
+    Process target([] {
+        open("target");
+        receiveRaw();
+    });
+    Process watcher([&] {
+        open("watcher");
+        monitor(find("target"), goneNumber);
+        watched.set();
+        stopped.wait();
+        EXPECT_FALSE(receive(0));
+    });
+    ASSERT_TRUE(watched.wait());
+    target.stop();
+    stopped.set();
+    EXPECT_EQ(0, watcher.wait());
+}
+
+TEST_F(ItcMonitor, AThreadsEndIsTold)
+{
+    inProcess([] {
+        open("watcher");
+        const Event over;
+        std::thread target([&] {
+            open("target");
+            over.wait();
+        });
+        const std::uint32_t id = find("target");
+        monitor(id, goneNumber);
+        EXPECT_FALSE(receive(0));
+        over.set();
+        expectGone(id);
+        target.join();
+    });
+}
+
+TEST_F(ItcMonitor, AMailboxThatHasGoneAlreadyIsToldAtOnce)
+{
+    inProcess([] {
+        open("watcher");
+        std::uint32_t id = 0;
+        std::thread([&] { id = open("target"); }).join();
+        for (const std::uint32_t gone : {id, ITC_NO_MBOX_ID, std::uint32_t{12345}}) {
+            EXPECT_NE(0U, monitor(gone, goneNumber));
+            const auto answer = receive(0);
+            ASSERT_TRUE(answer);
+            EXPECT_EQ(gone, answer->sender);
+        }
+    });
+}
+
+TEST_F(ItcMonitor, EveryMonitorIsAnswered)
+{
+    inProcess([] {
+        open("watcher");
+        const Event over;
+        std::thread target([&] {
+            open("target");
+            over.wait();
+        });
+        const std::uint32_t id = find("target");
+        std::thread second([&] {
+            open("second watcher");
+            monitor(id, 3);
+            over.set();
+            EXPECT_EQ(3U, receiveNumber());
+        });
+        const std::uint32_t first = monitor(id, 1);
+        EXPECT_NE(first, monitor(id, 2));
+        EXPECT_EQ(1U, receiveNumber());
+        EXPECT_EQ(2U, receiveNumber());
+        target.join();
+        second.join();
+    });
+}
+
+TEST_F(ItcMonitor, WhatAMailboxSentBeforeItWentComesFirst)
+{
+    const Event watched;
+    const Event ended;
+    Process target([&] {
+        open("target");
+        const std::uint32_t to = find("watcher");
+        watched.wait();
+        for (std::uint32_t i = 1; i <= 1000; ++i) {
+            send(to, i);
+        }
+        ::_exit(0);
+    });
+    Process watcher([&] {
+        open("watcher");
+        monitor(find("target"), goneNumber);
+        watched.set();
+        ended.wait();
+        for (std::uint32_t i = 1; i <= 1000; ++i) {
+            ASSERT_EQ(i, receiveNumber());
+        }
+        EXPECT_EQ(goneNumber, receiveNumber());
+    });
+    EXPECT_EQ(0, target.wait());
+    ended.set();
+    EXPECT_EQ(0, watcher.wait());
+}
+
+TEST_F(ItcMonitor, TheNameIsFreeWhenTheNewsArrives)
+{
+    const Event watched;
+    Process target([&] {
+        open("target");
+        receiveRaw();
+    });
+    Process watcher([&] {
+        open("watcher");
+        monitor(find("target"), goneNumber);
+        watched.set();
+        EXPECT_EQ(goneNumber, receiveNumber());
+        std::thread([] { open("target"); }).join();
+    });
+    ASSERT_TRUE(watched.wait());
+    target.kill();
+    EXPECT_EQ(0, watcher.wait());
+}
+
+} // namespace
