@@ -1,0 +1,168 @@
+#include "tests/tools/toolTest.h"
+
+#include <linux/securebits.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+
+namespace Varnix::Test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+
+/** Root's program then meets permissions like everybody's; other users have nothing to give up. */
+void withoutPrivileges()
+{
+    ::prctl(PR_SET_SECUREBITS, SECBIT_NOROOT);
+}
+
+class Build : public ToolTest
+{
+};
+
+TEST_F(Build, WritesTheDatabaseBesideItsOneSource)
+{
+    write("unit.txt", "/unit/gain U16 17 0x1F 65535\n");
+    expectResult(varnix({"build", "unit.txt"}), 0, "", "");
+    EXPECT_EQ(read("unit.db"), DbBuilder().u16("/unit/gain", {17, 31, 65535}).image());
+    EXPECT_EQ(files(), 2);
+}
+
+TEST_F(Build, MergesSeveralSourcesInTheirOrder)
+{
+    write("a", "/b U8 1");
+    write("b", "/a U8 2");
+    expectResult(varnix({"build", "-o", "out", "a", "b"}), 0, "", "");
+    EXPECT_EQ(read("out"), DbBuilder().u8("/b", {1}).u8("/a", {2}).image());
+}
+
+TEST_F(Build, WritesToStandardOutputWhereAsked)
+{
+    write("a", "/a U8 1");
+    expectResult(varnix({"build", "-o", "-", "a"}), 0, DbBuilder().u8("/a", {1}).image(), "");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(Build, GivesTheSameBytesEveryTime)
+{
+    write("a", "/b U8 1\n/a CHAR \"x\"\n");
+    const std::string first = varnix({"build", "-o", "-", "a"}).out;
+    EXPECT_FALSE(first.empty());
+    EXPECT_EQ(varnix({"build", "-o", "-", "a"}).out, first);
+}
+
+TEST_F(Build, OfAWrongSourceNamesEveryErrorAndWritesNothing)
+{
+    write("a", "/a U8 256\n/b U8 1\nb U8 1\n");
+    expectResult(varnix({"build", "a"}), 4, "",
+                 "a:1:7: error: 256 is out of range: U8 holds 0 to 255\n"
+                 "a:3:1: error: a key is \"/\" and at least one character more, not quoted\n");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(Build, KeyInTwoSourcesNamesBothPlaces)
+{
+    write("a", "\n/a U8 1");
+    write("b", "/a U8 1");
+    expectResult(varnix({"build", "-o", "out", "a", "b"}), 4, "",
+                 "b:1:1: error: /a is given twice; first at a:2:1\n");
+}
+
+TEST_F(Build, OfAWrongSourceLeavesTheOldOutput)
+{
+    write("out", "old");
+    write("a", "wrong");
+    EXPECT_EQ(varnix({"build", "-o", "out", "a"}).status, 4);
+    EXPECT_EQ(read("out"), "old");
+}
+
+TEST_F(Build, OfAnAbsentSourceSaysSo)
+{
+    expectResult(varnix({"build", "-o", "out", "absent"}), 3, "",
+                 "varnix: cannot open absent: No such file or directory\n");
+    EXPECT_EQ(files(), 0);
+}
+
+TEST_F(Build, OfAFolderSaysSo)
+{
+    fs::create_directory(m_folder / "folder");
+    expectResult(varnix({"build", "-o", "out", "folder"}), 3, "",
+                 "varnix: cannot read folder: it is a folder\n");
+}
+
+TEST_F(Build, OfABinarySourceSaysWhere)
+{
+    write("a", DbBuilder().u8("/a", {1}).image());
+    expectResult(varnix({"build", "-o", "out", "a"}), 4, "",
+                 "a:1:2: error: not a text source: byte 0x4\n");
+}
+
+TEST_F(Build, IntoAFolderIsRefused)
+{
+    fs::create_directory(m_folder / "folder");
+    write("a", "/a U8 1");
+    expectResult(varnix({"build", "-o", "folder", "a"}), 3, "",
+                 "varnix: cannot write folder: it is a folder\n");
+    EXPECT_EQ(files(), 2);
+}
+
+TEST_F(Build, OverItsSourceIsWrongUsage)
+{
+    write("a.db", "/a U8 1");
+    expectResult(varnix({"build", "a.db"}), 2, "",
+                 "varnix: the output would replace the source a.db\n");
+    EXPECT_EQ(varnix({"build", "-o", "./a.db", "a.db"}).status, 2);
+    EXPECT_EQ(read("a.db"), "/a U8 1");
+}
+
+TEST_F(Build, OfSeveralSourcesNeedsAnOutput)
+{
+    write("a", "/a U8 1");
+    write("b", "/b U8 1");
+    expectResult(varnix({"build", "a", "b"}), 2, "", "varnix: several sources need -o OUT\n");
+}
+
+TEST_F(Build, ThatCannotWriteItAllLeavesTheOldOutputAndNothingElse)
+{
+    write("a", "/a CHAR \"" + std::string(100000, 'x') + "\"");
+    write("a.db", "old");
+    const ProcessResult result = varnix({"build", "a"}, {.before = [] {
+                                            const rlimit small{.rlim_cur = 4096, .rlim_max = 4096};
+                                            ::setrlimit(RLIMIT_FSIZE, &small);
+                                        }});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("varnix: cannot write"), HasSubstr("File too large")));
+    EXPECT_EQ(read("a.db"), "old");
+    EXPECT_EQ(files(), 2);
+}
+
+TEST_F(Build, InAFolderThatCannotBeWrittenLeavesTheOldOutput)
+{
+    write("a", "/a U8 1");
+    write("a.db", "old");
+    fs::permissions(m_folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
+    const ProcessResult result = varnix({"build", "a"}, {.before = withoutPrivileges});
+    fs::permissions(m_folder.path(), fs::perms::owner_all);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("Permission denied"));
+    EXPECT_EQ(read("a.db"), "old");
+}
+
+TEST_F(Build, OfASourceThatMayNotBeReadSaysSo)
+{
+    write("a", "/a U8 1");
+    fs::permissions(m_folder / "a", fs::perms::none);
+    expectResult(varnix({"build", "a"}, {.before = withoutPrivileges}), 3, "",
+                 "varnix: cannot open a: Permission denied\n");
+}
+
+TEST_F(Build, ToAFullDeviceSaysSo)
+{
+    write("a", "/a U8 1");
+    expectResult(varnix({"build", "-o", "-", "a"}, {.output = "/dev/full"}), 3, "",
+                 "varnix: cannot write to standard output\n");
+}
+
+} // namespace
+} // namespace Varnix::Test

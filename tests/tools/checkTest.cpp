@@ -1,0 +1,53 @@
+#include "tests/tools/toolTest.h"
+
+namespace Varnix::Test {
+namespace {
+
+class Check : public ToolTest
+{
+};
+
+TEST_F(Check, OfAGoodFileSaysNothing)
+{
+    write("a", "/unit/gain U16 1\n/unit/label CHAR \"x\"\n/unit/empty U8\n");
+    EXPECT_EQ(varnix({"build", "-o", "db", "a"}).status, 0);
+    expectResult(varnix({"check", "db"}), 0, "", "");
+}
+
+TEST_F(Check, NamesAllFindingsOfAllFiles)
+{
+    DbBuilder().u8("ab", {1}).extra("x").write(m_folder / "one");
+    DbBuilder().record({.key = "/a", .type = 9}).write(m_folder / "two");
+    expectResult(varnix({"check", "one", "two"}), 1,
+                 "one:@0xb: error: the key \"ab\" does not begin with \"/\"\n"
+                 "one:@0x21: error: 1 bytes follow the checksum\n"
+                 "two:@0xe: error: type 9 has no name\n",
+                 "");
+}
+
+TEST_F(Check, OfAFileOfAnotherKindIsAFinding)
+{
+    write("db", "");
+    expectResult(varnix({"check", "db"}), 1,
+                 "db:@0x0: error: the file ends inside its header: it holds 0 bytes, a header "
+                 "takes 10\n",
+                 "");
+}
+
+TEST_F(Check, NotesWhatDoesNoHarm)
+{
+    DbBuilder().unchecked("ab").write(m_folder / "db");
+    expectResult(varnix({"check", "db"}), 0, "",
+                 "db:@0x14: note: the bytes before the checksum are not zero: 61 62\n");
+}
+
+TEST_F(Check, GoesOnBehindAFileThatCannotBeRead)
+{
+    DbBuilder().u8("ab", {1}).write(m_folder / "db");
+    expectResult(varnix({"check", "absent", "db"}), 3,
+                 "db:@0xb: error: the key \"ab\" does not begin with \"/\"\n",
+                 "varnix: cannot open absent: No such file or directory\n");
+}
+
+} // namespace
+} // namespace Varnix::Test

@@ -1,0 +1,46 @@
+#include "tests/tools/toolTest.h"
+
+namespace Varnix::Test {
+namespace {
+
+class Diff : public ToolTest
+{
+};
+
+TEST_F(Diff, OfTheSameParametersIsNothing)
+{
+    DbBuilder().u8("/a", {1}).u8("/b", {2}).write(m_folder / "one");
+    DbBuilder().u8("/b", {2}).reserved("abcd").u8("/a", {1}).write(m_folder / "two");
+    expectResult(varnix({"diff", "one", "two"}), 0, "", "");
+}
+
+TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
+{
+    DbBuilder().u8("/b", {1, 2}).text("/a", "x").write(m_folder / "one");
+    DbBuilder().u8("/b", {1, 3}).u8("/c d", {}).write(m_folder / "two");
+    expectResult(varnix({"diff", "one", "two"}), 1,
+                 "- /a CHAR \"x\"\n"
+                 "- /b U8 1 2\n"
+                 "+ /b U8 1 3\n"
+                 "+ \"/c d\" U8\n",
+                 "");
+}
+
+TEST_F(Diff, OfAnUnreadableFileIsNoDifference)
+{
+    DbBuilder().write(m_folder / "one");
+    expectResult(varnix({"diff", "one", "two"}), 3, "",
+                 "varnix: cannot open two: No such file or directory\n");
+}
+
+TEST_F(Diff, OfAnInvalidFileIsNoDifference)
+{
+    DbBuilder().write(m_folder / "one");
+    write("two", "short");
+    expectResult(varnix({"diff", "one", "two"}), 4, "",
+                 "two:@0x5: error: the file ends inside its header: it holds 5 bytes, a header "
+                 "takes 10\n");
+}
+
+} // namespace
+} // namespace Varnix::Test

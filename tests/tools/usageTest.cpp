@@ -1,0 +1,70 @@
+#include "tests/tools/toolTest.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Usage : public ToolTest
+{
+};
+
+TEST_F(Usage, VersionIsPrinted)
+{
+    expectResult(varnix({"--version"}), 0, "varnix " VARNIX_VERSION "\n", "");
+}
+
+TEST_F(Usage, HelpNamesTheSubcommandsAndTheStatuses)
+{
+    const ProcessResult result = varnix({"--help"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    for (const char* word : {"build", "dump", "diff", "check", "Exit status"})
+        EXPECT_THAT(result.out, HasSubstr(word));
+}
+
+TEST_F(Usage, EverySubcommandHasHelp)
+{
+    for (const char* command : {"build", "dump", "diff", "check"}) {
+        const ProcessResult result = varnix({command, "--help"});
+        EXPECT_EQ(result.status, 0) << command;
+        EXPECT_THAT(result.out, HasSubstr(command));
+        EXPECT_EQ(result.err, "") << command;
+    }
+}
+
+TEST_F(Usage, WrongCommandLinesMustFail)
+{
+    const std::vector<std::vector<std::string>> wrong{
+        {},
+        {"unknown"},
+        {"--unknown"},
+        {"build"},
+        {"build", "-o"},
+        {"build", "--unknown", "a"},
+        {"dump"},
+        {"dump", "a", "b"},
+        {"diff", "a"},
+        {"diff", "a", "b", "c"},
+        {"check"},
+    };
+    for (const std::vector<std::string>& arguments : wrong) {
+        const ProcessResult result = varnix(arguments);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
+        EXPECT_THAT(result.out, IsEmpty());
+        EXPECT_THAT(result.err, HasSubstr("Try varnix --help."));
+    }
+}
+
+TEST_F(Usage, WrongUsageWithJsonIsADocumentToo)
+{
+    const ProcessResult result = varnix({"dump", "--json"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(nlohmann::json::parse(result.out)["errors"][0]["status"], 2);
+}
+
+} // namespace
+} // namespace Varnix::Test
