@@ -18,7 +18,7 @@ as_root() {
 packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
     nlohmann-json3-dev libedit-dev"
 packages_trace="lttng-tools babeltrace2"
-packages_test="libgtest-dev libgmock-dev valgrind binutils python3 git"
+packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git"
 packages_bench="libbenchmark-dev"
 packages_lint="clang clang-format clang-tidy"
 

@@ -1,0 +1,27 @@
+#ifndef VARNIX_TESTS_WAITUNTIL_H
+#define VARNIX_TESTS_WAITUNTIL_H
+
+#include <chrono>
+#include <thread>
+
+namespace Varnix::Test {
+
+/** How long a test waits for what must happen: long enough for a loaded machine. */
+inline constexpr std::chrono::seconds patience{30};
+
+/** Waits until `condition` holds; answers whether it ever did. */
+template <typename Condition>
+bool waitUntil(const Condition& condition, std::chrono::milliseconds limit = patience)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+} // namespace Varnix::Test
+
+#endif
