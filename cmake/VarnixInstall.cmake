@@ -1,0 +1,29 @@
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT dev FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_BINARY_DIR}/include/varnix/version.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnix COMPONENT dev)
+
+install(TARGETS varnix EXPORT varnix-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
+install(EXPORT varnix-targets NAMESPACE varnix:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix
+  COMPONENT dev)
+
+if(VARNIX_PLATFORM STREQUAL "host")
+  install(TARGETS varnix_itc varnix_tpt
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform NAMELINK_SKIP)
+endif()
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/varnix-config.cmake.in
+  ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmake/varnix-config-version.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
+  ${PROJECT_BINARY_DIR}/cmake/varnix-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix COMPONENT dev)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/varnix.pc.in ${PROJECT_BINARY_DIR}/varnix.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/varnix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT dev)

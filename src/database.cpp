@@ -1,0 +1,89 @@
+#include "database.h"
+
+#include "dbRegistryImpl.h"
+
+#include <exception>
+
+namespace Varnix::V1 {
+
+using Backend::DatabaseImpl;
+using Backend::DbRegistryImpl;
+
+DatabaseIf::~DatabaseIf() = default;
+
+Database::Database(const std::shared_ptr<DatabaseImpl>& db)
+    : m_db(db), m_prodDb(DbRegistryImpl::getInstance()->getProdDb())
+{
+}
+
+Database::~Database()
+{
+    try {
+        DbRegistryImpl::getInstance()->removeDb(m_db);
+    } catch (const std::exception&) { // only a registry made anew can fail, and it never knew m_db
+    }
+}
+
+DatabaseIf::RetCode Database::convertRetCode(DatabaseImpl::ResultCode result) const noexcept
+{
+    switch (result) {
+    case DatabaseImpl::ResultCode::SUCCESS:
+        return RetCode::OK;
+    case DatabaseImpl::ResultCode::NOT_FOUND:
+        return RetCode::KEY_NOT_FOUND;
+    default:
+        return RetCode::TYPE_MISMATCH;
+    }
+}
+
+template <typename Output>
+DatabaseIf::RetCode Database::read(const std::string& key, Output& output) const
+{
+    const Backend::ParamKey paramKey(key);
+    DatabaseImpl::ResultCode result = m_prodDb->get(paramKey, output);
+    if (result == DatabaseImpl::ResultCode::NOT_FOUND)
+        result = m_db->get(paramKey, output);
+    return convertRetCode(result);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::uint32_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::uint16_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::uint8_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::int32_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::int16_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::int8_t>& values) const
+{
+    return read(key, values);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::vector<std::string>& words) const
+{
+    return read(key, words);
+}
+
+DatabaseIf::RetCode Database::get(const std::string& key, std::string& text) const
+{
+    return read(key, text);
+}
+
+} // namespace Varnix::V1

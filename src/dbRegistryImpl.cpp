@@ -1,0 +1,212 @@
+#include "dbRegistryImpl.h"
+
+#include "dbContainer.h"
+#include "dbUtils.h"
+#include "itc_communication.h"
+#include "selection.h"
+#include "textValues.h"
+#include "trace.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include <unistd.h>
+
+namespace Varnix::Backend {
+
+constinit NeverDestroyed<std::unique_ptr<DbRegistryImpl>> DbRegistryImpl::m_instance;
+
+std::mutex singletonMutex; // guards the creation of the instance, nothing else
+
+namespace {
+
+/** Set once the process destroys its statics: no subscription thread is started any more. */
+std::atomic<bool> processEnds{false};
+
+/**
+ * Ends the registry when the process exits, before anything that the subscription thread traces
+ * with: the names of the data types are made first and so are destroyed last.
+ */
+class EndAtExit
+{
+public:
+    EndAtExit() { static_cast<void>(Trace::text(TypeOfData_t::UNDEFINED)); }
+    ~EndAtExit()
+    {
+        processEnds = true;
+        DbRegistryImpl::freeInstance();
+    }
+    EndAtExit(const EndAtExit&) = delete;
+    EndAtExit& operator=(const EndAtExit&) = delete;
+};
+
+const EndAtExit endAtExit;
+
+/**
+ * Runs where the library is unloaded, ahead of every static object and of the trace provider: the
+ * thread must be gone before its code and its events are.
+ */
+[[gnu::destructor]] void endAtUnload()
+{
+    DbRegistryImpl::freeInstance();
+}
+
+constexpr const char* identitiesKey = "/componentConfigId";
+
+} // namespace
+
+DbRegistryImpl* DbRegistryImpl::getInstance()
+{
+    const std::lock_guard lock(singletonMutex);
+    if (!m_instance.value)
+        m_instance.value.reset(new DbRegistryImpl);
+    return m_instance.value.get();
+}
+
+void DbRegistryImpl::freeInstance()
+{
+    const std::unique_ptr<DbRegistryImpl> instance = std::move(m_instance.value);
+}
+
+DbRegistryImpl::DbRegistryImpl() : m_prodDb(std::make_shared<DatabaseImpl>()), m_process(getpid())
+{
+    DbContainer container;
+    m_prodDbPopulated = container.loadProductionDb() && m_prodDb->populate(container);
+    if (!processEnds)
+        startSubscription();
+}
+
+DbRegistryImpl::~DbRegistryImpl()
+{
+    stopSubscription();
+    m_prodDb.reset();
+}
+
+void DbRegistryImpl::startSubscription()
+{
+    pthread_t thread{};
+    if (pthread_create(&thread, nullptr, Itc_communication::dbSubscription, this) != 0)
+        return;
+    m_subscriptionThread = thread;
+    pthread_setname_np(thread, "varnixCmd");
+}
+
+void DbRegistryImpl::stopSubscription()
+{
+    if (!m_subscriptionThread || m_process != getpid())
+        return;
+    pthread_cancel(*m_subscriptionThread);
+    pthread_join(*m_subscriptionThread, nullptr);
+}
+
+bool DbRegistryImpl::loadFile(const std::string& configFile, const std::string& path,
+                              DatabaseImpl& db) const
+{
+    Trace::info([&] { return configFile + ": Populating db from file: " + path; });
+    DbContainer container;
+    if (container.loadSwDb(path) && db.populate(container))
+        return true;
+    Trace::error([&] { return "Failed to load and parse file: " + path; });
+    return false;
+}
+
+std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFile)
+{
+    Trace::info([&] { return "Initializing database from config file: " + configFile; });
+    if (!m_prodDbPopulated) {
+        Trace::error([] { return "Production database has not been populated"; });
+        return nullptr;
+    }
+
+    auto db = std::make_shared<DatabaseImpl>();
+    std::vector<std::string> identities;
+    if (m_prodDb->get(identitiesKey, identities) != DatabaseImpl::ResultCode::SUCCESS) {
+        Trace::error([] {
+            return std::string("The value for the \"") + identitiesKey +
+                   "\" key not successfully extracted from the production database";
+        });
+        return nullptr;
+    }
+    std::vector<DBUtils::DbConfiguration> configurations;
+    if (!DBUtils::parseDbConfigFile(configFile, configurations)) {
+        Trace::error([&] { return "Failed to load and parse configuration file: " + configFile; });
+        return nullptr;
+    }
+
+    const std::vector<std::string> paths = Selection::selectFiles(configurations, identities);
+    if (paths.empty()) {
+        Trace::info(
+            [&] { return "ABN: No matching component_id found in config file: " + configFile; });
+    }
+    // From the last to the first: of a key in several files, the earliest file's value stays.
+    for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+        if (!loadFile(configFile, *path, *db))
+            return nullptr;
+    }
+
+    const std::unique_lock lock(m_databasesMutex);
+    m_databases.push_back(db);
+    return db;
+}
+
+void DbRegistryImpl::removeDb(const std::shared_ptr<DatabaseImpl>& db)
+{
+    const std::unique_lock lock(m_databasesMutex);
+    const auto found = std::find(m_databases.begin(), m_databases.end(), db);
+    if (found != m_databases.end())
+        m_databases.erase(found);
+}
+
+bool DbRegistryImpl::matchComponentElement(const std::string& pattern,
+                                           const std::vector<std::string>& identities) const
+{
+    return Selection::matchesAny(pattern, identities);
+}
+
+template <typename Write>
+void DbRegistryImpl::updateEach(const Write& write)
+{
+    write(*m_prodDb);
+    const std::shared_lock lock(m_databasesMutex);
+    for (const auto& db : m_databases)
+        write(*db);
+}
+
+void DbRegistryImpl::updateDbs(const std::string& key, const std::string& value, bool append)
+{
+    if (const auto error = TextValues::textError(value)) {
+        Trace::error([&] { return *error; });
+        return;
+    }
+    Trace::trace1([&] {
+        return Trace::text("updateDbs, key: ", key, ", append:", append, ", value: ", value);
+    });
+    updateEach([&](DatabaseImpl& db) { db.updateDb(key, value, append); });
+}
+
+void DbRegistryImpl::updateDbs(const std::string& key, const std::vector<std::string>& values,
+                               int index)
+{
+    std::string list;
+    for (const std::string& value : values)
+        list += value + ',';
+    Trace::trace1([&] {
+        return Trace::text("updateDbs, key: ", key, ", index: ", index, ", values: ", list);
+    });
+
+    const TextValues::Numbers numbers = TextValues::parseNumbers(values);
+    if (numbers.error) {
+        Trace::error([&] { return *numbers.error; });
+        return;
+    }
+    const auto element = static_cast<unsigned char>(index);
+    updateEach([&](DatabaseImpl& db) { db.updateDb(key, numbers.values, element); });
+}
+
+void DbRegistryImpl::updateDbs(const std::string& key, const std::string& value, int index,
+                               int count)
+{
+    updateDbs(key, std::vector<std::string>(static_cast<std::size_t>(count), value), index);
+}
+
+} // namespace Varnix::Backend

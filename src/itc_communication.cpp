@@ -1,0 +1,284 @@
+#include "itc_communication.h"
+
+#include "dbRegistryImpl.h"
+#include "itcMessage.h"
+#include "trace.h"
+#include "writeIndication.h"
+
+#include <cstring>
+#include <exception>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include <dbcsiMessages.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+namespace Varnix::Backend {
+
+namespace {
+
+using namespace Dbcsi;
+
+/** Reads the 32-bit field at `offset` of a message. */
+std::uint32_t field(const itc_msg* message, std::size_t offset) noexcept
+{
+    std::uint32_t value = 0;
+    std::memcpy(&value, reinterpret_cast<const char*>(message) + offset, sizeof value);
+    return value;
+}
+
+void setField(itc_msg* message, std::size_t offset, std::uint32_t value) noexcept
+{
+    std::memcpy(reinterpret_cast<char*>(message) + offset, &value, sizeof value);
+}
+
+ItcMessage allocate(std::size_t size, MessageNumber number)
+{
+    ItcMessage message(__itc_alloc(size, number, "", 0));
+    if (!message)
+        Trace::error([] { return "\nFailed to allocate memory for a message."; });
+    return message;
+}
+
+void send(ItcMessage message, std::uint32_t receiver)
+{
+    itc_msg* raw = message.release();
+    __itc_send(&raw, receiver, ITC_MY_MBOX_ID, "", 0);
+}
+
+/** Lets a cancellation take effect inside its scope; everywhere else the thread holds it back. */
+class Cancellable
+{
+public:
+    Cancellable() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr); }
+    ~Cancellable() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); }
+    Cancellable(const Cancellable&) = delete;
+    Cancellable& operator=(const Cancellable&) = delete;
+};
+
+ItcMessage receive()
+{
+    const Cancellable cancellable;
+    return ItcMessage(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, "", 0));
+}
+
+void reportNoMailbox()
+{
+    Trace::error([] { return "\nFailed to create mailbox for db change notifications."; });
+}
+
+/** The client's signals are the client's: none of its handlers runs on this thread. */
+void blockSignals() noexcept
+{
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+/** The `argc` strings of a write indication. */
+std::vector<std::string> wordsOf(const itc_msg* message, std::int32_t argc)
+{
+    std::vector<std::string> words;
+    const char* word = reinterpret_cast<const char*>(message) + dbWriteIndArgvOffset;
+    for (std::int32_t i = 0; i < argc; ++i) {
+        words.emplace_back(word);
+        word += words.back().size() + 1;
+    }
+    return words;
+}
+
+/** Hands a request to the operation that carries it out. */
+struct Apply
+{
+    void operator()(const WriteIndication::SetText& request) const
+    {
+        m_registry.updateDbs(request.key, request.value, request.append);
+    }
+    void operator()(const WriteIndication::WriteList& request) const
+    {
+        m_registry.updateDbs(request.key, request.values, request.index);
+    }
+    void operator()(const WriteIndication::Repeat& request) const
+    {
+        m_registry.updateDbs(request.key, request.value, request.index, request.count);
+    }
+    void operator()(const WriteIndication::Rejected& request) const
+    {
+        Trace::error([&] { return request.reason; });
+    }
+
+    DbRegistryImpl& m_registry;
+};
+
+} // namespace
+
+Itc_communication::Itc_communication() : m_protocolVersions{protocolVersion} {}
+
+void Itc_communication::locate_server()
+{
+    m_subscribed = false;
+    itc_msg* message = allocate(sizeof(std::uint32_t), DBCSI_LOCATE_IND).release();
+    if (message == nullptr)
+        return;
+    __itc_locate_async(serverMailboxName, &message, ITC_MY_MBOX_ID, "", 0);
+}
+
+void Itc_communication::establish_Connection(itc_msg* locateReply)
+{
+    m_serverMailbox = __itc_sender(locateReply, "", 0);
+    itc_msg* down = allocate(sizeof(ServerDownInd), DBCSI_SERVER_DOWN_IND).release();
+    if (down != nullptr)
+        __itc_monitor(m_serverMailbox, &down, "", 0);
+
+    const std::size_t versions = m_protocolVersions.size();
+    ItcMessage request = allocate(connEstablishReqSize(versions), DBCSI_CONN_ESTABLISH_REQ);
+    if (!request)
+        return;
+    setField(request.get(), offsetof(ConnEstablishReq, one), 1);
+    setField(request.get(), offsetof(ConnEstablishReq, alsoOne), 1);
+    setField(request.get(), offsetof(ConnEstablishReq, versionCount),
+             static_cast<std::uint32_t>(versions));
+    for (std::size_t i = 0; i < versions; ++i) {
+        setField(request.get(), offsetof(ConnEstablishReq, versions) + i * sizeof(std::uint32_t),
+                 m_protocolVersions[i]);
+    }
+    send(std::move(request), m_serverMailbox);
+}
+
+void Itc_communication::subscribe()
+{
+    ItcMessage request = allocate(sizeof(SubscribeReq), DBCSI_SUBSCRIBE_REQ);
+    if (!request)
+        return;
+    setField(request.get(), offsetof(SubscribeReq, one), 1);
+    setField(request.get(), offsetof(SubscribeReq, serverRef), m_serverRef);
+    send(std::move(request), m_serverMailbox);
+}
+
+bool Itc_communication::handleMsg(DbRegistryImpl* registry, itc_msg* message)
+{
+    if (message == nullptr) {
+        Trace::error([] {
+            return "\nITC message reception failure, can not receive notification messages.";
+        });
+        return true;
+    }
+    switch (message->msgno) {
+    case DBCSI_LOCATE_IND:
+        establish_Connection(message);
+        return false;
+    case DBCSI_CONN_ESTABLISH_CFM:
+        m_serverRef = field(message, offsetof(ConnEstablishCfm, serverRef));
+        subscribe();
+        return false;
+    case DBCSI_CONN_ESTABLISH_REJ:
+        Trace::error([] {
+            return "\nConnection establishment failed. The COLI subscription server did not accept "
+                   "the connection.";
+        });
+        return true;
+    case DBCSI_SUBSCRIBE_CFM:
+        m_subscribed = true;
+        return false;
+    case DBCSI_SUBSCRIBE_REJ:
+        m_subscribed = false;
+        Trace::error([] {
+            return "\nSubscription to db updates failed. The COLI subscription server did not "
+                   "accept the subscription.";
+        });
+        return true;
+    case DBCSI_SERVER_DOWN_IND:
+        Trace::info([] {
+            return "\nServer mailbox is not responding, trying to re-establish connection.";
+        });
+        locate_server();
+        return false;
+    case DBCSI_DBWRITE_IND:
+        handleWriteInd(*registry, message);
+        return false;
+    default:
+        Trace::error([&] {
+            return Trace::text("\nInvalid message received: message number: ", message->msgno);
+        });
+        return false;
+    }
+}
+
+void Itc_communication::handleWriteInd(DbRegistryImpl& registry, const itc_msg* message) const
+{
+    if (!m_subscribed) {
+        Trace::error(
+            [] { return "\nITC message DBCSI_DBWRITE_IND received without subscribing."; });
+        return;
+    }
+    const auto argc = static_cast<std::int32_t>(field(message, offsetof(DbWriteInd, argc)));
+    if (argc <= 3) {
+        Trace::error(
+            [&] { return Trace::text("\nInvalid DBCSI_DBWRITE_IND received, argc: ", argc); });
+        return;
+    }
+    std::visit(Apply{registry}, WriteIndication::parse(wordsOf(message, argc)));
+}
+
+bool Itc_communication::createMailbox()
+{
+    const std::string name = subscriberMailboxPrefix + std::to_string(getpid());
+    m_mailbox = __itc_create_mailbox(name.c_str(), 0, "", 0);
+    if (m_mailbox == ITC_NO_MBOX_ID) {
+        reportNoMailbox();
+        return false;
+    }
+    return true;
+}
+
+bool Itc_communication::handleOrReport(DbRegistryImpl& registry, itc_msg* message)
+{
+    try {
+        return handleMsg(&registry, message);
+    } catch (const std::exception& e) { // nobody above could handle it; the next message can
+        Trace::error(
+            [&] { return std::string("\nDBCSI_DBWRITE_IND could not be handled: ") + e.what(); });
+        return false;
+    }
+}
+
+void Itc_communication::receiveMessages(DbRegistryImpl& registry)
+{
+    for (;;) {
+        ItcMessage message = receive();
+        if (handleOrReport(registry, message.get())) {
+            static_cast<void>(message.release()); // the message that ends the loop is not freed
+            return;
+        }
+    }
+}
+
+void Itc_communication::run(DbRegistryImpl& registry)
+{
+    const int initialised = __itc_init(1, 0, nullptr, nullptr, 0, "", 0);
+    if (initialised == 0 || initialised == ITC_ALREADY_INITIALISED) {
+        if (!createMailbox())
+            return;
+        locate_server();
+    }
+    receiveMessages(registry);
+}
+
+void* Itc_communication::dbSubscription(void* registry)
+{
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    blockSignals();
+    try {
+        Itc_communication channel;
+        channel.run(*static_cast<DbRegistryImpl*>(registry));
+    } catch (const std::exception&) { // memory ran out before there was a mailbox to receive from
+        reportNoMailbox();
+    }
+    return nullptr;
+}
+
+} // namespace Varnix::Backend

@@ -1,0 +1,49 @@
+#ifndef VARNIX_WRITEINDICATION_H
+#define VARNIX_WRITEINDICATION_H
+
+#include <string>
+#include <variant>
+#include <vector>
+
+/** What an operator's command words ask for. */
+namespace Varnix::Backend::WriteIndication {
+
+/** Replace the text, or append to it. */
+struct SetText
+{
+    std::string key;
+    std::string value;
+    bool append = false;
+};
+
+/** Write values into consecutive elements. */
+struct WriteList
+{
+    std::string key;
+    std::vector<std::string> values;
+    int index = 0;
+};
+
+/** Write one value into `count` consecutive elements. */
+struct Repeat
+{
+    std::string key;
+    std::string value;
+    int index = 0;
+    int count = 0;
+};
+
+/** The words ask for nothing that can be done; `reason` is the text to trace. */
+struct Rejected
+{
+    std::string reason;
+};
+
+using Request = std::variant<SetText, WriteList, Repeat, Rejected>;
+
+/** The key is word 2; options and values follow. There must be at least four words. */
+Request parse(const std::vector<std::string>& words);
+
+} // namespace Varnix::Backend::WriteIndication
+
+#endif
