@@ -98,7 +98,7 @@ DatabaseImpl::DbParam_t& DatabaseImpl::findOrInsert(const std::string& key)
         return found->second;
 
     auto* const text = static_cast<char*>(m_arena.allocate(key.size(), 1));
-    std::memcpy(text, key.data(), key.size());
+    std::copy(key.begin(), key.end(), text);
     wanted.text = {text, key.size()};
     return m_params.try_emplace(wanted).first->second;
 }

@@ -8,6 +8,7 @@
 #include "trace.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 
 #include <unistd.h>
@@ -139,8 +140,9 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
             [&] { return "ABN: No matching component_id found in config file: " + configFile; });
     }
     // From the last to the first: of a key in several files, the earliest file's value stays.
-    for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
-        if (!loadFile(configFile, *path, *db))
+    const std::vector<std::string> loadOrder(paths.rbegin(), paths.rend());
+    for (const std::string& path : loadOrder) {
+        if (!loadFile(configFile, path, *db))
             return nullptr;
     }
 

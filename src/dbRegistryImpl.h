@@ -18,7 +18,7 @@ namespace Varnix::Backend {
 template <typename T>
 union NeverDestroyed {
     constexpr NeverDestroyed() : value() {}
-    ~NeverDestroyed() {}
+    ~NeverDestroyed() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
     NeverDestroyed(const NeverDestroyed&) = delete;
     NeverDestroyed& operator=(const NeverDestroyed&) = delete;
 
