@@ -35,15 +35,26 @@ unsigned char* allocateValue(std::size_t size) noexcept
     return data;
 }
 
-/** Makes room for `count` elements; grows at most once and keeps nothing of the old content. */
+/** Replaces the content of `values` by `count` big-endian elements; grows at most once. */
 template <typename T>
-void resizeFor(std::vector<T>& values, std::size_t count)
+void assignElements(std::vector<T>& values, const unsigned char* data, std::size_t count)
 {
     if (count > values.capacity()) {
         values.clear();
         values.reserve(count);
     }
     values.resize(count);
+    T* const elements = values.data();
+    if constexpr (sizeof(T) == 1) {
+        std::copy_n(data, count, reinterpret_cast<unsigned char*>(elements));
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        T element;
+        std::memcpy(&element, data + i * sizeof element, sizeof element);
+        DBUtils::SwapEnd(element);
+        elements[i] = element;
+    }
 }
 
 /** Stores the low bytes of `value`, big-endian. */
@@ -88,6 +99,9 @@ void DatabaseImpl::reserveFor(DbContainer& container)
     for (auto it = DbContainer::iterator::begin(&container); it != end; ++it)
         ++records;
     m_params.reserve(records);
+    m_filter = KeyFilter(records);
+    for (const auto& [key, param] : m_params)
+        m_filter.add(key.hash);
 }
 
 DatabaseImpl::DbParam_t& DatabaseImpl::findOrInsert(const std::string& key)
@@ -100,6 +114,7 @@ DatabaseImpl::DbParam_t& DatabaseImpl::findOrInsert(const std::string& key)
     auto* const text = static_cast<char*>(m_arena.allocate(key.size(), 1));
     std::copy(key.begin(), key.end(), text);
     wanted.text = {text, key.size()};
+    m_filter.add(wanted.hash);
     return m_params.try_emplace(wanted).first->second;
 }
 
@@ -133,11 +148,16 @@ bool DatabaseImpl::populate(DbContainer& container)
     return true;
 }
 
+DatabaseImpl::Table::const_iterator DatabaseImpl::find(const ParamKey& key) const
+{
+    return m_filter.mayHold(key.hash) ? m_params.find(key) : m_params.end();
+}
+
 template <typename T>
 DatabaseImpl::ResultCode DatabaseImpl::readNumbers(const ParamKey& key,
                                                    std::vector<T>& values) const
 {
-    const auto found = m_params.find(key);
+    const auto found = find(key);
     if (found == m_params.end())
         return ResultCode::NOT_FOUND;
     const DbParam_t& param = found->second;
@@ -145,12 +165,7 @@ DatabaseImpl::ResultCode DatabaseImpl::readNumbers(const ParamKey& key,
         return ResultCode::WRONG_TYPE;
 
     const std::shared_lock lock(m_lock);
-    const std::size_t count = byteCount(param) / sizeof(T);
-    resizeFor(values, count);
-    if (count != 0)
-        std::memcpy(values.data(), param.data, count * sizeof(T));
-    for (T& value : values)
-        DBUtils::SwapEnd(value);
+    assignElements(values, param.data, byteCount(param) / sizeof(T));
     return ResultCode::SUCCESS;
 }
 
@@ -199,7 +214,7 @@ bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& tex
 
 DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::string& text) const
 {
-    const auto found = m_params.find(key);
+    const auto found = find(key);
     if (found == m_params.end())
         return ResultCode::NOT_FOUND;
     const std::shared_lock lock(m_lock);

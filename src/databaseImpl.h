@@ -2,6 +2,7 @@
 #define VARNIX_DATABASEIMPL_H
 
 #include "dbContainer.h"
+#include "keyFilter.h"
 #include "readMostlyLock.h"
 #include "typeOfData.h"
 
@@ -110,12 +111,14 @@ private:
     ResultCode readNumbers(const ParamKey& key, std::vector<T>& values) const;
     bool readStringParam(Table::const_iterator entry, std::string& text) const;
 
+    Table::const_iterator find(const ParamKey& key) const;
     void reserveFor(DbContainer& container);
     DbParam_t& findOrInsert(const std::string& key);
 
     mutable ReadMostlyLock m_lock;
     std::pmr::monotonic_buffer_resource m_arena; ///< keys and nodes: a store never forgets a key
     Table m_params{&m_arena};
+    KeyFilter m_filter;
 };
 
 } // namespace Varnix::Backend
