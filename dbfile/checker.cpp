@@ -135,12 +135,6 @@ void note(std::vector<Finding>& notes, std::string_view image, std::uint64_t off
         notes.push_back({offset, std::string(what) + " are not zero: " + hexBytes(bytes)});
 }
 
-bool isThisFormat(std::string_view image) noexcept
-{
-    return image.size() >= Format::headerSize && image[Format::magicOffset] == Format::magic &&
-           image[Format::versionOffset] == Format::version;
-}
-
 } // namespace
 
 CheckResult check(std::string_view image)

@@ -27,7 +27,7 @@ void checkHeader(std::string_view image, std::vector<Finding>& findings)
     if (magic != Format::magic)
         findings.push_back({Format::magicOffset, "not a database file: the first byte is " +
                                                      expected(magic, Format::magic)});
-    if (version != Format::version)
+    else if (version != Format::version)
         findings.push_back({Format::versionOffset,
                             "unknown format: the byte is " + expected(version, Format::version)});
 }
@@ -42,7 +42,7 @@ void checkContent(std::string_view image, std::vector<Finding>& findings)
                                                       " is more than a file can have"});
         return;
     }
-    if (image.size() < size) {
+    if (endsEarly(image)) {
         findings.push_back({image.size(), "the file ends early: it holds " +
                                               std::to_string(image.size()) +
                                               " bytes, its header says " + std::to_string(size)});
@@ -59,9 +59,21 @@ void checkContent(std::string_view image, std::vector<Finding>& findings)
 
 } // namespace
 
+bool isThisFormat(std::string_view image) noexcept
+{
+    return image.size() >= Format::headerSize && image[Format::magicOffset] == Format::magic &&
+           image[Format::versionOffset] == Format::version;
+}
+
 std::uint32_t lengthField(std::string_view image) noexcept
 {
     return static_cast<std::uint32_t>(readBigEndian(image, Format::lengthOffset, 4));
+}
+
+bool endsEarly(std::string_view image) noexcept
+{
+    return isThisFormat(image) &&
+           image.size() < lengthField(image) + std::uint64_t{Format::trailerSize};
 }
 
 std::optional<RecordPlace> recordAt(std::string_view image, std::size_t start, std::size_t limit)

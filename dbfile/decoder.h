@@ -11,8 +11,14 @@
 
 namespace Varnix::DbFile {
 
+/** Whether the image holds a whole header with the right magic and format bytes. */
+bool isThisFormat(std::string_view image) noexcept;
+
 /** The header's length field N of an image that holds a whole header. */
 std::uint32_t lengthField(std::string_view image) noexcept;
+
+/** Whether an image of this format ends before its header says. */
+bool endsEarly(std::string_view image) noexcept;
 
 /** Where a record stands in an image. */
 struct RecordPlace

@@ -1,5 +1,7 @@
 #include "tests/tools/toolTest.h"
 
+#include <varnix/version.h>
+
 #include <nlohmann/json.hpp>
 
 namespace Varnix::Test {
@@ -22,13 +24,13 @@ TEST_F(Usage, HelpNamesTheSubcommandsAndTheStatuses)
     const ProcessResult result = varnix({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* word : {"build", "dump", "diff", "check", "Exit status"})
+    for (const char* word : {"build", "dump", "diff", "check", "get", "Exit status"})
         EXPECT_THAT(result.out, HasSubstr(word));
 }
 
 TEST_F(Usage, EverySubcommandHasHelp)
 {
-    for (const char* command : {"build", "dump", "diff", "check"}) {
+    for (const char* command : {"build", "dump", "diff", "check", "get"}) {
         const ProcessResult result = varnix({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_THAT(result.out, HasSubstr(command));
@@ -50,6 +52,8 @@ TEST_F(Usage, WrongCommandLinesMustFail)
         {"diff", "a"},
         {"diff", "a", "b", "c"},
         {"check"},
+        {"get"},
+        {"get", "node.cfg"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const ProcessResult result = varnix(arguments);

@@ -4,7 +4,7 @@
 #include "dbfile/decoder.h"
 #include "dbfile/fileIo.h"
 
-#include <vector>
+#include <utility>
 
 namespace Varnix::Tool {
 
@@ -13,6 +13,14 @@ namespace {
 Failure unreadable(const DbFile::FileError& error)
 {
     return {Status::Unreadable, std::string("varnix: ") + error.what()};
+}
+
+std::string refusalText(const std::string& path, const std::string& image)
+{
+    std::string text;
+    for (const DbFile::Finding& finding : DbFile::refusals(image))
+        text.append(text.empty() ? "" : "\n").append(DbFile::describe(path, finding));
+    return text;
 }
 
 } // namespace
@@ -29,12 +37,20 @@ std::string readInput(const std::string& path)
 DbFile::Database readDatabase(const std::string& path)
 {
     const std::string image = readInput(path);
-    std::string refused;
-    for (const DbFile::Finding& finding : DbFile::refusals(image))
-        refused.append(refused.empty() ? "" : "\n").append(DbFile::describe(path, finding));
+    const std::string refused = refusalText(path, image);
     if (!refused.empty())
         throw Failure(Status::Invalid, refused);
     return DbFile::decode(image);
+}
+
+std::optional<std::string> problemWith(const std::string& path)
+{
+    try {
+        std::string refused = refusalText(path, DbFile::readWholeFile(path));
+        return refused.empty() ? std::nullopt : std::optional(std::move(refused));
+    } catch (const DbFile::FileError& error) {
+        return error.what();
+    }
 }
 
 void writeOutput(const std::string& path, std::string_view content)

@@ -3,6 +3,7 @@
 
 #include "dbfile/database.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ std::string readInput(const std::string& path);
 
 /** The database in a file that a loader would accept; Failure with Unreadable or Invalid. */
 DbFile::Database readDatabase(const std::string& path);
+
+/** Why a loader would not take the file, in words; nothing: it would. */
+std::optional<std::string> problemWith(const std::string& path);
 
 /** Replaces a file's content, whole or not at all; Failure with Unreadable. */
 void writeOutput(const std::string& path, std::string_view content);

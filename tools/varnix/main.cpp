@@ -1,6 +1,8 @@
 #include "command.h"
 #include "document.h"
 
+#include <varnix/version.h>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -35,7 +37,7 @@ Status run(int argc, char** argv)
 
     Status status = Status::Done;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
-                           Varnix::Tool::addCheck})
+                           Varnix::Tool::addCheck, Varnix::Tool::addGet})
         add(app, status);
 
     const bool asDocument = std::any_of(

@@ -1,0 +1,212 @@
+#include "tests/tools/toolTest.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Test {
+namespace {
+
+using namespace std::string_literals;
+using Json = nlohmann::json;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
+constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
+
+/** A node with one component of every type. */
+class Get : public ToolTest
+{
+protected:
+    Get()
+    {
+        DbBuilder()
+            .text("/componentConfigId", "board-x_R2B unit_1")
+            .u8("/both", {1})
+            .write(m_folder / "prod.db");
+        DbBuilder()
+            .u8("/u8", {0, 255})
+            .s8("/s8", {-128, 127})
+            .u16("/u16", {0, 65535})
+            .s16("/s16", {-32768})
+            .u32("/u32", {4294967295})
+            .s32("/s32", {-2147483648})
+            .text("/text", "two  words ")
+            .text("/bytes", "\xFF\0"s)
+            .u8("/both", {2})
+            .u8("/empty", {})
+            .record({.key = "/unnamed", .type = 9, .data = "x"})
+            .write(m_folder / "unit.db");
+        writeConfig("unit.db");
+    }
+
+    void writeConfig(const std::string& database) const
+    {
+        write("node.cfg", "varnix: { component_versions = ( { component_id = \"board-*\"; "
+                          "revision = \"R2*\"; file_paths = [ \"" +
+                              database + "\" ]; } ); };\n");
+    }
+
+    ProcessResult get(std::vector<std::string> arguments,
+                      std::vector<std::string> production = {secondVariable + "=prod.db"s,
+                                                             firstVariable})
+    {
+        arguments.insert(arguments.begin(), "get");
+        production.push_back("VARNIX_ITC_DIR=" + (m_folder / "itc").string());
+        return varnix(std::move(arguments), {.environment = std::move(production)});
+    }
+};
+
+TEST_F(Get, OneKeyGivesItsBareValue)
+{
+    const std::vector<std::pair<std::string, std::string>> values{
+        {"/u8", "0 255"},         {"/s8", "-128 127"},    {"/u16", "0 65535"},
+        {"/s16", "-32768"},       {"/u32", "4294967295"}, {"/s32", "-2147483648"},
+        {"/text", "two  words "}, {"/bytes", "\xFF\0"s},
+    };
+    for (const auto& [key, value] : values)
+        expectResult(get({"node.cfg", key}), 0, value + "\n", "");
+}
+
+TEST_F(Get, SeveralKeysStandBeforeTheirValuesInTheOrderAskedFor)
+{
+    expectResult(get({"node.cfg", "/u8", "/text", "/componentConfigId"}), 0,
+                 "/u8\t0 255\n/text\ttwo  words \n/componentConfigId\tboard-x_R2B unit_1\n", "");
+}
+
+TEST_F(Get, ProductionDatabaseHidesTheComponents)
+{
+    expectResult(get({"node.cfg", "/both"}), 0, "1\n", "");
+}
+
+TEST_F(Get, AbsentKeyIsNamedAndTheOthersPrinted)
+{
+    expectResult(get({"node.cfg", "/absent", "/s16"}), 1, "/s16\t-32768\n",
+                 "varnix: /absent: there is no such key\n");
+}
+
+TEST_F(Get, KeyThatNoReadAcceptsIsNotAbsent)
+{
+    for (const std::string key : {"/empty", "/unnamed"}) {
+        const ProcessResult result = get({"node.cfg", key});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(result.err, StartsWith("varnix: " + key + ": no read accepts it"));
+    }
+}
+
+TEST_F(Get, AsJsonIsOneDocumentWithErrors)
+{
+    const ProcessResult result =
+        get({"--json", "node.cfg", "/u16", "/s8", "/text", "/bytes", "/absent"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(Json::parse(result.out), Json::parse(R"({
+        "config": "node.cfg",
+        "values": [
+            {"key": "/u16", "type": "U16", "value": [0, 65535]},
+            {"key": "/s8", "type": "S8", "value": [-128, 127]},
+            {"key": "/text", "type": "CHAR", "value": "two  words "},
+            {"key": "/bytes", "type": "CHAR", "bytes": "ff 00"}
+        ],
+        "errors": [
+            {"key": "/absent", "message": "varnix: /absent: there is no such key", "status": 1}
+        ]
+    })"));
+}
+
+TEST_F(Get, WithoutAProductionDatabaseSaysWhichVariablesAreUnset)
+{
+    expectResult(get({"node.cfg", "/u8"}, {firstVariable, secondVariable}), 5, "",
+                 "varnix: no production database: neither sys_uflash_prod_db_dev_dev nor "
+                 "sys_uflash_prod_db_dev is set in the environment\n");
+}
+
+TEST_F(Get, ProductionDatabaseThatCannotBeOpenedIsNamedWithItsVariable)
+{
+    expectResult(get({"node.cfg", "/u8"}, {firstVariable, secondVariable + "=absent"s}), 5, "",
+                 "varnix: no production database: sys_uflash_prod_db_dev: cannot open absent: No "
+                 "such file or directory\n");
+}
+
+TEST_F(Get, CorruptProductionDatabaseIsNamedWithItsVariable)
+{
+    std::string image = read("prod.db");
+    image[20] = '?';
+    write("prod.db", image);
+    const ProcessResult result = get({"node.cfg", "/u8"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, AllOf(StartsWith("varnix: no production database: "
+                                             "sys_uflash_prod_db_dev: prod.db:@0x"),
+                                  HasSubstr("the checksum does not match")));
+}
+
+TEST_F(Get, BothProductionDatabasesAreNamedWhenNeitherCanBeUsed)
+{
+    const ProcessResult result =
+        get({"node.cfg", "/u8"}, {firstVariable + "=one"s, secondVariable + "=two"s});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("sys_uflash_prod_db_dev_dev: cannot open one"),
+                                  HasSubstr("sys_uflash_prod_db_dev: cannot open two")));
+}
+
+TEST_F(Get, SecondProductionDatabaseServesWhenTheFirstCannotBeUsed)
+{
+    expectResult(
+        get({"node.cfg", "/both"}, {firstVariable + "=absent"s, secondVariable + "=prod.db"s}), 0,
+        "1\n", "");
+}
+
+TEST_F(Get, CutProductionDatabaseIsReportedAndNotWaitedFor)
+{
+    write("prod.db", read("prod.db").substr(0, 40));
+    const ProcessResult result = get({"node.cfg", "/u8"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, AllOf(StartsWith("varnix: no production database: "),
+                                  HasSubstr("prod.db:@0x28: error: the file ends early")));
+}
+
+TEST_F(Get, ProductionDatabaseWithoutIdentitiesSaysSo)
+{
+    DbBuilder().u8("/both", {1}).write(m_folder / "prod.db");
+    expectResult(get({"node.cfg", "/u8"}), 5, "",
+                 "varnix: no identities: the production database holds no text at "
+                 "/componentConfigId\n");
+}
+
+TEST_F(Get, AbsentConfigurationSaysSo)
+{
+    expectResult(get({"absent.cfg", "/u8"}), 5, "",
+                 "varnix: no configuration: cannot open absent.cfg: No such file or directory\n");
+}
+
+TEST_F(Get, FolderAsConfigurationSaysSo)
+{
+    expectResult(get({".", "/u8"}), 5, "", "varnix: no configuration: . is a folder\n");
+}
+
+TEST_F(Get, WrongConfigurationSaysWhere)
+{
+    write("node.cfg", "varnix: {\n  component_versions = (;\n");
+    const ProcessResult result = get({"node.cfg", "/u8"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err,
+                AllOf(StartsWith("varnix: the configuration is not valid: "), HasSubstr("line 2")));
+}
+
+TEST_F(Get, ComponentDatabaseThatCannotBeUsedIsNamed)
+{
+    writeConfig("absent.db");
+    expectResult(get({"node.cfg", "/u8"}), 5, "",
+                 "varnix: a database file that node.cfg selects cannot be used: cannot open "
+                 "absent.db: No such file or directory\n");
+}
+
+TEST_F(Get, UnusableNodeAsJsonIsADocumentToo)
+{
+    const ProcessResult result = get({"--json", "absent.cfg", "/u8"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(Json::parse(result.out)["errors"][0]["status"], 5);
+}
+
+} // namespace
+} // namespace Varnix::Test
