@@ -1,0 +1,50 @@
+#ifndef VARNIX_TESTS_NODEFOLDER_H
+#define VARNIX_TESTS_NODEFOLDER_H
+
+#include "tests/support/dbBuilder.h"
+#include "tests/support/temporaryFolder.h"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Varnix::Test {
+
+/** An entry of a component configuration file. */
+struct ConfigEntry
+{
+    std::string componentId;
+    std::string revision;
+    std::vector<std::string> filePaths;
+};
+
+/** The text of a component configuration file. */
+std::string configText(const std::vector<ConfigEntry>& entries);
+
+/** The files of a node, in a temporary folder. */
+class NodeFolder
+{
+public:
+    std::filesystem::path operator/(std::string_view name) const { return m_folder / name; }
+
+    /** Writes the node's production database and names it in the environment. */
+    void production(const DbBuilder& builder) const;
+
+    /** Takes the production database out of the environment. */
+    static void noProduction();
+
+    /** Writes a database file and answers its path. */
+    std::string database(const std::string& name, const DbBuilder& builder) const;
+
+    /** Writes a configuration file and answers its path. */
+    std::string configuration(const std::string& name,
+                              const std::vector<ConfigEntry>& entries) const;
+
+private:
+    TemporaryFolder m_folder;
+};
+
+} // namespace Varnix::Test
+
+#endif

@@ -1,0 +1,57 @@
+#ifndef VARNIX_TESTS_PROCESSSTATE_H
+#define VARNIX_TESTS_PROCESSSTATE_H
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+/** What /proc tells of the test's own process. */
+namespace Varnix::Test {
+
+/** How many threads of the process have this name. */
+inline std::size_t threadsNamed(std::string_view name)
+{
+    std::size_t count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream comm(task.path() / "comm"); // unreadable once the thread has ended
+        std::string text;
+        std::getline(comm, text);
+        if (text == name)
+            ++count;
+    }
+    return count;
+}
+
+inline std::size_t entriesOf(const char* folder)
+{
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+inline std::size_t threadCount()
+{
+    return entriesOf("/proc/self/task");
+}
+
+inline std::size_t descriptorCount()
+{
+    return entriesOf("/proc/self/fd");
+}
+
+/** Whether a file whose path holds `name` is mapped into the process. */
+inline bool isMapped(std::string_view name)
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(name) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+} // namespace Varnix::Test
+
+#endif

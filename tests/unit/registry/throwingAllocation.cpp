@@ -1,0 +1,56 @@
+#include "throwingAllocation.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+namespace Varnix::Test {
+
+namespace {
+
+std::atomic<std::size_t> refusedSize{SIZE_MAX};
+std::atomic<AllocationFailure> refusal{AllocationFailure::BAD_ALLOC};
+
+} // namespace
+
+ThrowingAllocation::ThrowingAllocation(std::size_t size, AllocationFailure failure)
+{
+    refusal = failure;
+    refusedSize = size;
+}
+
+ThrowingAllocation::~ThrowingAllocation()
+{
+    refusedSize = SIZE_MAX;
+}
+
+static void* allocate(std::size_t size)
+{
+    if (size >= refusedSize) {
+        if (refusal == AllocationFailure::LENGTH_ERROR)
+            throw std::length_error("too long for the test");
+        throw std::bad_alloc();
+    }
+    if (void* const memory = std::malloc(size == 0 ? 1 : size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+} // namespace Varnix::Test
+
+void* operator new(std::size_t size)
+{
+    return Varnix::Test::allocate(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
