@@ -70,8 +70,8 @@ Inlet::Connection Inlet::readGreeting()
         handed = Descriptor(fd);
     }
     // Only a file in memory has seals; to read anything else might wait.
-    if (size != static_cast<ssize_t>(sizeof greeting) || greeting != Greeting{} || !handed ||
-        ::fcntl(handed.get(), F_GET_SEALS) < 0) {
+    if (size != static_cast<ssize_t>(sizeof greeting) || (header.msg_flags & MSG_CTRUNC) != 0 ||
+        greeting != Greeting{} || !handed || ::fcntl(handed.get(), F_GET_SEALS) < 0) {
         return Connection::over;
     }
     m_stream = std::move(handed);

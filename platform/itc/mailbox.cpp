@@ -15,15 +15,6 @@
 
 namespace Itc {
 
-namespace {
-
-bool isOutOfDescriptors(int error) noexcept
-{
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
-} // namespace
-
 bool Selection::takes(Message& message) const noexcept
 {
     return (sender == ITC_FROM_ALL || sender == message.sender) &&
@@ -203,11 +194,11 @@ void Mailbox::acceptAll()
                 m_inlets.emplace(fd, Inlet(std::move(connection)));
                 readInlet(fd);
             }
-        } else if (isOutOfDescriptors(errno)) {
-            // Until one is free, the connection would be reported without end.
-            setAccepting(false);
+        } else if (errno == EAGAIN) {
             return;
         } else if (errno != EINTR && errno != ECONNABORTED) {
+            // Out of descriptors: until one is free, the connection would be reported without end.
+            setAccepting(false);
             return;
         }
     }
