@@ -15,6 +15,10 @@ using namespace ItcTest;
 
 namespace {
 
+class ItcDelivery : public MailboxFolder
+{
+};
+
 /** The documented limit. */
 constexpr std::size_t largest = 1 << 20;
 
@@ -40,7 +44,7 @@ void expectCounts(std::size_t senders, std::uint32_t count)
     EXPECT_FALSE(receive(0));
 }
 
-TEST_F(Itc, ManyProcessesSendToOneInOrderAndNoneIsLost)
+TEST_F(ItcDelivery, ManyProcessesSendToOneInOrderAndNoneIsLost)
 {
     constexpr std::size_t senders = 4;
     constexpr std::uint32_t count = 20'000;
@@ -64,7 +68,7 @@ TEST_F(Itc, ManyProcessesSendToOneInOrderAndNoneIsLost)
     EXPECT_EQ(0, receiver.wait());
 }
 
-TEST_F(Itc, ManyThreadsSendToOneInOrderAndNoneIsLost)
+TEST_F(ItcDelivery, ManyThreadsSendToOneInOrderAndNoneIsLost)
 {
     inProcess([] {
         constexpr std::size_t senders = 4;
@@ -82,7 +86,7 @@ TEST_F(Itc, ManyThreadsSendToOneInOrderAndNoneIsLost)
     });
 }
 
-TEST_F(Itc, TenThousandMessagesToOneselfWaitForTheFirstReceive)
+TEST_F(ItcDelivery, TenThousandMessagesToOneselfWaitForTheFirstReceive)
 {
     inProcess([] {
         sendCount("mine", ITC_MY_MBOX_ID, 10'000);
@@ -90,7 +94,7 @@ TEST_F(Itc, TenThousandMessagesToOneselfWaitForTheFirstReceive)
     });
 }
 
-TEST_F(Itc, WhatASenderSentJustBeforeItsEndArrives)
+TEST_F(ItcDelivery, WhatASenderSentJustBeforeItsEndArrives)
 {
     inProcess([] {
         open("receiver");
@@ -110,7 +114,7 @@ TEST_F(Itc, WhatASenderSentJustBeforeItsEndArrives)
     });
 }
 
-TEST_F(Itc, AStoppedReceiverHoldsUpNoSenderAndLosesNothing)
+TEST_F(ItcDelivery, AStoppedReceiverHoldsUpNoSenderAndLosesNothing)
 {
     constexpr std::uint32_t count = 20'000;
     const Event ready;
@@ -132,7 +136,7 @@ TEST_F(Itc, AStoppedReceiverHoldsUpNoSenderAndLosesNothing)
     EXPECT_EQ(0, receiver.wait());
 }
 
-TEST_F(Itc, AStoppedSenderHoldsUpNoOther)
+TEST_F(ItcDelivery, AStoppedSenderHoldsUpNoOther)
 {
     const Event sending;
     Process receiver([] {
@@ -155,7 +159,7 @@ TEST_F(Itc, AStoppedSenderHoldsUpNoOther)
     EXPECT_EQ(0, receiver.wait());
 }
 
-TEST_F(Itc, AMessageArrivesAsItWas)
+TEST_F(ItcDelivery, AMessageArrivesAsItWas)
 {
     Process receiver([] {
         open("receiver");
@@ -187,7 +191,7 @@ TEST_F(Itc, AMessageArrivesAsItWas)
     EXPECT_EQ(0, receiver.wait());
 }
 
-TEST_F(Itc, AMessageBeyondTheLimitIsReportedAndDropped)
+TEST_F(ItcDelivery, AMessageBeyondTheLimitIsReportedAndDropped)
 {
     inProcess([] {
         const std::uint32_t mine = open("mine");
@@ -203,7 +207,7 @@ TEST_F(Itc, AMessageBeyondTheLimitIsReportedAndDropped)
     });
 }
 
-TEST_F(Itc, TheSenderIsWhateverMailboxTheSendNames)
+TEST_F(ItcDelivery, TheSenderIsWhateverMailboxTheSendNames)
 {
     inProcess([] {
         const std::uint32_t mine = open("mine");
@@ -217,7 +221,7 @@ TEST_F(Itc, TheSenderIsWhateverMailboxTheSendNames)
     });
 }
 
-TEST_F(Itc, AMessageToAMailboxThatHasGoneIsFreed)
+TEST_F(ItcDelivery, AMessageToAMailboxThatHasGoneIsFreed)
 {
     inProcess([] {
         open("mine");
@@ -230,7 +234,7 @@ TEST_F(Itc, AMessageToAMailboxThatHasGoneIsFreed)
     });
 }
 
-TEST_F(Itc, AMailboxThatGoesBetweenTwoSendsIsNoError)
+TEST_F(ItcDelivery, AMailboxThatGoesBetweenTwoSendsIsNoError)
 {
     inProcess([] {
         open("mine");
@@ -253,7 +257,7 @@ TEST_F(Itc, AMailboxThatGoesBetweenTwoSendsIsNoError)
     });
 }
 
-TEST_F(Itc, NothingToSendIsNoError)
+TEST_F(ItcDelivery, NothingToSendIsNoError)
 {
     inProcess([] {
         const std::uint32_t mine = open("mine");

@@ -9,6 +9,10 @@ using namespace ItcTest;
 
 namespace {
 
+class ItcLocate : public MailboxFolder
+{
+};
+
 /** A mailbox of that name, until a message comes. */
 void runMailbox(const std::string& name, const Event& created)
 {
@@ -17,7 +21,7 @@ void runMailbox(const std::string& name, const Event& created)
     receiveRaw();
 }
 
-TEST_F(Itc, AMailboxThatExistsIsFoundAtOnce)
+TEST_F(ItcLocate, AMailboxThatExistsIsFoundAtOnce)
 {
     const Event created;
     Process server([&] { runMailbox("server", created); });
@@ -33,7 +37,7 @@ TEST_F(Itc, AMailboxThatExistsIsFoundAtOnce)
     EXPECT_EQ(0, server.wait()) << "the answer's sender is the mailbox";
 }
 
-TEST_F(Itc, AMailboxThatComesLaterIsFoundThen)
+TEST_F(ItcLocate, AMailboxThatComesLaterIsFoundThen)
 {
     const Event waiting;
     Process client([&] {
@@ -54,7 +58,7 @@ TEST_F(Itc, AMailboxThatComesLaterIsFoundThen)
     EXPECT_EQ(0, client.wait());
 }
 
-TEST_F(Itc, MailboxesOfOtherNamesAreNotFound)
+TEST_F(ItcLocate, MailboxesOfOtherNamesAreNotFound)
 {
     inProcess([] {
         open("client");
@@ -74,7 +78,7 @@ TEST_F(Itc, MailboxesOfOtherNamesAreNotFound)
     });
 }
 
-TEST_F(Itc, AnAnswerComesOnce)
+TEST_F(ItcLocate, AnAnswerComesOnce)
 {
     inProcess([] {
         open("client");
@@ -94,7 +98,7 @@ TEST_F(Itc, AnAnswerComesOnce)
     });
 }
 
-TEST_F(Itc, EveryLocateIsAnswered)
+TEST_F(ItcLocate, EveryLocateIsAnswered)
 {
     inProcess([] {
         open("client");
@@ -122,7 +126,7 @@ TEST_F(Itc, EveryLocateIsAnswered)
     EXPECT_EQ(0U, entries());
 }
 
-TEST_F(Itc, ANameLeftByAKilledProcessIsNotFound)
+TEST_F(ItcLocate, ANameLeftByAKilledProcessIsNotFound)
 {
     const Event created;
     Process server([&] { runMailbox("server", created); });
@@ -144,7 +148,7 @@ TEST_F(Itc, ANameLeftByAKilledProcessIsNotFound)
     EXPECT_EQ(0, client.wait());
 }
 
-TEST_F(Itc, OnesOwnMailboxIsFound)
+TEST_F(ItcLocate, OnesOwnMailboxIsFound)
 {
     inProcess([] {
         const std::uint32_t mine = open("mine");
@@ -152,7 +156,7 @@ TEST_F(Itc, OnesOwnMailboxIsFound)
     });
 }
 
-TEST_F(Itc, TheAnswerGoesToTheMailboxThatIsNamed)
+TEST_F(ItcLocate, TheAnswerGoesToTheMailboxThatIsNamed)
 {
     const Event created;
     Process receiver([&] {
@@ -175,7 +179,7 @@ TEST_F(Itc, TheAnswerGoesToTheMailboxThatIsNamed)
     EXPECT_EQ(0, receiver.wait());
 }
 
-TEST_F(Itc, AStoppedWaiterHoldsUpNoNewMailbox)
+TEST_F(ItcLocate, AStoppedWaiterHoldsUpNoNewMailbox)
 {
     const Event waiting;
     Process client([&] {
@@ -199,7 +203,7 @@ TEST_F(Itc, AStoppedWaiterHoldsUpNoNewMailbox)
     EXPECT_EQ(0, client.wait());
 }
 
-TEST_F(Itc, AClientFindsEveryRestartOfAKilledServer)
+TEST_F(ItcLocate, AClientFindsEveryRestartOfAKilledServer)
 {
     constexpr int restarts = 100;
     const Event answered;

@@ -14,6 +14,10 @@ using namespace ItcTest;
 
 namespace {
 
+class ItcMailbox : public MailboxFolder
+{
+};
+
 using Clock = std::chrono::steady_clock;
 
 /** Creates a mailbox and expects that name to lead to it. */
@@ -23,7 +27,7 @@ void expectFound(const std::string& name)
     EXPECT_EQ(mine, find(name)) << name;
 }
 
-TEST_F(Itc, TheSecondInitialisationOfAProcessSaysSo)
+TEST_F(ItcMailbox, TheSecondInitialisationOfAProcessSaysSo)
 {
     inProcess([] {
         EXPECT_EQ(0, init());
@@ -32,12 +36,12 @@ TEST_F(Itc, TheSecondInitialisationOfAProcessSaysSo)
     });
 }
 
-TEST_F(Itc, AMailboxNeedsAnInitialisedProcess)
+TEST_F(ItcMailbox, AMailboxNeedsAnInitialisedProcess)
 {
     inProcess([] { EXPECT_EQ(ITC_NO_MBOX_ID, create("early")); });
 }
 
-TEST_F(Itc, AThreadHasOneMailbox)
+TEST_F(ItcMailbox, AThreadHasOneMailbox)
 {
     inProcess([] {
         open("first");
@@ -45,7 +49,7 @@ TEST_F(Itc, AThreadHasOneMailbox)
     });
 }
 
-TEST_F(Itc, IdsAreNeverTheSpecialOnesNorUsedAgainSoon)
+TEST_F(ItcMailbox, IdsAreNeverTheSpecialOnesNorUsedAgainSoon)
 {
     inProcess([] {
         std::set<std::uint32_t> ids;
@@ -58,7 +62,7 @@ TEST_F(Itc, IdsAreNeverTheSpecialOnesNorUsedAgainSoon)
     });
 }
 
-TEST_F(Itc, ANameOfALiveMailboxIsRefusedInTheSameProcess)
+TEST_F(ItcMailbox, ANameOfALiveMailboxIsRefusedInTheSameProcess)
 {
     inProcess([] {
         const std::uint32_t mine = open("held");
@@ -67,7 +71,7 @@ TEST_F(Itc, ANameOfALiveMailboxIsRefusedInTheSameProcess)
     });
 }
 
-TEST_F(Itc, ANameOfALiveMailboxIsRefusedInAnotherProcess)
+TEST_F(ItcMailbox, ANameOfALiveMailboxIsRefusedInAnotherProcess)
 {
     const Event held;
     Process holder([&] {
@@ -87,7 +91,7 @@ TEST_F(Itc, ANameOfALiveMailboxIsRefusedInAnotherProcess)
     });
 }
 
-TEST_F(Itc, ANameOfAKilledProcessIsTakenOver)
+TEST_F(ItcMailbox, ANameOfAKilledProcessIsTakenOver)
 {
     const Event held;
     Process holder([&] {
@@ -100,7 +104,7 @@ TEST_F(Itc, ANameOfAKilledProcessIsTakenOver)
     inProcess([] { expectFound("held"); });
 }
 
-TEST_F(Itc, WhatKilledProcessesLeftIsRemovedByTheNextToBegin)
+TEST_F(ItcMailbox, WhatKilledProcessesLeftIsRemovedByTheNextToBegin)
 {
     const Event held;
     Process holder([&] {
@@ -116,7 +120,7 @@ TEST_F(Itc, WhatKilledProcessesLeftIsRemovedByTheNextToBegin)
     EXPECT_EQ(0U, entries());
 }
 
-TEST_F(Itc, AProcessThatExitsLeavesNothing)
+TEST_F(ItcMailbox, AProcessThatExitsLeavesNothing)
 {
     inProcess([] {
         open("main thread's");
@@ -125,7 +129,7 @@ TEST_F(Itc, AProcessThatExitsLeavesNothing)
     EXPECT_EQ(0U, entries());
 }
 
-TEST_F(Itc, AThreadsNameIsFreeAsSoonAsItHasEnded)
+TEST_F(ItcMailbox, AThreadsNameIsFreeAsSoonAsItHasEnded)
 {
     inProcess([] {
         for (int i = 0; i < 100; ++i) {
@@ -134,7 +138,7 @@ TEST_F(Itc, AThreadsNameIsFreeAsSoonAsItHasEnded)
     });
 }
 
-TEST_F(Itc, ANameHoldsAnyBytes)
+TEST_F(ItcMailbox, ANameHoldsAnyBytes)
 {
     inProcess([] {
         for (const std::string name :
@@ -144,7 +148,7 @@ TEST_F(Itc, ANameHoldsAnyBytes)
     });
 }
 
-TEST_F(Itc, NamesThatDifferInOneByteAreDifferent)
+TEST_F(ItcMailbox, NamesThatDifferInOneByteAreDifferent)
 {
     inProcess([] {
         open("a/b");
@@ -153,7 +157,7 @@ TEST_F(Itc, NamesThatDifferInOneByteAreDifferent)
     });
 }
 
-TEST_F(Itc, ANameIsAtMost253BytesLong)
+TEST_F(ItcMailbox, ANameIsAtMost253BytesLong)
 {
     inProcess([] {
         const std::string longest(253, 'x');
@@ -164,7 +168,7 @@ TEST_F(Itc, ANameIsAtMost253BytesLong)
     });
 }
 
-TEST_F(Itc, AMessageBeginsWithItsNumberAndHasNoSenderYet)
+TEST_F(ItcMailbox, AMessageBeginsWithItsNumberAndHasNoSenderYet)
 {
     itc_msg* message = alloc(0x01707080, 12);
     EXPECT_EQ(0x01707080U, message->msgno);
@@ -175,20 +179,20 @@ TEST_F(Itc, AMessageBeginsWithItsNumberAndHasNoSenderYet)
     __itc_free(&message, __FILE__, __LINE__);
 }
 
-TEST_F(Itc, AMessageHasRoomForItsNumberWhateverSizeIsAsked)
+TEST_F(ItcMailbox, AMessageHasRoomForItsNumberWhateverSizeIsAsked)
 {
     itc_msg* message = alloc(7, 0);
     EXPECT_EQ(7U, message->msgno);
     __itc_free(&message, __FILE__, __LINE__);
 }
 
-TEST_F(Itc, AMessageThatMemoryCannotHoldIsNull)
+TEST_F(ItcMailbox, AMessageThatMemoryCannotHoldIsNull)
 {
     EXPECT_EQ(nullptr, __itc_alloc(SIZE_MAX, 1, __FILE__, __LINE__));
     EXPECT_EQ(nullptr, __itc_alloc(SIZE_MAX - 64, 1, __FILE__, __LINE__));
 }
 
-TEST_F(Itc, AReceiveWithoutAMailboxAnswersNullAtOnce)
+TEST_F(ItcMailbox, AReceiveWithoutAMailboxAnswersNullAtOnce)
 {
     inProcess([] {
         EXPECT_EQ(nullptr, receiveRaw(ITC_NO_TMO));
@@ -197,7 +201,7 @@ TEST_F(Itc, AReceiveWithoutAMailboxAnswersNullAtOnce)
     });
 }
 
-TEST_F(Itc, WithoutAMailboxLocateAndMonitorOnlyTakeTheirMessage)
+TEST_F(ItcMailbox, WithoutAMailboxLocateAndMonitorOnlyTakeTheirMessage)
 {
     inProcess([] {
         init();
@@ -208,7 +212,7 @@ TEST_F(Itc, WithoutAMailboxLocateAndMonitorOnlyTakeTheirMessage)
     EXPECT_EQ(0U, entries());
 }
 
-TEST_F(Itc, AReceiveEndsWithItsTime)
+TEST_F(ItcMailbox, AReceiveEndsWithItsTime)
 {
     inProcess([] {
         open("mine");
@@ -219,7 +223,7 @@ TEST_F(Itc, AReceiveEndsWithItsTime)
     });
 }
 
-TEST_F(Itc, ASignalDoesNotEndAReceive)
+TEST_F(ItcMailbox, ASignalDoesNotEndAReceive)
 {
     inProcess([] {
         struct sigaction action
@@ -243,7 +247,7 @@ TEST_F(Itc, ASignalDoesNotEndAReceive)
     });
 }
 
-TEST_F(Itc, AFilterLeavesTheOthersInTheirOrder)
+TEST_F(ItcMailbox, AFilterLeavesTheOthersInTheirOrder)
 {
     inProcess([] {
         open("mine");
@@ -260,7 +264,7 @@ TEST_F(Itc, AFilterLeavesTheOthersInTheirOrder)
     });
 }
 
-TEST_F(Itc, ACountOfNoNumbersTakesAnyMessage)
+TEST_F(ItcMailbox, ACountOfNoNumbersTakesAnyMessage)
 {
     inProcess([] {
         open("mine");
@@ -273,7 +277,7 @@ TEST_F(Itc, ACountOfNoNumbersTakesAnyMessage)
     });
 }
 
-TEST_F(Itc, AReceiveCanAskForOneSender)
+TEST_F(ItcMailbox, AReceiveCanAskForOneSender)
 {
     inProcess([] {
         const std::uint32_t mine = open("mine");

@@ -25,7 +25,7 @@ void expectGone(std::uint32_t mailbox)
     EXPECT_FALSE(receive(0));
 }
 
-class ItcMonitor : public Itc
+class ItcMonitor : public MailboxFolder
 {
 protected:
     /** Monitors a process that runs `end` once it is watched. */

@@ -221,7 +221,7 @@ std::size_t threads()
     return entriesOf("/proc/self/task");
 }
 
-Itc::Itc()
+MailboxFolder::MailboxFolder()
 {
     std::string name = (std::filesystem::temp_directory_path() / "itcTest-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr) {
@@ -231,13 +231,13 @@ Itc::Itc()
     ::setenv("VARNIX_ITC_DIR", m_folder.c_str(), 1);
 }
 
-Itc::~Itc()
+MailboxFolder::~MailboxFolder()
 {
     std::filesystem::remove_all(m_folder);
 }
 
 /** How many mailbox entries there are. */
-std::size_t Itc::entries() const
+std::size_t MailboxFolder::entries() const
 {
     const auto all = entriesOf(m_folder);
     return std::filesystem::exists(m_folder / "lock") ? all - 1 : all;

@@ -94,11 +94,11 @@ std::size_t openDescriptors();
 std::size_t threads();
 
 /** A folder for mailboxes that only one test uses. */
-class Itc : public ::testing::Test
+class MailboxFolder : public ::testing::Test
 {
 protected:
-    Itc();
-    ~Itc() override;
+    MailboxFolder();
+    ~MailboxFolder() override;
     const std::filesystem::path& folder() const { return m_folder; }
     std::size_t entries() const;
 

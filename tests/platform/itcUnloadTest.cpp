@@ -1,0 +1,83 @@
+// Libraries that use mailboxes come and go; this program has no part of the mailbox library itself.
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ItcUnload : public ::testing::Test
+{
+protected:
+    using Call = std::uint32_t (*)();
+
+    // The process keeps the folder that it has once been given.
+    static void SetUpTestSuite()
+    {
+        fs::remove_all(m_folder);
+        fs::create_directory(m_folder);
+        fs::permissions(m_folder, fs::perms::owner_all);
+        ::setenv("VARNIX_ITC_DIR", m_folder.c_str(), 1);
+    }
+    static void TearDownTestSuite() { fs::remove_all(m_folder); }
+
+    void load()
+    {
+        m_library = ::dlopen(ITC_USER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(nullptr, m_library) << ::dlerror();
+    }
+    void unload() { EXPECT_EQ(0, ::dlclose(m_library)); }
+    Call call(const char* name) { return reinterpret_cast<Call>(::dlsym(m_library, name)); }
+
+    static std::ptrdiff_t count(const char* folder)
+    {
+        return std::distance(fs::directory_iterator(folder), {});
+    }
+
+private:
+    static inline const fs::path m_folder =
+        fs::temp_directory_path() / ("itcUnload-" + std::to_string(::getpid()));
+    void* m_library = nullptr;
+};
+
+TEST_F(ItcUnload, AHundredTimesLeaveWhatOneLeaves)
+{
+    const auto use = [this] {
+        load();
+        std::thread([this] {
+            EXPECT_NE(UINT32_C(0xFFFFFFFF), call("openMailbox")());
+            EXPECT_EQ(7U, call("exchange")());
+        }).join();
+        unload();
+    };
+    use();
+    const auto descriptors = count("/proc/self/fd");
+    const auto threads = count("/proc/self/task");
+    for (int i = 0; i < 100; ++i) {
+        use();
+    }
+    EXPECT_EQ(descriptors, count("/proc/self/fd"));
+    EXPECT_EQ(threads, count("/proc/self/task"));
+}
+
+TEST_F(ItcUnload, AThreadsMailboxEndsWellAfterItsLibraryHasGone)
+{
+    for (int i = 0; i < 10; ++i) {
+        std::thread([this] {
+            load();
+            EXPECT_NE(UINT32_C(0xFFFFFFFF), call("openMailbox")());
+            unload();
+        }).join();
+    }
+}
+
+} // namespace
