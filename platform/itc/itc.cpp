@@ -171,9 +171,9 @@ void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* fil
 union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
                              const char* file, int line)
 {
-    ::pthread_testcancel();
     return operate(file, line, static_cast<itc_msg*>(nullptr),
                    [&](Process& process, Operation& operation) -> itc_msg* {
+                       operation.offerCancellation();
                        Mailbox* const mine = process.own();
                        if (mine == nullptr) {
                            return nullptr;

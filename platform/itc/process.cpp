@@ -136,14 +136,35 @@ Operation::~Operation()
     ::pthread_setcancelstate(m_cancelState, nullptr);
 }
 
+/** While it lives, the thread is as open to cancellation as its caller left it. */
+class Operation::Cancellable
+{
+public:
+    explicit Cancellable(const Operation& operation)
+    {
+        ::pthread_setcancelstate(operation.m_cancelState, nullptr);
+    }
+    ~Cancellable() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); }
+    Cancellable(const Cancellable&) = delete;
+    Cancellable& operator=(const Cancellable&) = delete;
+};
+
+void Operation::offerCancellation()
+{
+    const Cancellable open(*this);
+    ::pthread_testcancel();
+}
+
 std::size_t Operation::wait(int epoll, std::span<epoll_event> events, int milliseconds)
 {
     m_lock.unlock();
-    ::pthread_setcancelstate(m_cancelState, nullptr);
-    const int count =
-        ::epoll_wait(epoll, events.data(), static_cast<int>(events.size()), milliseconds);
-    const int error = errno;
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    int count = 0;
+    int error = 0;
+    {
+        const Cancellable open(*this);
+        count = ::epoll_wait(epoll, events.data(), static_cast<int>(events.size()), milliseconds);
+        error = errno;
+    }
     m_lock.lock();
     if (count < 0 && error != EINTR) {
         throw std::system_error(error, std::generic_category(), "cannot wait for messages");

@@ -70,13 +70,16 @@ public:
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
+    /** Ends a thread that is to be cancelled. */
+    void offerCancellation();
     /**
-     * Waits for events, with the lock free and the thread open to cancellation as its caller left
-     * it. Answers their number, 0 when the time is over or a signal came.
+     * Waits for events, with the lock free; a cancellation point. Answers their number, 0 when the time is over or a signal came.
      */
     std::size_t wait(int epoll, std::span<epoll_event> events, int milliseconds);
 
 private:
+    class Cancellable;
+
     int m_cancelState = PTHREAD_CANCEL_ENABLE;
     std::unique_lock<std::mutex> m_lock;
 };
