@@ -18,7 +18,7 @@ void runMailbox(const std::string& name, const Event& created)
 {
     open(name);
     created.set();
-    receiveRaw();
+    receive();
 }
 
 TEST_F(ItcLocate, AMailboxThatExistsIsFoundAtOnce)
@@ -69,7 +69,7 @@ TEST_F(ItcLocate, MailboxesOfOtherNamesAreNotFound)
         }
         std::thread server([] {
             open("server");
-            receiveRaw();
+            receive();
         });
         const auto answer = receive();
         ASSERT_TRUE(answer);
@@ -88,7 +88,7 @@ TEST_F(ItcLocate, AnAnswerComesOnce)
         }
         std::thread server([] {
             open("server");
-            receiveRaw();
+            receive();
         });
         const auto answer = receive();
         ASSERT_TRUE(answer);
@@ -108,7 +108,7 @@ TEST_F(ItcLocate, EveryLocateIsAnswered)
         const auto serve = [](const char* name) {
             return std::thread([name] {
                 open(name);
-                receiveRaw();
+                receive();
             });
         };
         std::thread a = serve("a");
@@ -222,7 +222,7 @@ TEST_F(ItcLocate, AClientFindsEveryRestartOfAKilledServer)
     for (int i = 0; i < restarts; ++i) {
         Process server([] {
             open("server");
-            receiveRaw();
+            receive();
         });
         ASSERT_TRUE(answered.wait()) << i;
         server.kill();
