@@ -31,14 +31,20 @@ union itc_msg {
 #define ITC_FROM_ALL UINT32_C(0xFFF11111)
 /** No time-out, in a receive. */
 #define ITC_NO_TMO UINT32_C(0xFFFFFFFF)
-/** What __itc_init answers where the process has initialised it already. */
+/** What __itc_init answers where the process has initialised it already: it can be used. */
 #define ITC_ALREADY_INITIALISED (-2)
 
-/** Prepares the process for `mailboxes` mailboxes. Answers 0 or ITC_ALREADY_INITIALISED. */
+/**
+ * Prepares the process for `mailboxes` mailboxes. Answers 0, ITC_ALREADY_INITIALISED, or another
+ * negative number where messages cannot be used.
+ */
 int __itc_init(int32_t mailboxes, int scheme, void* scheme_params, char* name_space, uint32_t flags,
                const char* file, int line);
 
-/** Creates the calling thread's mailbox. Answers its id, or ITC_NO_MBOX_ID. */
+/**
+ * Creates the calling thread's mailbox, which goes when the thread ends. Answers its id, or
+ * ITC_NO_MBOX_ID where the thread has one already or a live mailbox holds the name.
+ */
 uint32_t __itc_create_mailbox(const char* name, uint32_t flags, const char* file, int line);
 
 /**
@@ -48,31 +54,40 @@ uint32_t __itc_create_mailbox(const char* name, uint32_t flags, const char* file
 void __itc_locate_async(const char* name, union itc_msg** msg, uint32_t reply_to, const char* file,
                         int line);
 
-/** A new message of `size` bytes, its number included. */
+/**
+ * A new message of `size` bytes, its number included; what follows the number is not set. Null when
+ * memory is exhausted.
+ */
 union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char* file, int line);
 
-/** Sends `*msg` from mailbox `from` to mailbox `to`. Takes the message over. */
+/**
+ * Sends `*msg` from mailbox `from` to mailbox `to`, without waiting for it. Takes the message over;
+ * where `to` has gone, it is freed.
+ */
 void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line);
 
 /**
  * Waits for a message to the calling thread's mailbox and answers it; the caller owns it.
  *
  * `filter` is null for any message, or counts the numbers that follow it: {2, A, B}.
- * `timeout` is in milliseconds. Answers null when the time is over. A cancellation point.
+ * Messages that it does not take keep their order. `from` is a mailbox or ITC_FROM_ALL. `timeout` is
+ * in milliseconds. Answers null when the time is over, and at once where the thread has no mailbox.
+ * A cancellation point.
  */
 union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
                              const char* file, int line);
 
-/** The mailbox that sent `msg`. */
+/** The mailbox that sent `msg`; ITC_NO_MBOX_ID for one that nobody has sent. */
 uint32_t __itc_sender(union itc_msg* msg, const char* file, int line);
 
 /**
  * Asks for `*msg` to be delivered to the calling thread's mailbox when `mailbox` goes, however its
- * process ends. Takes the message over. Answers a reference to the monitor.
+ * process ends; at once where it has gone. The message's sender is then that mailbox. Takes the
+ * message over. Answers a reference to the monitor, 0 where the thread has no mailbox.
  */
 uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, int line);
 
-/** Frees `*msg`. */
+/** Frees `*msg` and sets it to null. */
 void __itc_free(union itc_msg** msg, const char* file, int line);
 
 #ifdef __cplusplus
