@@ -70,9 +70,9 @@ void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* fil
  * Waits for a message to the calling thread's mailbox and answers it; the caller owns it.
  *
  * `filter` is null for any message, or counts the numbers that follow it: {2, A, B}.
- * Messages that it does not take keep their order. `from` is a mailbox or ITC_FROM_ALL. `timeout` is
- * in milliseconds. Answers null when the time is over, and at once where the thread has no mailbox.
- * A cancellation point.
+ * Messages that it does not take keep their order. `from` is a mailbox or ITC_FROM_ALL. `timeout`
+ * is in milliseconds. Answers null when the time is over, and at once where the thread has no
+ * mailbox. A cancellation point.
  */
 union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
                              const char* file, int line);
