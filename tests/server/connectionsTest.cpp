@@ -1,0 +1,96 @@
+#include "connections.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Dbcsi;
+
+constexpr std::uint32_t alice = 0x11;
+constexpr std::uint32_t bob = 0x22;
+
+class ConnectionsTest : public testing::Test
+{
+protected:
+    std::vector<std::uint32_t> writtenTo()
+    {
+        std::vector<std::uint32_t> mailboxes;
+        m_connections.writeToAll([&](std::uint32_t mailbox) { mailboxes.push_back(mailbox); });
+        return mailboxes;
+    }
+
+    Connections m_connections{1000};
+};
+
+using Mailboxes = std::vector<std::uint32_t>;
+
+TEST_F(ConnectionsTest, AConnectionAloneIsNoSubscriber)
+{
+    m_connections.open(alice, 1);
+    EXPECT_EQ(m_connections.subscriberCount(), 0u);
+    EXPECT_TRUE(m_connections.subscribers().empty());
+    EXPECT_EQ(writtenTo(), Mailboxes{});
+}
+
+TEST_F(ConnectionsTest, EveryConnectionHasAReferenceOfItsOwn)
+{
+    const auto first = m_connections.open(alice, 1);
+    const auto second = m_connections.open(bob, 1);
+    EXPECT_NE(first, second);
+    EXPECT_NE(m_connections.open(alice, 1), first);
+}
+
+TEST_F(ConnectionsTest, AReferenceServesOnlyTheMailboxItWasGivenTo)
+{
+    const auto reference = m_connections.open(alice, 1);
+    m_connections.open(bob, 1);
+    EXPECT_FALSE(m_connections.subscribe(bob, reference));
+    EXPECT_FALSE(m_connections.subscribe(alice, reference + 17));
+    EXPECT_TRUE(m_connections.subscribe(alice, reference));
+    EXPECT_EQ(writtenTo(), Mailboxes{alice});
+}
+
+TEST_F(ConnectionsTest, ANewConnectionEndsTheMailboxsEarlierOne)
+{
+    const auto earlier = m_connections.open(alice, 1);
+    m_connections.subscribe(alice, earlier);
+    const auto later = m_connections.open(alice, 1);
+    EXPECT_EQ(m_connections.subscriberCount(), 0u);
+    EXPECT_FALSE(m_connections.subscribe(alice, earlier));
+    m_connections.close(earlier); // the earlier connection's end comes late
+    EXPECT_TRUE(m_connections.subscribe(alice, later));
+}
+
+TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
+{
+    const auto reference = m_connections.open(alice, 1);
+    EXPECT_TRUE(m_connections.subscribe(alice, reference));
+    EXPECT_TRUE(m_connections.subscribe(alice, reference));
+    EXPECT_EQ(writtenTo(), Mailboxes{alice});
+}
+
+TEST_F(ConnectionsTest, AClosedConnectionIsGoneAndTheOthersStay)
+{
+    const auto ofAlice = m_connections.open(alice, 1);
+    m_connections.subscribe(alice, ofAlice);
+    m_connections.subscribe(bob, m_connections.open(bob, 1));
+    m_connections.close(ofAlice);
+    EXPECT_EQ(writtenTo(), Mailboxes{bob});
+    EXPECT_FALSE(m_connections.subscribe(alice, ofAlice));
+}
+
+TEST_F(ConnectionsTest, WritesAreCountedForEachSubscriber)
+{
+    m_connections.subscribe(alice, m_connections.open(alice, 1));
+    writtenTo();
+    m_connections.subscribe(bob, m_connections.open(bob, 1));
+    EXPECT_EQ(writtenTo(), (Mailboxes{alice, bob}));
+
+    const auto subscribers = m_connections.subscribers();
+    ASSERT_EQ(subscribers.size(), 2u);
+    EXPECT_EQ(subscribers[0].writes, 2u);
+    EXPECT_EQ(subscribers[1].writes, 1u);
+    EXPECT_EQ(subscribers[0].protocolVersion, 1u);
+}
+
+} // namespace

@@ -1,0 +1,56 @@
+#include "connections.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Dbcsi {
+
+std::uint32_t Connections::open(std::uint32_t mailbox, std::uint32_t protocolVersion)
+{
+    std::erase_if(m_connections, [mailbox](const Connection& connection) {
+        return connection.mailbox == mailbox;
+    });
+    const std::uint32_t reference = m_nextReference++;
+    m_connections.push_back({mailbox, reference, protocolVersion, false, {}, 0});
+    return reference;
+}
+
+bool Connections::subscribe(std::uint32_t mailbox, std::uint32_t reference)
+{
+    const auto found =
+        std::find_if(m_connections.begin(), m_connections.end(), [=](const Connection& connection) {
+            return connection.mailbox == mailbox && connection.reference == reference;
+        });
+    if (found == m_connections.end()) {
+        return false;
+    }
+    if (!found->subscribed) {
+        found->subscribed = true;
+        found->since = std::chrono::system_clock::now();
+    }
+    return true;
+}
+
+void Connections::close(std::uint32_t reference)
+{
+    std::erase_if(m_connections, [reference](const Connection& connection) {
+        return connection.reference == reference;
+    });
+}
+
+std::vector<Connection> Connections::subscribers() const
+{
+    std::vector<Connection> result;
+    std::copy_if(m_connections.begin(), m_connections.end(), std::back_inserter(result),
+                 [](const Connection& connection) { return connection.subscribed; });
+    return result;
+}
+
+std::size_t Connections::subscriberCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(m_connections.begin(), m_connections.end(),
+                      [](const Connection& connection) { return connection.subscribed; }));
+}
+
+} // namespace Dbcsi

@@ -1,0 +1,64 @@
+#include "endSignals.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+
+namespace Dbcsi {
+namespace {
+
+/* What poll takes to wait for ever, or to ignore a descriptor. */
+constexpr int forever = -1;
+constexpr int noDescriptor = -1;
+
+int blockedSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaddset(&signals, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+int millisecondsUntil(const EndSignals::Deadline& deadline)
+{
+    if (!deadline) {
+        return forever;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX));
+}
+
+} // namespace
+
+EndSignals::EndSignals() : m_fd(blockedSignals(), "signalfd") {}
+
+EndSignals::Wait EndSignals::waitFor(int fd, Deadline deadline) const
+{
+    std::array<pollfd, 2> watched{{{m_fd.get(), POLLIN, 0}, {fd, POLLIN, 0}}};
+    int count = 0;
+    do {
+        count = ::poll(watched.data(), watched.size(), millisecondsUntil(deadline));
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        throw std::system_error(errno, std::generic_category(), "poll");
+    }
+    if (watched[0].revents != 0) {
+        return Wait::Ended;
+    }
+    return count == 0 ? Wait::TimedOut : Wait::Ready;
+}
+
+void EndSignals::wait() const
+{
+    while (waitFor(noDescriptor) != Wait::Ended) {
+    }
+}
+
+} // namespace Dbcsi

@@ -1,0 +1,41 @@
+#ifndef VARNIX_DBCSI_SERVER_ENDSIGNALS_H
+#define VARNIX_DBCSI_SERVER_ENDSIGNALS_H
+
+#include "fileDescriptor.h"
+
+#include <chrono>
+#include <csignal>
+#include <optional>
+
+namespace Dbcsi {
+
+/**
+ * SIGTERM, SIGINT and SIGHUP as an event to wait for, so that they end the server between two
+ * commands and never within one. Made before any thread, so that no thread takes them.
+ */
+class EndSignals
+{
+public:
+    enum class Wait
+    {
+        Ready,
+        Ended,
+        TimedOut
+    };
+    using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
+    EndSignals();
+
+    /** Waits until `fd` can be read, the end was signalled, or the time is over. */
+    [[nodiscard]] Wait waitFor(int fd, Deadline deadline = std::nullopt) const;
+
+    /** Waits until the end is signalled. */
+    void wait() const;
+
+private:
+    FileDescriptor m_fd;
+};
+
+} // namespace Dbcsi
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef VARNIX_DBCSI_SERVER_EXITSTATUS_H
+#define VARNIX_DBCSI_SERVER_EXITSTATUS_H
+
+namespace Dbcsi {
+
+/** What the server ends with; the numbers are those of all tools. */
+enum class ExitStatus
+{
+    Done = 0,
+    No = 1,         /* a "wait" ran out of time */
+    Usage = 2,      /* wrong options */
+    Unreadable = 3, /* standard input cannot be read */
+    Invalid = 4,    /* a line of scripted input could not be carried out */
+    Unusable = 5    /* no mailboxes, or another server owns the name */
+};
+
+} // namespace Dbcsi
+
+#endif

@@ -1,0 +1,76 @@
+#include "mailbox.h"
+
+#include <cstring>
+#include <new>
+
+namespace Dbcsi::Mailbox {
+
+TooLarge::TooLarge(std::size_t size)
+    : std::runtime_error("a message of " + std::to_string(size) + " bytes is too large: at most " +
+                         std::to_string(largestMessage) + " can be sent")
+{
+}
+
+void FreeMessage::operator()(itc_msg* message) const noexcept
+{
+    __itc_free(&message, __FILE__, __LINE__);
+}
+
+bool initialise(int mailboxes)
+{
+    const int result = __itc_init(mailboxes, 0, nullptr, nullptr, 0, __FILE__, __LINE__);
+    return result == 0 || result == ITC_ALREADY_INITIALISED;
+}
+
+std::uint32_t create(const std::string& name)
+{
+    return __itc_create_mailbox(name.c_str(), 0, __FILE__, __LINE__);
+}
+
+Message allocate(std::size_t size, std::uint32_t number)
+{
+    if (size > largestMessage) {
+        throw TooLarge(size);
+    }
+    Message message(__itc_alloc(size, number, __FILE__, __LINE__));
+    if (!message) {
+        throw std::bad_alloc();
+    }
+    return message;
+}
+
+void send(Message message, std::uint32_t to)
+{
+    itc_msg* released = message.release();
+    __itc_send(&released, to, ITC_MY_MBOX_ID, __FILE__, __LINE__);
+}
+
+Message receive()
+{
+    return Message(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, __FILE__, __LINE__));
+}
+
+std::uint32_t senderOf(const Message& message)
+{
+    return __itc_sender(message.get(), __FILE__, __LINE__);
+}
+
+void monitor(std::uint32_t mailbox, Message message)
+{
+    itc_msg* released = message.release();
+    __itc_monitor(mailbox, &released, __FILE__, __LINE__);
+}
+
+std::uint32_t wordAt(const Message& message, std::size_t offset) noexcept
+{
+    std::uint32_t value = 0;
+    std::memcpy(&value, reinterpret_cast<const char*>(message.get()) + offset, sizeof value);
+    return value;
+}
+
+void setWordAt(const Message& message, std::size_t offset, std::uint32_t value) noexcept
+{
+    std::memcpy(reinterpret_cast<char*>(message.get()) + offset, &value, sizeof value);
+}
+
+} // namespace Dbcsi::Mailbox

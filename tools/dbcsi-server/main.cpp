@@ -1,0 +1,103 @@
+#include "complain.h"
+#include "endSignals.h"
+#include "exitStatus.h"
+#include "lineSource.h"
+#include "mailbox.h"
+#include "operator.h"
+#include "server.h"
+
+#include <CLI/CLI.hpp>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+using namespace Dbcsi;
+
+struct Options
+{
+    Refusals refusals;
+    bool stay = false;
+};
+
+std::string footer()
+{
+    return std::string("Operator commands, one a line on standard input:\n") + Operator::help() +
+           "\nExit status: 0 done, 1 a \"wait\" ran out of time, 2 wrong usage, 3 standard input\n"
+           "cannot be read, 4 a line of scripted input could not be carried out, 5 mailboxes\n"
+           "cannot be used or another server runs.";
+}
+
+std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSignals)
+{
+    if (atTerminal) {
+        return std::make_unique<TerminalSource>(endSignals);
+    }
+    return std::make_unique<PipeSource>(endSignals);
+}
+
+/** Serves until the operator, the end of input or a signal ends it. */
+ExitStatus serve(const Options& options)
+{
+    const EndSignals endSignals;
+    // One mailbox for the server, one for this thread, which speaks for the operator.
+    if (!Mailbox::initialise(2) ||
+        Mailbox::create("dbcsiOperator" + std::to_string(::getpid())) == ITC_NO_MBOX_ID) {
+        throw ServerError("mailboxes cannot be used here");
+    }
+    Server server(options.refusals);
+    Operator console(server, endSignals);
+
+    const bool atTerminal = ::isatty(STDIN_FILENO) == 1;
+    const std::unique_ptr<LineSource> lines = lineSource(atTerminal, endSignals);
+    bool quit = false;
+    while (!quit) {
+        const std::optional<std::string> line = lines->next();
+        if (!line) {
+            break;
+        }
+        quit = !console.execute(*line);
+    }
+    if (options.stay && !quit) {
+        endSignals.wait();
+    }
+    return atTerminal ? ExitStatus::Done : console.status();
+}
+
+ExitStatus serveAndReport(const Options& options)
+{
+    try {
+        return serve(options);
+    } catch (const InputError& error) {
+        complain(error.what());
+        return ExitStatus::Unreadable;
+    } catch (const std::exception& error) {
+        complain(error.what());
+        return ExitStatus::Unusable;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("The subscription server of a development host: sends an operator's commands to "
+                 "every process that has loaded libvarnix.",
+                 "dbcsi-server");
+    Options options;
+    app.set_version_flag("--version", DBCSI_SERVER_VERSION);
+    app.add_flag("--reject-connection", options.refusals.connection, "Refuse every connection");
+    app.add_flag("--reject-subscription", options.refusals.subscription,
+                 "Refuse every subscription");
+    app.add_flag("--stay", options.stay,
+                 "Go on serving after the end of standard input, until a signal");
+    app.footer(footer());
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return static_cast<int>(app.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage);
+    }
+    return static_cast<int>(serveAndReport(options));
+}

@@ -1,0 +1,52 @@
+#include "lineSource.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace Dbcsi {
+
+std::optional<std::string> PipeSource::next()
+{
+    std::size_t searched = 0;
+    for (;;) {
+        const std::size_t end = m_pending.find('\n', searched);
+        if (end != std::string::npos) {
+            std::string line = m_pending.substr(0, end);
+            m_pending.erase(0, end + 1);
+            return line;
+        }
+        searched = m_pending.size();
+        if (!readMore()) {
+            break;
+        }
+    }
+    if (!m_atEnd || m_pending.empty()) {
+        return std::nullopt;
+    }
+    return std::exchange(m_pending, {}); // the last line, without a newline
+}
+
+bool PipeSource::readMore()
+{
+    if (m_atEnd || m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::Ended) {
+        return false;
+    }
+    std::array<char, 4096> buffer{};
+    ssize_t count = 0;
+    do {
+        count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        throw InputError("standard input cannot be read: " +
+                         std::generic_category().message(errno));
+    }
+    m_pending.append(buffer.data(), static_cast<std::size_t>(count));
+    m_atEnd = count == 0;
+    return !m_atEnd;
+}
+
+} // namespace Dbcsi

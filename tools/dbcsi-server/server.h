@@ -1,0 +1,90 @@
+#ifndef VARNIX_DBCSI_SERVER_SERVER_H
+#define VARNIX_DBCSI_SERVER_SERVER_H
+
+#include "connections.h"
+#include "fileDescriptor.h"
+#include "mailbox.h"
+#include "wordSplitter.h"
+
+#include <cstddef>
+#include <deque>
+#include <future>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Dbcsi {
+
+/** The server cannot do its work: there are no mailboxes, or its name belongs to another. */
+class ServerError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/** What the server refuses, to show a client's answer to it. */
+struct Refusals
+{
+    bool connection = false;
+    bool subscription = false;
+};
+
+/**
+ * The subscription server: a thread that owns the mailbox "DbcsiServer" and blocks in its receive.
+ *
+ * Its operations are for one other thread, which must own a mailbox: they put a task in a queue,
+ * wake the server's thread with a message and wait until it has done the task. So the connections
+ * belong to that thread alone and need no lock, and whatever a client is sent comes in order.
+ */
+class Server
+{
+public:
+    /** Throws ServerError. */
+    explicit Server(Refusals refusals);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /** Sends `words` to every subscriber and answers how many. Throws Mailbox::TooLarge. */
+    std::size_t write(const Words& words);
+
+    std::vector<Connection> subscribers();
+    std::size_t subscriberCount();
+
+    /** Can be read when the number of subscribers has changed since clearChanges. */
+    [[nodiscard]] int changes() const noexcept { return m_changes.get(); }
+    void clearChanges() const;
+
+private:
+    void run(std::promise<void> started);
+    void receiveUntilEnd();
+    void handle(const Mailbox::Message& message);
+    void handleConnect(const Mailbox::Message& message);
+    void handleSubscribe(const Mailbox::Message& message);
+    void runCalls();
+    void call(std::packaged_task<void()> task);
+    void refuseCalls();
+    std::size_t writeToAll(const std::vector<std::byte>& indication);
+    void signalChange(std::size_t countBefore) const;
+
+    /* The server's thread's own. */
+    const Refusals m_refusals;
+    Connections m_connections;
+    bool m_ending = false;
+
+    /* Guarded by m_callsMutex. */
+    std::mutex m_callsMutex;
+    std::deque<std::packaged_task<void()>> m_calls;
+    bool m_takesCalls = true;
+
+    /* Fixed before the constructor returns. */
+    FileDescriptor m_changes;
+    std::uint32_t m_mailbox = ITC_NO_MBOX_ID;
+    std::thread m_thread;
+};
+
+} // namespace Dbcsi
+
+#endif
