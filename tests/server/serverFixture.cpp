@@ -1,0 +1,60 @@
+#include "serverFixture.h"
+
+#include "tests/support/temporaryFolder.h"
+#include "tests/support/waitUntil.h"
+
+#include <cstdlib>
+
+namespace ServerTests {
+namespace {
+
+/** Keeps the tests' mailboxes away from everybody else's. */
+class OwnMailboxFolder : public testing::Environment
+{
+public:
+    OwnMailboxFolder() { ::setenv("VARNIX_ITC_DIR", m_folder.path().c_str(), 1); }
+
+private:
+    Varnix::Test::TemporaryFolder m_folder;
+};
+
+const testing::Environment* const ownMailboxFolder =
+    testing::AddGlobalTestEnvironment(new OwnMailboxFolder);
+
+} // namespace
+
+std::vector<std::string> ServerFixture::serverCommand(std::vector<std::string> options)
+{
+    options.insert(options.begin(), DBCSI_SERVER_PROGRAM);
+    return options;
+}
+
+void ServerFixture::startServer(std::vector<std::string> options)
+{
+    m_server = std::make_unique<Child>(serverCommand(std::move(options)));
+}
+
+void ServerFixture::typeUntilAnswered(const std::string& line, const std::string& wanted)
+{
+    std::string got;
+    EXPECT_TRUE(Varnix::Test::waitUntil([&] {
+        type(line);
+        got = answer();
+        return got == wanted;
+    })) << "the last answer: "
+        << got;
+}
+
+std::unique_ptr<Child> ServerFixture::startSubscriber()
+{
+    return std::make_unique<Child>(std::vector<std::string>{TEST_SUBSCRIBER_PROGRAM});
+}
+
+std::unique_ptr<Child> ServerFixture::subscriber()
+{
+    auto child = startSubscriber();
+    child->out().readUntil("subscribed\n");
+    return child;
+}
+
+} // namespace ServerTests

@@ -1,0 +1,41 @@
+#ifndef VARNIX_TESTS_SERVER_SERVERFIXTURE_H
+#define VARNIX_TESTS_SERVER_SERVERFIXTURE_H
+
+#include "child.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ServerTests {
+
+/** A server and its subscribers, in a mailbox folder of the test program's own. */
+class ServerFixture : public testing::Test
+{
+protected:
+    static std::vector<std::string> serverCommand(std::vector<std::string> options = {});
+
+    void startServer(std::vector<std::string> options = {});
+    Child& server() { return *m_server; }
+
+    /** Gives the server a line. */
+    void type(const std::string& line) { server().write(line + '\n'); }
+    std::string answer() { return server().out().line().value_or("end of output"); }
+    std::string complaint() { return server().err().line().value_or("end of output"); }
+
+    /** Types `line` until the first line of the server's answer is `wanted`. */
+    void typeUntilAnswered(const std::string& line, const std::string& wanted);
+
+    static std::unique_ptr<Child> startSubscriber();
+    /** Starts a subscriber and waits until it has subscribed. */
+    static std::unique_ptr<Child> subscriber();
+
+private:
+    std::unique_ptr<Child> m_server;
+};
+
+} // namespace ServerTests
+
+#endif

@@ -1,0 +1,287 @@
+#include "serverFixture.h"
+
+#include <csignal>
+#include <string>
+
+namespace {
+
+using namespace ServerTests;
+
+class ServerTest : public ServerFixture
+{
+};
+
+constexpr const char* command = "db write /unit/gain -i 2 7 8";
+constexpr const char* commandAsReceived = "write [db] [write] [/unit/gain] [-i] [2] [7] [8]";
+
+TEST_F(ServerTest, EverySubscriberGetsTheWordsUnchanged)
+{
+    startServer();
+    const auto first = subscriber();
+    const auto second = subscriber();
+
+    type(command);
+    EXPECT_EQ(answer(), "sent to 2 subscribers");
+    type(R"('w 0' "" \\ -c "it's")");
+    EXPECT_EQ(answer(), "sent to 2 subscribers");
+    for (const auto& each : {first.get(), second.get()}) {
+        EXPECT_EQ(each->out().line(), commandAsReceived);
+        EXPECT_EQ(each->out().line(), R"(write [w 0] [] [\] [-c] [it's])");
+    }
+}
+
+TEST_F(ServerTest, WritesComeInTheOrderTheyWereTyped)
+{
+    startServer();
+    const auto only = subscriber();
+    constexpr int writes = 500;
+    for (int i = 0; i < writes; ++i) {
+        type("db write /unit/gain " + std::to_string(i));
+    }
+    for (int i = 0; i < writes; ++i) {
+        ASSERT_EQ(only->out().line(),
+                  "write [db] [write] [/unit/gain] [" + std::to_string(i) + "]");
+    }
+}
+
+TEST_F(ServerTest, WithoutSubscribersACommandGoesToNobody)
+{
+    startServer();
+    type(command);
+    EXPECT_EQ(answer(), "sent to 0 subscribers");
+    type("status");
+    EXPECT_EQ(answer(), "0 subscribers");
+}
+
+TEST_F(ServerTest, StatusTellsOfEverySubscriber)
+{
+    startServer();
+    const auto first = subscriber();
+    type(command);
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    type("status");
+    EXPECT_EQ(answer(), "1 subscriber");
+    const std::string line = answer();
+    EXPECT_EQ(line.find("mailbox 0x"), 0u) << line;
+    EXPECT_NE(line.find("  protocol 1  since 20"), std::string::npos) << line;
+    EXPECT_TRUE(line.ends_with("  writes 1")) << line;
+}
+
+TEST_F(ServerTest, ASubscriberThatIsKilledLeavesTheList)
+{
+    startServer();
+    const auto staying = subscriber();
+    const auto leaving = subscriber();
+    type("wait 2");
+    EXPECT_EQ(answer(), "2 subscribers");
+
+    leaving->signal(SIGKILL);
+    EXPECT_EQ(leaving->wait(), 128 + SIGKILL);
+    typeUntilAnswered(command, "sent to 1 subscriber");
+}
+
+TEST_F(ServerTest, WaitEndsWhenTheSubscribersAreThere)
+{
+    startServer();
+    type("wait 1 20");
+    const auto only = subscriber();
+    EXPECT_EQ(answer(), "1 subscriber");
+    server().endInput();
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerTest, WaitThatRunsOutOfTimeIsStatus1)
+{
+    startServer();
+    type("wait 1 0");
+    EXPECT_EQ(complaint(), "<stdin>:1:1: error: there are still only 0 subscribers");
+    server().endInput();
+    EXPECT_EQ(server().wait(), 1);
+}
+
+TEST_F(ServerTest, RejectConnectionRefusesEveryConnection)
+{
+    startServer({"--reject-connection"});
+    const auto refused = startSubscriber();
+    EXPECT_EQ(refused->out().line(), "connection rejected");
+    type("status");
+    EXPECT_EQ(answer(), "0 subscribers");
+}
+
+TEST_F(ServerTest, RejectSubscriptionRefusesEverySubscription)
+{
+    startServer({"--reject-subscription"});
+    const auto refused = startSubscriber();
+    EXPECT_EQ(refused->out().line(), "subscription rejected");
+    type("status");
+    EXPECT_EQ(answer(), "0 subscribers");
+}
+
+TEST_F(ServerTest, AnUnterminatedQuoteNamesItsColumnAndTheServerGoesOn)
+{
+    startServer();
+    const auto only = subscriber();
+    type("");
+    type("db write /unit/label -c 'unit one");
+    EXPECT_EQ(complaint(), "<stdin>:2:25: error: unterminated '");
+    type(command);
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    EXPECT_EQ(only->out().line(), commandAsReceived);
+    server().endInput();
+    EXPECT_EQ(server().wait(), 4);
+}
+
+TEST_F(ServerTest, ACommandThatIsTooLargeGoesToNobody)
+{
+    // 16 bytes before the words, 24 for the first four, and the end of the fifth.
+    constexpr std::size_t longestValue = (std::size_t{1} << 20) - 16 - 24 - 1;
+    const std::string longest(longestValue, 'x');
+
+    startServer();
+    const auto only = subscriber();
+    type("db write /unit/label -c " + longest + "x");
+    EXPECT_EQ(complaint(), "<stdin>:1:1: error: a message of 1048577 bytes is too large: at most "
+                           "1048576 can be sent");
+    type("db write /unit/label -c " + longest);
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    EXPECT_EQ(only->out().line(), "write [db] [write] [/unit/label] [-c] [" + longest + "]");
+}
+
+TEST_F(ServerTest, ACommandThatClientsIgnoreIsSentWithAWarning)
+{
+    startServer();
+    const auto only = subscriber();
+    type("db read /unit/gain");
+    EXPECT_EQ(complaint(),
+              "<stdin>:1:1: warning: subscribers ignore a command of fewer than 4 words");
+    EXPECT_EQ(only->out().line(), "write [db] [read] [/unit/gain]");
+    server().endInput();
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerTest, OwnCommandsTakeOnlyTheirOwnArguments)
+{
+    startServer();
+    type("status all");
+    EXPECT_EQ(complaint(), "<stdin>:1:1: error: \"status\" takes no arguments");
+    for (const char* line : {"wait", "wait x", "wait 1 2 3", "wait 1 x", "wait -1"}) {
+        type(line);
+        EXPECT_NE(complaint().find("usage: wait N [SECONDS]"), std::string::npos) << line;
+    }
+}
+
+TEST_F(ServerTest, HelpNamesEveryCommand)
+{
+    startServer();
+    type("help\nquit");
+    const std::string text = server().out().rest();
+    for (const char* word : {"WORD", "status", "wait", "help", "quit"}) {
+        EXPECT_NE(text.find(word), std::string::npos) << word;
+    }
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerTest, ASecondServerIsRefusedAndTheFirstGoesOn)
+{
+    startServer();
+    const auto only = subscriber();
+
+    Child second(serverCommand());
+    EXPECT_EQ(second.wait(), 5);
+    EXPECT_NE(second.err().rest().find("\"DbcsiServer\": another server runs"), std::string::npos);
+
+    type(command);
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    EXPECT_EQ(only->out().line(), commandAsReceived);
+}
+
+TEST_F(ServerTest, AServerThatWasKilledIsFollowedByANewOne)
+{
+    startServer();
+    const auto only = subscriber();
+    for (int cycle = 0; cycle < 20; ++cycle) {
+        server().signal(SIGKILL);
+        EXPECT_EQ(server().wait(), 128 + SIGKILL);
+        EXPECT_EQ(only->out().line(), "server down");
+        startServer();
+        EXPECT_EQ(only->out().line(), "subscribed");
+        type(command);
+        EXPECT_EQ(only->out().line(), commandAsReceived);
+    }
+}
+
+TEST_F(ServerTest, SignalsEndItCleanly)
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        startServer();
+        const auto only = subscriber();
+        server().signal(number);
+        EXPECT_EQ(server().wait(), 0);
+        EXPECT_EQ(only->out().line(), "server down");
+    }
+}
+
+TEST_F(ServerTest, ASignalEndsAWait)
+{
+    startServer();
+    type("status\nwait 1");
+    EXPECT_EQ(answer(), "0 subscribers");
+    server().signal(SIGTERM);
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerTest, ServesAfterTheEndOfInputOnlyWithStay)
+{
+    startServer();
+    server().endInput();
+    EXPECT_EQ(server().wait(), 0);
+
+    startServer({"--stay"});
+    server().endInput();
+    const auto only = subscriber();
+    server().signal(SIGTERM);
+    EXPECT_EQ(server().wait(), 0);
+
+    startServer({"--stay"});
+    type("quit");
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerTest, TheLastLineNeedsNoNewline)
+{
+    startServer();
+    server().write("status");
+    server().endInput();
+    EXPECT_EQ(answer(), "0 subscribers");
+}
+
+TEST_F(ServerTest, OptionsFollowTheToolsRules)
+{
+    Child help(serverCommand({"--help"}));
+    EXPECT_EQ(help.wait(), 0);
+    EXPECT_NE(help.out().rest().find("--reject-subscription"), std::string::npos);
+
+    Child version(serverCommand({"--version"}));
+    EXPECT_EQ(version.wait(), 0);
+    EXPECT_EQ(version.out().line(), PROJECT_VERSION);
+
+    Child unknown(serverCommand({"--unknown"}));
+    EXPECT_EQ(unknown.wait(), 2);
+    EXPECT_EQ(unknown.out().rest(), "");
+}
+
+TEST_F(ServerTest, InputThatCannotBeReadIsStatus3)
+{
+    Child child({"/bin/sh", "-c", std::string("exec '") + DBCSI_SERVER_PROGRAM + "' </"});
+    EXPECT_EQ(child.wait(), 3);
+    EXPECT_EQ(child.err().line(), "dbcsi-server: standard input cannot be read: Is a directory");
+}
+
+TEST_F(ServerTest, WithoutMailboxesIsStatus5)
+{
+    Child child({"/bin/sh", "-c",
+                 std::string("VARNIX_ITC_DIR=/dev/null exec '") + DBCSI_SERVER_PROGRAM + "'"});
+    EXPECT_EQ(child.wait(), 5);
+}
+
+} // namespace

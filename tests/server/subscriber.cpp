@@ -1,0 +1,102 @@
+/*
+ * A subscriber for the tests: follows the subscription server for ever and tells on standard output
+ * what happens to it, a line each. A write's words stand in brackets.
+ */
+#include "dbcsiMessages.h"
+#include "mailbox.h"
+
+#include <unistd.h>
+
+#include <iostream>
+#include <string>
+
+namespace {
+
+using namespace Dbcsi;
+
+void tell(const std::string& text)
+{
+    std::cout << text << std::endl;
+}
+
+void locate()
+{
+    itc_msg* message = Mailbox::allocate(4, DBCSI_LOCATE_IND).release();
+    __itc_locate_async(serverMailboxName, &message, ITC_MY_MBOX_ID, "", 0);
+}
+
+void connect(std::uint32_t server)
+{
+    Mailbox::monitor(server, Mailbox::allocate(sizeof(ServerDownInd), DBCSI_SERVER_DOWN_IND));
+    auto request = Mailbox::allocate(connEstablishReqSize(1), DBCSI_CONN_ESTABLISH_REQ);
+    Mailbox::setWordAt(request, offsetof(ConnEstablishReq, one), 1);
+    Mailbox::setWordAt(request, offsetof(ConnEstablishReq, alsoOne), 1);
+    Mailbox::setWordAt(request, offsetof(ConnEstablishReq, versionCount), 1);
+    Mailbox::setWordAt(request, offsetof(ConnEstablishReq, versions), protocolVersion);
+    Mailbox::send(std::move(request), server);
+}
+
+void subscribe(const Mailbox::Message& confirmation)
+{
+    auto request = Mailbox::allocate(sizeof(SubscribeReq), DBCSI_SUBSCRIBE_REQ);
+    Mailbox::setWordAt(request, offsetof(SubscribeReq, one), 1);
+    Mailbox::setWordAt(request, offsetof(SubscribeReq, serverRef),
+                       Mailbox::wordAt(confirmation, offsetof(ConnEstablishCfm, serverRef)));
+    Mailbox::send(std::move(request), Mailbox::senderOf(confirmation));
+}
+
+void tellWrite(const Mailbox::Message& indication)
+{
+    const char* word = reinterpret_cast<const char*>(indication.get()) + dbWriteIndArgvOffset;
+    std::string text = "write";
+    for (auto left = Mailbox::wordAt(indication, offsetof(DbWriteInd, argc)); left > 0; --left) {
+        const std::string copy = word;
+        text += " [" + copy + "]";
+        word += copy.size() + 1;
+    }
+    tell(text);
+}
+
+void handle(const Mailbox::Message& message)
+{
+    switch (message->msgno) {
+    case DBCSI_LOCATE_IND:
+        connect(Mailbox::senderOf(message));
+        break;
+    case DBCSI_CONN_ESTABLISH_CFM:
+        subscribe(message);
+        break;
+    case DBCSI_CONN_ESTABLISH_REJ:
+        tell("connection rejected");
+        break;
+    case DBCSI_SUBSCRIBE_CFM:
+        tell("subscribed");
+        break;
+    case DBCSI_SUBSCRIBE_REJ:
+        tell("subscription rejected");
+        break;
+    case DBCSI_SERVER_DOWN_IND:
+        tell("server down");
+        locate();
+        break;
+    case DBCSI_DBWRITE_IND:
+        tellWrite(message);
+        break;
+    default:
+        tell("unknown message");
+    }
+}
+
+} // namespace
+
+int main()
+{
+    if (!Mailbox::initialise(1) ||
+        Mailbox::create(subscriberMailboxPrefix + std::to_string(::getpid())) == ITC_NO_MBOX_ID) {
+        return 1;
+    }
+    locate();
+    for (;;) {
+        handle(Mailbox::receive());
+    }
+}
