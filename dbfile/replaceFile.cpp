@@ -28,6 +28,11 @@ namespace fs = std::filesystem;
     fail(path, std::system_category().message(errno));
 }
 
+fs::path folderOf(const fs::path& path)
+{
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
 /** Keeps signals from ending the process between the temporary file's creation and its end. */
 class SignalHold
 {
@@ -59,19 +64,19 @@ private:
     };
 };
 
-/** A new file in `folder`, removed with this object unless it was renamed. */
+/** A new file beside `target`, removed with this object unless it takes the target's place. */
 class TemporaryFile
 {
 public:
-    explicit TemporaryFile(const fs::path& folder)
+    explicit TemporaryFile(const fs::path& target) : m_target(target)
     {
         for (unsigned attempt = 0; !m_file.isOpen(); ++attempt) {
-            m_path = folder / (".varnix-" + std::to_string(::getpid()) + "-" +
-                               std::to_string(attempt) + ".tmp");
+            m_path = folderOf(target) / (".varnix-" + std::to_string(::getpid()) + "-" +
+                                         std::to_string(attempt) + ".tmp");
             m_file =
                 Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
             if (!m_file.isOpen() && errno != EEXIST)
-                failWithErrno(m_path);
+                failWithErrno(m_target);
         }
     }
     ~TemporaryFile()
@@ -89,20 +94,21 @@ public:
             if (count >= 0)
                 content.remove_prefix(static_cast<std::size_t>(count));
             else if (errno != EINTR)
-                failWithErrno(m_path);
+                failWithErrno(m_target);
         }
         if (::fsync(m_file.get()) != 0 || !m_file.close())
-            failWithErrno(m_path);
+            failWithErrno(m_target);
     }
 
-    void renameTo(const fs::path& target)
+    void takePlace()
     {
-        if (std::rename(m_path.c_str(), target.c_str()) != 0)
-            failWithErrno(target);
+        if (std::rename(m_path.c_str(), m_target.c_str()) != 0)
+            failWithErrno(m_target);
         m_renamed = true;
     }
 
 private:
+    fs::path m_target;
     fs::path m_path;
     Descriptor m_file{-1};
     bool m_renamed = false;
@@ -120,6 +126,8 @@ fs::path resolved(const fs::path& path)
     if (status.type() != fs::file_type::regular)
         fail(path, status.type() == fs::file_type::directory ? "it is a folder"
                                                              : "it is not a regular file");
+    if (!fs::is_symlink(path, error))
+        return path;
     fs::path target = fs::canonical(path, error);
     if (error)
         fail(path, error.message());
@@ -139,12 +147,11 @@ void flushFolder(const fs::path& folder)
 void replaceFile(const std::string& path, std::string_view content)
 {
     const fs::path target = resolved(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     const SignalHold hold;
-    TemporaryFile file(folder);
+    TemporaryFile file(target);
     file.write(content);
-    file.renameTo(target);
-    flushFolder(folder);
+    file.takePlace();
+    flushFolder(folderOf(target));
 }
 
 } // namespace Varnix::DbFile

@@ -1,0 +1,137 @@
+#include "dbfile/fileIo.h"
+#include "tests/support/dbBuilder.h"
+#include "tests/support/temporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <string>
+
+namespace {
+
+/** What happens in the next call that makes a file safe; each test sets its own. */
+int failingCall = 0;
+bool raisesSignal = false;
+int calls = 0;
+
+bool thisCallFails()
+{
+    if (raisesSignal)
+        ::raise(SIGTERM);
+    if (++calls != failingCall)
+        return false;
+    errno = EIO;
+    return true;
+}
+
+} // namespace
+
+// The program's own functions stand before the C library's.
+
+extern "C" int fsync(int fd)
+{
+    return thisCallFails() ? -1 : static_cast<int>(::syscall(SYS_fsync, fd));
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    return thisCallFails()
+               ? -1
+               : static_cast<int>(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+
+namespace Varnix::DbFile {
+namespace {
+
+namespace fs = std::filesystem;
+using Test::readFile;
+using Test::TemporaryFolder;
+using Test::writeFile;
+
+class ReplaceFault : public testing::Test
+{
+protected:
+    ReplaceFault()
+    {
+        failingCall = 0;
+        raisesSignal = false;
+        calls = 0;
+        writeFile(m_path, "old");
+    }
+
+    std::string replace() const
+    {
+        try {
+            replaceFile(m_path, "new");
+        } catch (const FileError& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    std::ptrdiff_t files() const
+    {
+        return std::distance(fs::directory_iterator(m_folder.path()), {});
+    }
+
+    const TemporaryFolder m_folder;
+    const fs::path m_path = m_folder / "file";
+};
+
+TEST_F(ReplaceFault, FlushesTheFileRenamesItAndFlushesTheFolder)
+{
+    EXPECT_EQ(replace(), "no error");
+    EXPECT_EQ(calls, 3);
+}
+
+TEST_F(ReplaceFault, FileThatIsNotFlushedIsNotPutInPlace)
+{
+    failingCall = 1;
+    EXPECT_THAT(replace(), testing::HasSubstr("Input/output error"));
+    EXPECT_EQ(readFile(m_path), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(ReplaceFault, FailedRenameLeavesTheOldFile)
+{
+    failingCall = 2;
+    EXPECT_EQ(replace(), "cannot write " + m_path.string() + ": Input/output error");
+    EXPECT_EQ(readFile(m_path), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(ReplaceFault, FolderThatIsNotFlushedIsReportedWithTheNewFileInPlace)
+{
+    failingCall = 3;
+    EXPECT_EQ(replace(), "cannot write " + m_folder.path().string() + ": Input/output error");
+    EXPECT_EQ(readFile(m_path), "new");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(ReplaceFault, SignalThatEndsTheProcessLeavesNoTemporaryFile)
+{
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        raisesSignal = true;
+        replaceFile(m_path, "new");
+        ::_exit(0);
+    }
+    int ending = 0;
+    ASSERT_EQ(::waitpid(child, &ending, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(ending));
+    EXPECT_EQ(WTERMSIG(ending), SIGTERM);
+    EXPECT_EQ(readFile(m_path), "new");
+    EXPECT_EQ(files(), 1);
+}
+
+} // namespace
+} // namespace Varnix::DbFile
