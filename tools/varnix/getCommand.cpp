@@ -8,9 +8,11 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace Varnix::Tool {
@@ -28,46 +30,53 @@ struct GetOptions
     std::vector<std::string> keys;
 };
 
-/** A parameter as a client gets it. */
-struct Reading
+/** A value as a client gets it. */
+using Value = std::variant<std::string, std::vector<std::uint8_t>, std::vector<std::int8_t>,
+                           std::vector<std::uint16_t>, std::vector<std::int16_t>,
+                           std::vector<std::uint32_t>, std::vector<std::int32_t>>;
+
+struct Parameter
 {
-    std::string line;
-    Json document;
+    const char* type = nullptr;
+    Value value;
 };
 
-template <typename Element>
-Reading show(const std::vector<Element>& values)
+std::string lineOf(const std::string& text)
 {
-    Reading reading{.line = {}, .document = Json::array()};
-    for (const Element value : values) {
-        reading.line.append(reading.line.empty() ? "" : " ").append(std::to_string(value));
-        reading.document.push_back(value);
-    }
-    return {reading.line, {{"value", reading.document}}};
+    return text;
 }
 
-Reading show(const std::string& text)
+template <typename Element>
+std::string lineOf(const std::vector<Element>& values)
 {
-    if (isUnicode(text))
-        return {text, {{"value", text}}};
-    return {text, {{"bytes", DbFile::hexBytes(text)}}};
+    std::string line;
+    for (const Element value : values)
+        line.append(line.empty() ? "" : " ").append(std::to_string(value));
+    return line;
+}
+
+Json documentOf(const std::string& key, const Parameter& parameter)
+{
+    Json document{{"key", key}, {"type", parameter.type}};
+    const auto* const text = std::get_if<std::string>(&parameter.value);
+    if (text != nullptr && !isUnicode(*text))
+        document["bytes"] = DbFile::hexBytes(*text);
+    else
+        std::visit([&document](const auto& value) { document["value"] = value; }, parameter.value);
+    return document;
 }
 
 template <typename Output>
-RetCode readAs(const DatabaseIf& database, const std::string& key, Reading& reading)
+RetCode readAs(const DatabaseIf& database, const std::string& key, Value& value)
 {
-    Output output;
-    const RetCode result = database.get(key, output);
-    if (result == RetCode::OK)
-        reading = show(output);
-    return result;
+    return database.get(key, value.emplace<Output>());
 }
 
 /** The reads of the interface, one for each type. */
 struct TypedRead
 {
     const char* type;
-    RetCode (*read)(const DatabaseIf&, const std::string&, Reading&);
+    RetCode (*read)(const DatabaseIf&, const std::string&, Value&);
 };
 
 constexpr std::array typedReads{
@@ -81,18 +90,15 @@ constexpr std::array typedReads{
 };
 
 /** The value with the one type that accepts the key; Failure with No. */
-Reading readKey(const DatabaseIf& database, const std::string& key)
+Parameter readParameter(const DatabaseIf& database, const std::string& key)
 {
     for (const TypedRead& typed : typedReads) {
-        Reading reading;
-        const RetCode result = typed.read(database, key, reading);
+        Parameter parameter{typed.type, {}};
+        const RetCode result = typed.read(database, key, parameter.value);
+        if (result == RetCode::OK)
+            return parameter;
         if (result == RetCode::KEY_NOT_FOUND)
             throw Failure(Status::No, "varnix: " + key + ": there is no such key");
-        if (result == RetCode::OK) {
-            Json document{{"key", key}, {"type", typed.type}};
-            document.update(reading.document);
-            return {reading.line, std::move(document)};
-        }
     }
     throw Failure(Status::No, "varnix: " + key +
                                   ": no read accepts it; its type has no name, or "
@@ -108,6 +114,11 @@ std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
     return database;
 }
 
+void printLine(const std::string& start, const Value& value)
+{
+    std::cout << start << std::visit([](const auto& held) { return lineOf(held); }, value) << '\n';
+}
+
 Status get(const GetOptions& options)
 {
     const std::shared_ptr<DatabaseIf> database = openDatabase(options.config);
@@ -115,10 +126,10 @@ Status get(const GetOptions& options)
     Status status = Status::Done;
     for (const std::string& key : options.keys) {
         try {
-            const Reading reading = readKey(*database, key);
-            document["values"].push_back(reading.document);
+            const Parameter parameter = readParameter(*database, key);
+            document["values"].push_back(documentOf(key, parameter));
             if (!options.json)
-                std::cout << (options.keys.size() > 1 ? key + "\t" : "") << reading.line << '\n';
+                printLine(options.keys.size() > 1 ? key + "\t" : "", parameter.value);
         } catch (const Failure& failure) {
             document["errors"].push_back({{"key", key},
                                           {"message", failure.what()},
