@@ -66,22 +66,7 @@ ExitStatus serve(const Options& options)
     return atTerminal ? ExitStatus::Done : console.status();
 }
 
-ExitStatus serveAndReport(const Options& options)
-{
-    try {
-        return serve(options);
-    } catch (const InputError& error) {
-        complain(error.what());
-        return ExitStatus::Unreadable;
-    } catch (const std::exception& error) {
-        complain(error.what());
-        return ExitStatus::Unusable;
-    }
-}
-
-} // namespace
-
-int main(int argc, char** argv)
+ExitStatus run(int argc, char** argv)
 {
     CLI::App app("The subscription server of a development host: sends an operator's commands to "
                  "every process that has loaded libvarnix.",
@@ -97,7 +82,23 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return static_cast<int>(app.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage);
+        return app.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage;
     }
-    return static_cast<int>(serveAndReport(options));
+    return serve(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    ExitStatus status = ExitStatus::Unusable;
+    try {
+        status = run(argc, argv);
+    } catch (const InputError& error) {
+        complain(error.what());
+        status = ExitStatus::Unreadable;
+    } catch (const std::exception& error) {
+        complain(error.what());
+    }
+    return static_cast<int>(status);
 }

@@ -107,7 +107,7 @@ private:
 
 TerminalSource::TerminalSource(const EndSignals& endSignals)
 {
-    std::setlocale(LC_CTYPE, "");
+    static_cast<void>(std::setlocale(LC_CTYPE, ""));
     m_editor = std::make_unique<Editor>(endSignals);
 }
 
