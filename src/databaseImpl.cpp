@@ -1,6 +1,7 @@
 #include "databaseImpl.h"
 
 #include "dbUtils.h"
+#include "elements.h"
 #include "trace.h"
 
 #include <algorithm>
@@ -44,17 +45,7 @@ void assignElements(std::vector<T>& values, const unsigned char* data, std::size
         values.reserve(count);
     }
     values.resize(count);
-    T* const elements = values.data();
-    if constexpr (sizeof(T) == 1) {
-        std::copy_n(data, count, reinterpret_cast<unsigned char*>(elements));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        T element;
-        std::memcpy(&element, data + i * sizeof element, sizeof element);
-        DBUtils::SwapEnd(element);
-        elements[i] = element;
-    }
+    copyElements(values.data(), data, count);
 }
 
 /** Stores the low bytes of `value`, big-endian. */
@@ -148,77 +139,46 @@ bool DatabaseImpl::populate(DbContainer& container)
     return true;
 }
 
-DatabaseImpl::Table::const_iterator DatabaseImpl::find(const ParamKey& key) const
-{
-    return m_filter.mayHold(key.hash) ? m_params.find(key) : m_params.end();
-}
-
 template <typename T>
-DatabaseImpl::ResultCode DatabaseImpl::readNumbers(const ParamKey& key,
-                                                   std::vector<T>& values) const
+DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry,
+                                            std::vector<T>& values) const
 {
-    const auto found = find(key);
-    if (found == m_params.end())
-        return ResultCode::NOT_FOUND;
-    const DbParam_t& param = found->second;
+    const DbParam_t& param = entry->second;
     if (param.type != typeOfElement<T>())
         return ResultCode::WRONG_TYPE;
-
     const std::shared_lock lock(m_lock);
     assignElements(values, param.data, byteCount(param) / sizeof(T));
     return ResultCode::SUCCESS;
 }
 
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
-                                           std::vector<unsigned int>& values) const
-{
-    return readNumbers(key, values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
-                                           std::vector<unsigned short>& values) const
-{
-    return readNumbers(key, values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
-                                           std::vector<unsigned char>& values) const
-{
-    return readNumbers(key, values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::vector<int>& values) const
-{
-    return readNumbers(key, values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::vector<short>& values) const
-{
-    return readNumbers(key, values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
-                                           std::vector<signed char>& values) const
-{
-    return readNumbers(key, values);
-}
+// The overloads that there are.
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<unsigned int>&) const;
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<unsigned short>&) const;
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<unsigned char>&) const;
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<int>&) const;
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<short>&) const;
+template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+                                                     std::vector<signed char>&) const;
 
 bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& text) const
 {
     const DbParam_t& param = entry->second;
     if (param.type != TypeOfData_t::CHAR)
         return false;
-    text = textOf(param);
+    text.resize(byteCount(param)); // a size that stays costs nothing, unlike an assignment
+    textOf(param).copy(text.data(), text.size());
     return true;
 }
 
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key, std::string& text) const
+DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry, std::string& text) const
 {
-    const auto found = find(key);
-    if (found == m_params.end())
-        return ResultCode::NOT_FOUND;
     const std::shared_lock lock(m_lock);
-    return readStringParam(found, text) ? ResultCode::SUCCESS : ResultCode::WRONG_TYPE;
+    return readStringParam(entry, text) ? ResultCode::SUCCESS : ResultCode::WRONG_TYPE;
 }
 
 DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,

@@ -74,18 +74,19 @@ public:
      */
     bool populate(DbContainer& container);
 
-    /** @name Reads
-     * The output is untouched unless the answer is SUCCESS; the list of words is emptied instead.
-     * @{ */
-    ResultCode get(const ParamKey& key, std::vector<unsigned int>& values) const;
-    ResultCode get(const ParamKey& key, std::vector<unsigned short>& values) const;
-    ResultCode get(const ParamKey& key, std::vector<unsigned char>& values) const;
-    ResultCode get(const ParamKey& key, std::vector<int>& values) const;
-    ResultCode get(const ParamKey& key, std::vector<short>& values) const;
-    ResultCode get(const ParamKey& key, std::vector<signed char>& values) const;
+    /**
+     * Reads a parameter into a vector of one of the six integer types or into a string. The output
+     * is untouched unless the answer is SUCCESS.
+     */
+    template <typename Output>
+    ResultCode get(const ParamKey& key, Output& output) const
+    {
+        const auto found = find(key);
+        return found != m_params.end() ? read(found, output) : ResultCode::NOT_FOUND;
+    }
+
+    /** Reads a text as words; empties the output unless the answer is SUCCESS. */
     ResultCode get(const ParamKey& key, std::vector<std::string>& words) const;
-    ResultCode get(const ParamKey& key, std::string& text) const;
-    /** @} */
 
     /** Replaces the text of a CHAR parameter, or appends a blank and `value` to it. */
     void updateDb(const std::string& key, const std::string& value, bool append);
@@ -107,11 +108,16 @@ public:
 private:
     using Table = std::pmr::unordered_map<ParamKey, DbParam_t, ParamKey::Hash>;
 
+    Table::const_iterator find(const ParamKey& key) const
+    {
+        return m_filter.mayHold(key.hash) ? m_params.find(key) : m_params.end();
+    }
+
     template <typename T>
-    ResultCode readNumbers(const ParamKey& key, std::vector<T>& values) const;
+    ResultCode read(Table::const_iterator entry, std::vector<T>& values) const;
+    ResultCode read(Table::const_iterator entry, std::string& text) const;
     bool readStringParam(Table::const_iterator entry, std::string& text) const;
 
-    Table::const_iterator find(const ParamKey& key) const;
     void reserveFor(DbContainer& container);
     DbParam_t& findOrInsert(const std::string& key);
 

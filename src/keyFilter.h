@@ -9,10 +9,10 @@
 namespace Varnix::Backend {
 
 /**
- * Tells most keys that a store does not hold from those that it may, by one bit of their hash.
+ * Tells most keys that a store does not hold from those that it may, by two bits of their hash.
  *
  * Nearly every read asks the production store for a key that only the component store holds; a look
- * at one bit is a fifth of a failed look into the table.
+ * at one word is a fifth of a failed look into the table.
  */
 class KeyFilter
 {
@@ -23,19 +23,23 @@ public:
     {
     }
 
-    void add(std::size_t hash) noexcept { m_words[word(hash)] |= bit(hash); }
+    void add(std::size_t hash) noexcept { m_words[word(hash)] |= bits(hash); }
 
     /** False only for a key that was not added. */
-    bool mayHold(std::size_t hash) const noexcept { return (m_words[word(hash)] & bit(hash)) != 0; }
+    bool mayHold(std::size_t hash) const noexcept
+    {
+        return (~m_words[word(hash)] & bits(hash)) == 0;
+    }
 
 private:
-    static constexpr std::size_t bitsPerKey = 8;
+    static constexpr std::size_t bitsPerKey = 16;
     static constexpr std::size_t bitsPerWord = 64;
 
-    std::size_t word(std::size_t hash) const noexcept { return (hash / bitsPerWord) & m_mask; }
-    static std::uint64_t bit(std::size_t hash) noexcept
+    std::size_t word(std::size_t hash) const noexcept { return (hash >> 12U) & m_mask; }
+    static std::uint64_t bits(std::size_t hash) noexcept
     {
-        return std::uint64_t{1} << (hash % bitsPerWord);
+        return std::uint64_t{1} << (hash % bitsPerWord) | std::uint64_t{1}
+                                                              << (hash / bitsPerWord % bitsPerWord);
     }
 
     std::vector<std::uint64_t> m_words;
