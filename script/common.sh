@@ -18,8 +18,8 @@ as_root() {
 packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
     nlohmann-json3-dev libedit-dev"
 packages_trace="lttng-tools babeltrace2"
-packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git"
-packages_bench="libbenchmark-dev"
+packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin"
+packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 
 # Installs those of the named packages that are missing; asks the archive only when one is.

@@ -1,0 +1,80 @@
+#include "bench/reads.h"
+
+#include <glib.h>
+
+#include <memory>
+#include <span>
+
+namespace Varnix::Bench {
+
+namespace {
+
+constexpr const char* group = "unit";
+
+using KeyFile = std::shared_ptr<GKeyFile>;
+
+/** A key file with integer lists, or strings, in one group. */
+KeyFile makeKeyFile(const Value& value)
+{
+    KeyFile file(g_key_file_new(), g_key_file_free);
+    for (std::size_t i = 0; i < keyCount; ++i) {
+        const std::string bytes = bytesOf(value, i);
+        std::vector<gint> numbers(bytes.begin(), bytes.end());
+        numbers.resize(value.elements());
+        if (isText(value))
+            g_key_file_set_string(file.get(), group, keyOf(i).c_str(), bytes.c_str());
+        else
+            g_key_file_set_integer_list(file.get(), group, keyOf(i).c_str(), numbers.data(),
+                                        numbers.size());
+    }
+    return file;
+}
+
+template <typename T>
+using Owned = std::unique_ptr<T, decltype(&g_free)>;
+
+unsigned readText(GKeyFile* file, const std::string& key, std::string& output)
+{
+    const Owned<gchar> text(g_key_file_get_string(file, group, key.c_str(), nullptr), g_free);
+    if (!text)
+        std::abort();
+    output = text.get();
+    return static_cast<unsigned char>(output.front());
+}
+
+unsigned readNumbers(GKeyFile* file, const std::string& key, std::vector<gint>& output)
+{
+    gsize count = 0;
+    const Owned<gint> numbers(
+        g_key_file_get_integer_list(file, group, key.c_str(), &count, nullptr), g_free);
+    if (!numbers)
+        std::abort();
+    const std::span elements(numbers.get(), count);
+    output.assign(elements.begin(), elements.end());
+    return static_cast<unsigned>(output.front());
+}
+
+} // namespace
+
+void addKeyFile(const Node& /*node*/)
+{
+    for (const Value& value : commonValues) {
+        const KeyFile file = makeKeyFile(value);
+        const std::string name = std::string(value.name) + "/GKeyFile";
+        if (isText(value)) {
+            addReads(name, shuffledKeys(), [file] {
+                return [file, output = std::string()](const std::string& key) mutable {
+                    return readText(file.get(), key, output);
+                };
+            });
+        } else {
+            addReads(name, shuffledKeys(), [file] {
+                return [file, output = std::vector<gint>()](const std::string& key) mutable {
+                    return readNumbers(file.get(), key, output);
+                };
+            });
+        }
+    }
+}
+
+} // namespace Varnix::Bench

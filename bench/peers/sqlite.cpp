@@ -1,0 +1,94 @@
+#include "bench/reads.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace Varnix::Bench {
+
+namespace {
+
+using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
+
+/** A table of keys and blobs, and the prepared query that reads it. */
+class Store
+{
+public:
+    Store(const std::string& path, const Value& value)
+    {
+        require(sqlite3_open(path.c_str(), &m_db));
+        run("PRAGMA locking_mode = EXCLUSIVE"); // else every read locks the file
+        run("CREATE TABLE p (key TEXT PRIMARY KEY, value BLOB) WITHOUT ROWID");
+        run("BEGIN");
+        const Statement insert = prepare("INSERT INTO p VALUES (?, ?)");
+        for (std::size_t i = 0; i < keyCount; ++i) {
+            const std::string key = keyOf(i);
+            const std::string bytes = bytesOf(value, i);
+            bind(insert.get(), key);
+            sqlite3_bind_blob(insert.get(), 2, bytes.data(), static_cast<int>(bytes.size()),
+                              SQLITE_STATIC);
+            if (sqlite3_step(insert.get()) != SQLITE_DONE)
+                throw std::runtime_error(sqlite3_errmsg(m_db));
+            sqlite3_reset(insert.get());
+        }
+        run("COMMIT");
+        m_query = prepare("SELECT value FROM p WHERE key = ?");
+    }
+    ~Store()
+    {
+        m_query.reset();
+        sqlite3_close(m_db);
+    }
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    unsigned read(const std::string& key, std::vector<unsigned char>& output)
+    {
+        bind(m_query.get(), key);
+        if (sqlite3_step(m_query.get()) != SQLITE_ROW)
+            std::abort();
+        std::memcpy(output.data(), sqlite3_column_blob(m_query.get(), 0),
+                    static_cast<std::size_t>(sqlite3_column_bytes(m_query.get(), 0)));
+        sqlite3_reset(m_query.get());
+        return output.front();
+    }
+
+private:
+    void require(int result) const
+    {
+        if (result != SQLITE_OK)
+            throw std::runtime_error(sqlite3_errmsg(m_db));
+    }
+    void run(const char* sql) { require(sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr)); }
+    Statement prepare(const char* sql)
+    {
+        sqlite3_stmt* statement = nullptr;
+        require(sqlite3_prepare_v2(m_db, sql, -1, &statement, nullptr));
+        return {statement, sqlite3_finalize};
+    }
+    static void bind(sqlite3_stmt* statement, const std::string& key)
+    {
+        sqlite3_bind_text(statement, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
+    }
+
+    sqlite3* m_db = nullptr;
+    Statement m_query{nullptr, sqlite3_finalize};
+};
+
+} // namespace
+
+void addSqlite(const Node& node)
+{
+    for (const Value& value : commonValues) {
+        const auto store =
+            std::make_shared<Store>(node.folder() / (std::string(value.name) + ".sqlite"), value);
+        addReads(std::string(value.name) + "/SQLite", shuffledKeys(), [store, size = value.size] {
+            return [store, output = std::vector<unsigned char>(size)](
+                       const std::string& key) mutable { return store->read(key, output); };
+        });
+    }
+}
+
+} // namespace Varnix::Bench
