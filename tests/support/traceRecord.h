@@ -36,7 +36,8 @@ std::ostream& operator<<(std::ostream& stream, const TraceRecord& record);
 
 /**
  * Reads one line of `babeltrace2 --names=all --fields=loglevel`, whose strings are escaped, so that
- * a message can hold any character. Throws std::runtime_error for what is not such a line.
+ * a message can hold any character; only an empty one babeltrace2 2.0.4 may show as the text that
+ * another record had. Throws std::runtime_error for what is not such a line.
  */
 TraceRecord parseTraceRecord(std::string_view line);
 

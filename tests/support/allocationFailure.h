@@ -1,0 +1,53 @@
+#ifndef VARNIX_TESTS_ALLOCATIONFAILURE_H
+#define VARNIX_TESTS_ALLOCATIONFAILURE_H
+
+#include <cstddef>
+
+namespace Varnix::Test {
+
+/** The forms of operator new that a test can make fail. */
+enum class Allocation
+{
+    throwing,
+    nonThrowing ///< the array form that answers null
+};
+
+/**
+ * While it lives, counts the calling thread's allocations of one form and makes them fail from the
+ * one with index `first` on, `count` of them. A program that uses it has its operator new replaced.
+ *
+ *     const AllocationFailure failure(Allocation::nonThrowing, 2);  // the third and all after it
+ */
+class AllocationFailure
+{
+public:
+    static constexpr std::size_t all = ~std::size_t{0};
+
+    explicit AllocationFailure(Allocation form, std::size_t first = 0, std::size_t count = all);
+    ~AllocationFailure();
+    AllocationFailure(const AllocationFailure&) = delete;
+    AllocationFailure& operator=(const AllocationFailure&) = delete;
+
+    /** How many allocations of the form were asked for, those that failed included. */
+    std::size_t asked() const noexcept { return m_asked; }
+
+    /** Whether the allocation that the thread is about to make is to fail. */
+    static bool strikes(Allocation form) noexcept;
+
+private:
+    Allocation m_form;
+    std::size_t m_first;
+    std::size_t m_count;
+    std::size_t m_asked = 0;
+};
+
+/** Counts without failing anything. */
+class AllocationCount : public AllocationFailure
+{
+public:
+    explicit AllocationCount(Allocation form) : AllocationFailure(form, 0, 0) {}
+};
+
+} // namespace Varnix::Test
+
+#endif

@@ -1,0 +1,47 @@
+#include "tests/support/scriptedRead.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Varnix::Test {
+
+namespace {
+
+constinit thread_local ScriptedRead* active = nullptr;
+
+} // namespace
+
+ScriptedRead::ScriptedRead(std::initializer_list<ReadOutcome> script) : m_script(script)
+{
+    active = this;
+}
+
+ScriptedRead::~ScriptedRead()
+{
+    active = nullptr;
+}
+
+ReadOutcome ScriptedRead::next()
+{
+    if (active == nullptr || active->m_script.empty())
+        return ReadOutcome::ordinary();
+    const ReadOutcome outcome = active->m_script.front();
+    active->m_script.pop_front();
+    return outcome;
+}
+
+} // namespace Varnix::Test
+
+extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void* buffer,
+                                                               std::size_t size)
+{
+    const auto outcome = Varnix::Test::ScriptedRead::next();
+    if (outcome.error != 0) {
+        errno = outcome.error;
+        return -1;
+    }
+    return ::syscall(SYS_read, fd, buffer, std::min(size, outcome.limit));
+}

@@ -1,0 +1,48 @@
+#ifndef VARNIX_TESTS_SCRIPTEDREAD_H
+#define VARNIX_TESTS_SCRIPTEDREAD_H
+
+#include <cstddef>
+#include <deque>
+#include <initializer_list>
+
+#include <sys/types.h>
+
+namespace Varnix::Test {
+
+/** What one call of read() does. */
+struct ReadOutcome
+{
+    static ReadOutcome failing(int error) { return {.error = error}; }
+    static ReadOutcome atMost(std::size_t bytes) { return {.limit = bytes}; }
+    static ReadOutcome nothing() { return atMost(0); }
+    static ReadOutcome ordinary() { return {}; }
+
+    int error = 0;
+    std::size_t limit = ~std::size_t{0};
+};
+
+/**
+ * While it lives, the calling thread's calls of read() go as scripted, one outcome a call; those
+ * behind the script's end are ordinary. A program that uses it has its read() replaced.
+ */
+class ScriptedRead
+{
+public:
+    ScriptedRead(std::initializer_list<ReadOutcome> script);
+    ~ScriptedRead();
+    ScriptedRead(const ScriptedRead&) = delete;
+    ScriptedRead& operator=(const ScriptedRead&) = delete;
+
+    /** How many outcomes were not asked for yet. */
+    std::size_t left() const noexcept { return m_script.size(); }
+
+    /** The outcome of the next call; ordinary without a script. */
+    static ReadOutcome next();
+
+private:
+    std::deque<ReadOutcome> m_script;
+};
+
+} // namespace Varnix::Test
+
+#endif
