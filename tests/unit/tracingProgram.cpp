@@ -1,5 +1,6 @@
 #include "tests/support/traceSession.h"
 
+#include "dbContainer.h"
 #include "trace.h"
 
 #include <csignal>
@@ -15,6 +16,18 @@ namespace {
 void report(const std::string& message)
 {
     Varnix::Backend::Trace::error([&] { return message; });
+}
+
+/** How many messages are composed for one event of each kind. */
+int countComposed()
+{
+    namespace Trace = Varnix::Backend::Trace;
+    int count = 0;
+    const auto compose = [&] { return std::to_string(++count); };
+    Trace::error(compose);
+    Trace::info(compose);
+    Trace::trace1(compose);
+    return count;
 }
 
 const bool reportedBeforeMain = [] {
@@ -34,6 +47,10 @@ int main(int argc, char** argv)
     }
     if (deed == "getenv" && argc > 2)
         report(std::getenv(argv[2]));
+    if (deed == "count")
+        return countComposed();
+    if (deed == "load" && argc > 2)
+        return Varnix::Backend::DbContainer().loadProductionDb(std::string(argv[2])) ? 0 : 1;
     if (deed == "orphan") {
         const Varnix::Test::TraceSession session;
         std::raise(SIGKILL);

@@ -1,0 +1,335 @@
+#include "loaderTest.h"
+#include "tests/support/allocationFailure.h"
+#include "tests/support/scriptedRead.h"
+#include "tests/support/tracedProcess.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <future>
+
+#include <sys/wait.h>
+
+namespace Varnix::Backend {
+namespace {
+
+using Test::Allocation;
+using Test::AllocationFailure;
+using Test::ReadOutcome;
+using Test::runTraced;
+using Test::ScriptedRead;
+using Test::TracedRun;
+
+constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
+constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
+
+const DbBuilder goodFile = DbBuilder().u8("/a", {1}).text("/b", "two");
+
+auto headerWrong(const std::string& path)
+{
+    return loaderHeaderWrong(path, 2);
+}
+
+auto reading(const std::string& path)
+{
+    return loaderInfo("Reading Production database from ",
+                      "Reading Production database from " + path);
+}
+
+auto sized(std::uint64_t size)
+{
+    return loaderInfo("Size of Db: ", "Size of Db: " + std::to_string(size));
+}
+
+auto corrupted()
+{
+    return loaderInfo("ABN: Corrupted Production(calibration) Data Base.",
+                      "ABN: Corrupted Production(calibration) Data Base. Calculated checksum does "
+                      "not match stored one.");
+}
+
+auto noVariable()
+{
+    return loaderInfo("ABN: Did not find environmental variable ",
+                      "ABN: Did not find environmental variable \"sys_uflash_prod_db_dev\", could "
+                      "not read production DB");
+}
+
+class ProductionLoader : public LoaderTest
+{
+protected:
+    std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
+    {
+        TraceSession::ofThisProcess().take();
+        const std::size_t descriptors = openDescriptors();
+        {
+            const ScriptedRead script(reads);
+            EXPECT_FALSE(container.loadProductionDb(path));
+            EXPECT_EQ(script.left(), 0U);
+        }
+        EXPECT_TRUE(isEmpty());
+        EXPECT_EQ(openDescriptors(), descriptors);
+        return heard();
+    }
+
+    /** Whether a descriptor of the file stands at this position. */
+    bool hasReadUpTo(std::size_t position) const
+    {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code closed;
+            if (std::filesystem::read_symlink(entry.path(), closed) != path)
+                continue;
+            std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+            std::string label;
+            std::size_t value = 0;
+            if (info >> label >> value && value == position)
+                return true;
+        }
+        return false;
+    }
+
+    std::uint64_t fileSize() const { return std::filesystem::file_size(path); }
+};
+
+TEST_F(ProductionLoader, LoadsAGoodFileAndSaysSo)
+{
+    write(goodFile);
+    listen();
+    const std::size_t descriptors = openDescriptors();
+    EXPECT_TRUE(container.loadProductionDb(path));
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_THAT(heard(), ElementsAre(reading(path), sized(goodFile.image().size())));
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
+}
+
+TEST_F(ProductionLoader, IgnoresWhatFollowsTheChecksum)
+{
+    write(DbBuilder(goodFile).extra(std::string(1000, 'x')));
+    EXPECT_TRUE(container.loadProductionDb(path));
+}
+
+TEST_F(ProductionLoader, RefusesAMissingFileInSilence)
+{
+    EXPECT_THAT(refusal(), IsEmpty());
+}
+
+TEST_F(ProductionLoader, RefusesFilesShorterThanAHeader)
+{
+    const std::string image = goodFile.image();
+    for (std::size_t size = 0; size < 10; ++size) {
+        write(image.substr(0, size));
+        EXPECT_THAT(refusal(), ElementsAre(headerWrong(path))) << size;
+    }
+}
+
+TEST_F(ProductionLoader, RefusesAHeaderThatCannotBeReadWhole)
+{
+    write(goodFile);
+    for (const ReadOutcome outcome :
+         {ReadOutcome::failing(EIO), ReadOutcome::atMost(9), ReadOutcome::nothing()})
+        EXPECT_THAT(refusal({outcome}), ElementsAre(headerWrong(path)));
+}
+
+TEST_F(ProductionLoader, RefusesAFolder)
+{
+    std::filesystem::create_directory(path);
+    EXPECT_THAT(refusal(), ElementsAre(headerWrong(path)));
+}
+
+TEST_F(ProductionLoader, RefusesWrongMagicAndFormat)
+{
+    const std::string image = goodFile.image();
+    for (const auto& [offset, value] : {std::pair{0, 'h'}, {0, '\0'}, {1, '\3'}, {1, '\5'}}) {
+        std::string wrong = image;
+        wrong[static_cast<std::size_t>(offset)] = value;
+        repairChecksum(wrong);
+        write(wrong);
+        EXPECT_THAT(refusal(), ElementsAre(headerWrong(path))) << offset << value;
+    }
+}
+
+TEST_F(ProductionLoader, RefusesAWrongChecksum)
+{
+    std::string image = goodFile.image();
+    image.back() = static_cast<char>(image.back() ^ 1);
+    write(image);
+    EXPECT_THAT(refusal(), ElementsAre(reading(path), sized(fileSize()), corrupted()));
+}
+
+TEST_F(ProductionLoader, ReportsAnImageThatFindsNoMemory)
+{
+    write(goodFile);
+    TraceSession::ofThisProcess().take();
+    {
+        const AllocationFailure failure(Allocation::nonThrowing);
+        EXPECT_FALSE(container.loadProductionDb(path));
+    }
+    EXPECT_THAT(heard(), ElementsAre(reading(path), sized(fileSize()),
+                                     loaderError("Couldn't allocate buffer memory to load DB",
+                                                 "Couldn't allocate buffer memory to load DB")));
+    EXPECT_TRUE(isEmpty());
+    EXPECT_TRUE(container.loadProductionDb(path));
+}
+
+TEST_F(ProductionLoader, CountsASizeBeyond32Bits)
+{
+    write(claiming(0xFFFFFFFF, goodFile.image()));
+    TraceSession::ofThisProcess().take();
+    const AllocationFailure failure(Allocation::nonThrowing);
+    EXPECT_FALSE(container.loadProductionDb(path));
+    EXPECT_THAT(heard(), ElementsAre(reading(path), sized(4294967309), testing::_));
+}
+
+TEST_F(ProductionLoader, ReportsAReadThatFailsByItsResult)
+{
+    write(goodFile);
+    for (const int error : {EIO, EINTR, ENXIO}) {
+        EXPECT_THAT(
+            refusal({ReadOutcome::ordinary(), ReadOutcome::atMost(4), ReadOutcome::failing(error)}),
+            ElementsAre(reading(path), sized(fileSize()),
+                        loaderInfo("ABN: Data Base read failed with error code ",
+                                   "ABN: Data Base read failed with error code -1")));
+    }
+}
+
+TEST_F(ProductionLoader, GoesOnAfterShortAndEmptyReads)
+{
+    write(goodFile);
+    const ScriptedRead script{ReadOutcome::ordinary(), ReadOutcome::atMost(1),
+                              ReadOutcome::nothing(),  ReadOutcome::nothing(),
+                              ReadOutcome::atMost(7),  ReadOutcome::nothing()};
+    EXPECT_TRUE(container.loadProductionDb(path));
+    EXPECT_EQ(script.left(), 0U);
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
+}
+
+TEST_F(ProductionLoader, WaitsForWhatAShortFileStillLacks)
+{
+    const std::string image = goodFile.image();
+    write(image.substr(0, 12));
+    auto loaded = std::async(std::launch::async, [&] { return container.loadProductionDb(path); });
+    EXPECT_TRUE(waitUntil([&] { return hasReadUpTo(12); }));
+    EXPECT_EQ(loaded.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+
+    std::ofstream(path, std::ios::binary | std::ios::app) << image.substr(12);
+    EXPECT_TRUE(loaded.get());
+    EXPECT_FALSE(isEmpty());
+}
+
+TEST_F(ProductionLoader, KeepsAskingForEveryMissingByte)
+{
+    const std::string image = goodFile.image();
+    for (const std::size_t size : {std::size_t{10}, image.size() - 1}) {
+        write(image.substr(0, size));
+        const TracedRun load =
+            runTraced({TRACING_PROGRAM, "load", path}, {}, std::chrono::seconds(1));
+        EXPECT_TRUE(WIFSIGNALED(load.status)) << size;
+        EXPECT_EQ(load.records.back().msg, "Size of Db: " + std::to_string(image.size()));
+    }
+}
+
+class ProductionEnvironment : public ProductionLoader
+{
+protected:
+    ProductionEnvironment()
+    {
+        ::unsetenv(firstVariable);
+        ::unsetenv(secondVariable);
+    }
+    ~ProductionEnvironment() override
+    {
+        ::unsetenv(firstVariable);
+        ::unsetenv(secondVariable);
+    }
+
+    std::string file(const std::string& name, const std::string& image)
+    {
+        writeFile(folder / name, image);
+        return folder / name;
+    }
+
+    static void set(const char* variable, const std::string& value)
+    {
+        ::setenv(variable, value.c_str(), 1);
+    }
+
+    std::string good(const std::string& name, const std::string& key)
+    {
+        return file(name, DbBuilder().u8(key, {1}).image());
+    }
+};
+
+TEST_F(ProductionEnvironment, WithoutVariablesIsReported)
+{
+    listen();
+    EXPECT_FALSE(container.loadProductionDb());
+    EXPECT_THAT(heard(), ElementsAre(noVariable()));
+    EXPECT_TRUE(isEmpty());
+}
+
+TEST_F(ProductionEnvironment, PrefersTheFirstVariable)
+{
+    set(firstVariable, good("first", "/first"));
+    set(secondVariable, good("second", "/second"));
+    EXPECT_TRUE(container.loadProductionDb());
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/first")));
+}
+
+TEST_F(ProductionEnvironment, NeedsTheFirstVariableOnly)
+{
+    set(firstVariable, good("first", "/first"));
+    listen();
+    EXPECT_TRUE(container.loadProductionDb());
+    EXPECT_THAT(heard(), ElementsAre(reading(folder / "first"), testing::_));
+}
+
+TEST_F(ProductionEnvironment, TakesTheSecondVariableWithoutTheFirst)
+{
+    set(secondVariable, good("second", "/second"));
+    EXPECT_TRUE(container.loadProductionDb());
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/second")));
+}
+
+TEST_F(ProductionEnvironment, FallsBackToTheSecondVariableWhenTheFirstNamesACorruptFile)
+{
+    std::string image = goodFile.image();
+    image.back() = static_cast<char>(image.back() ^ 1);
+    const std::string first = file("first", image);
+    const std::string second = good("second", "/second");
+    set(firstVariable, first);
+    set(secondVariable, second);
+    listen();
+    EXPECT_TRUE(container.loadProductionDb());
+    EXPECT_THAT(heard(), ElementsAre(reading(first), sized(image.size()), corrupted(),
+                                     reading(second), testing::_));
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/second")));
+}
+
+TEST_F(ProductionEnvironment, NamesTheSecondVariableWhenOnlyTheFirstIsSetAndFails)
+{
+    set(firstVariable, folder / "missing");
+    listen();
+    EXPECT_FALSE(container.loadProductionDb());
+    EXPECT_THAT(heard(), ElementsAre(noVariable()));
+}
+
+TEST_F(ProductionEnvironment, FailsInSilenceWhenNeitherFileExists)
+{
+    set(firstVariable, folder / "missing");
+    set(secondVariable, folder / "missing too");
+    listen();
+    EXPECT_FALSE(container.loadProductionDb());
+    EXPECT_THAT(heard(), IsEmpty());
+}
+
+TEST_F(ProductionEnvironment, MayBeSetToNothing)
+{
+    set(firstVariable, "");
+    set(secondVariable, "");
+    listen();
+    EXPECT_FALSE(container.loadProductionDb());
+    EXPECT_THAT(heard(), IsEmpty());
+}
+
+} // namespace
+} // namespace Varnix::Backend
