@@ -1,10 +1,22 @@
 #include "message.h"
 
+#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
 
 namespace Itc {
+
+namespace {
+
+/**
+ * The interface does not tell a receiver how long a message is: whoever reads the fixed fields of a
+ * message that is too short for them finds zeros. So does whoever reads what its sender never set.
+ */
+constexpr std::size_t fixedFields = 64;
+
+} // namespace
 
 void MessageDeleter::operator()(Message* message) const noexcept
 {
@@ -16,11 +28,14 @@ MessagePtr makeMessage(std::size_t size) noexcept
     if (size > std::numeric_limits<std::size_t>::max() - sizeof(Message)) {
         return nullptr;
     }
-    void* const memory = ::operator new(sizeof(Message) + size, std::nothrow);
+    const std::size_t room = std::max(size, fixedFields);
+    void* const memory = ::operator new(sizeof(Message) + room, std::nothrow);
     if (memory == nullptr) {
         return nullptr;
     }
-    return MessagePtr(new (memory) Message{size, ITC_NO_MBOX_ID});
+    MessagePtr message(new (memory) Message{size, ITC_NO_MBOX_ID});
+    std::memset(message->body(), 0, room);
+    return message;
 }
 
 MessagePtr takeOver(itc_msg** body) noexcept

@@ -32,7 +32,7 @@ struct MessageDeleter
 
 using MessagePtr = std::unique_ptr<Message, MessageDeleter>;
 
-/** A message of `size` bytes, not set; null when memory is exhausted. */
+/** A message of `size` zero bytes; null when memory is exhausted. */
 MessagePtr makeMessage(std::size_t size) noexcept;
 
 /** Takes over the message that `*body` holds and sets it to null; null where it holds none. */

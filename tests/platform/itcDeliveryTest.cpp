@@ -191,6 +191,19 @@ TEST_F(ItcDelivery, AMessageArrivesAsItWas)
     EXPECT_EQ(0, receiver.wait());
 }
 
+TEST_F(ItcDelivery, TheFixedFieldsOfAMessageThatIsTooShortForThemReadAsZero)
+{
+    inProcess([] {
+        send(open("mine"), 1);
+        itc_msg* message = receiveRaw();
+        ASSERT_NE(nullptr, message);
+        const auto* const fields = reinterpret_cast<const std::uint32_t*>(message);
+        EXPECT_EQ((std::vector<std::uint32_t>{1, 0, 0, 0}),
+                  std::vector<std::uint32_t>(fields, fields + 4));
+        __itc_free(&message, __FILE__, __LINE__);
+    });
+}
+
 TEST_F(ItcDelivery, AMessageBeyondTheLimitIsReportedAndDropped)
 {
     inProcess([] {
