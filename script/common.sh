@@ -21,6 +21,7 @@ packages_trace="lttng-tools babeltrace2"
 packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
+packages_fuzz="clang libclang-rt-dev"
 
 # Installs those of the named packages that are missing; asks the archive only when one is.
 need_packages() {
