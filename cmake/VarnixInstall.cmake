@@ -24,6 +24,9 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
   ${PROJECT_BINARY_DIR}/cmake/varnix-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix COMPONENT dev)
 
+# Relative, so that an installed tree may be moved.
+file(RELATIVE_PATH VARNIX_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" VARNIX_PC_TO_PREFIX ${VARNIX_PC_TO_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/varnix.pc.in ${PROJECT_BINARY_DIR}/varnix.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/varnix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
