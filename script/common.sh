@@ -16,9 +16,10 @@ as_root() {
 
 # The packages that each kind of work needs, by Debian's names.
 packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
-    nlohmann-json3-dev libedit-dev"
+    nlohmann-json3-dev libedit-dev scdoc"
 packages_trace="lttng-tools babeltrace2"
-packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin"
+packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
+    man-db bash-completion abigail-tools"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev"

@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Checks that a document names every message that the library's sources can trace.
+
+usage: checkMessages.py SOURCES DOCUMENT
+
+A message's fixed parts are those texts of the sources that hold words. Each must stand in the document.
+"""
+
+import re
+import sys
+from pathlib import Path
+
+LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"(?:\s*"(?:[^"\\]|\\.)*")*')
+# Words, not a key, a format or the name of a setting.
+MESSAGE = re.compile(r"[A-Za-z]{2}.*(\s|[.:]$)")
+
+
+def texts_of(source):
+    """The texts of a source, adjacent ones joined, without preprocessor lines and comments."""
+    code = re.sub(r"^\s*#.*$|//.*$|/\*.*?\*/", "", source.read_text(encoding="utf-8"),
+                  flags=re.MULTILINE)
+    for found in LITERAL.finditer(code):
+        joined = "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', found[0]))
+        yield joined.replace("\\n", "").replace('\\"', '"').strip()
+
+
+def main():
+    sources, document = Path(sys.argv[1]), Path(sys.argv[2])
+    documented = re.sub(r"\s+", " ", document.read_text(encoding="utf-8"))
+    checked, missing = 0, 0
+    for source in sorted(sources.glob("*.cpp")):
+        for text in texts_of(source):
+            if not MESSAGE.search(text):
+                continue
+            checked += 1
+            if re.sub(r"\s+", " ", text) not in documented:
+                missing += 1
+                print(f"{source}: \"{text}\" does not stand in {document}")
+    print(f"{checked} texts, {missing} missing")
+    return 1 if missing or checked == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

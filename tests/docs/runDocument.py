@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""Runs the examples of a document and compares what they print.
+
+A literal block (between lines of three backquotes) is one of three things:
+
+- a file, if the line before it ends with the file's name as in "`name`:" or "*name*:".
+- a session, if it begins with "$ ": each such line is a command for one bash, a line "> " goes on
+  with it, and the lines below are exactly what it prints. "..." stands for any text in a line, a
+  line of just "..." for any lines. Lines that begin with "# " are for the administrator and run
+  only with --root.
+- anything else is only to be read.
+
+The documents are run one behind the other in an empty folder, as one session.
+"""
+
+import argparse
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+from dataclasses import dataclass, field
+from pathlib import Path
+
+FENCE = "```"
+PATIENCE = 120  # seconds
+
+
+@dataclass
+class Command:
+    where: str
+    text: str
+    output: list = field(default_factory=list)
+
+
+@dataclass
+class Block:
+    document: str
+    line: int
+    before: str
+    lines: list
+
+
+def blocks_of(document):
+    before, block = "", None
+    for number, line in enumerate(Path(document).read_text(encoding="utf-8").splitlines(), 1):
+        if line.strip().startswith(FENCE):
+            if block is not None:
+                yield block
+                before, block = "", None
+            else:
+                block = Block(document, number, before, [])
+        elif block is not None:
+            block.lines.append(line.replace("\\\\", "\\") if document.endswith(".scd") else line)
+        elif line.strip():
+            before = line.rstrip()
+    if block is not None:
+        raise SystemExit(f"{document}:{block.line}: error: the block has no end")
+
+
+def commands_of(block, as_root):
+    prompts = ("$ ", "# ") if as_root else ("$ ",)
+    command = None
+    for number, line in enumerate(block.lines, block.line + 1):
+        if line.startswith(("$ ", "# ")):
+            command = Command(f"{block.document}:{number}", line[2:])
+            if line.startswith(prompts):
+                yield command
+        elif line.startswith("> ") and not command.output:
+            command.text += "\n" + line[2:]
+        else:
+            command.output.append(line)
+
+
+def steps_of(document, as_root):
+    """The commands of a document; a file to be written is one too."""
+    for block in blocks_of(document):
+        name = re.search(r"[`*]([\w./-]+)[`*]:$", block.before)
+        if not name and block.lines and block.lines[0].startswith(("$ ", "# ")):
+            yield from commands_of(block, as_root)
+        elif name:
+            text = "\n".join(block.lines)
+            yield Command(f"{document}:{block.line}",
+                          f"cat >{name[1]} <<'END_OF_FILE'\n{text}\nEND_OF_FILE")
+
+
+def matches(expected, printed):
+    pattern = ""
+    for line in expected:
+        pattern += "(?:.*\n)*" if line == "..." else ".*".join(
+            re.escape(part) for part in line.split("...")) + "\n"
+    return re.fullmatch(pattern, printed) is not None
+
+
+def environment(prefix, folder):
+    result = dict(os.environ, VARNIX_ITC_DIR=str(folder / "mailboxes"))
+    for name in ("sys_uflash_prod_db_dev_dev", "sys_uflash_prod_db_dev"):
+        result.pop(name, None)
+    if prefix:
+        result.update(PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
+                      PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", CMAKE_PREFIX_PATH=prefix)
+    return result
+
+
+def run(steps, folder, prefix):
+    script = ""
+    for number, step in enumerate(steps):
+        (folder / f"{number}.in").write_text(step.text + "\n", encoding="utf-8")
+        script += f"source '{folder}/{number}.in' >'{folder}/{number}.out' 2>&1 </dev/null\n"
+    (folder / "work").mkdir()
+    with subprocess.Popen(["bash", "-c", script], cwd=folder / "work", start_new_session=True,
+                          env=environment(prefix, folder)) as shell:
+        try:
+            shell.wait(PATIENCE)
+        except subprocess.TimeoutExpired:
+            print(f"error: the examples take more than {PATIENCE} seconds")
+        try:
+            os.killpg(shell.pid, signal.SIGKILL)
+        except ProcessLookupError:  # nothing was left running
+            pass
+
+
+def printed_by(folder, number):
+    out = folder / f"{number}.out"
+    return out.read_text(encoding="utf-8", errors="replace") if out.exists() else None
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--root", action="store_true", help="run the administrator's lines too")
+    parser.add_argument("--prefix", help="where Varnix is installed, if not in the system")
+    parser.add_argument("documents", nargs="+")
+    options = parser.parse_args()
+
+    steps = [step for document in options.documents for step in steps_of(document, options.root)]
+    failures = 0
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        run(steps, folder, options.prefix)
+        for number, step in enumerate(steps):
+            printed = printed_by(folder, number)
+            if printed is None or not matches(step.output, printed):
+                failures += 1
+                print(f"{step.where}: error: $ {step.text}\n--- should print\n"
+                      + "\n".join(step.output) + "\n--- prints\n"
+                      + ("(it did not run)" if printed is None else printed))
+    print(f"{len(steps)} examples, {failures} failed")
+    return 1 if failures or not steps else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
