@@ -30,3 +30,6 @@ string(REGEX REPLACE "/$" "" VARNIX_PC_TO_PREFIX ${VARNIX_PC_TO_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/varnix.pc.in ${PROJECT_BINARY_DIR}/varnix.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/varnix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
+
+install(FILES ${PROJECT_SOURCE_DIR}/completions/varnix
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
