@@ -97,6 +97,8 @@ def environment(prefix, folder):
     result = dict(os.environ, VARNIX_ITC_DIR=str(folder / "mailboxes"))
     for name in ("sys_uflash_prod_db_dev_dev", "sys_uflash_prod_db_dev"):
         result.pop(name, None)
+    if os.getuid() == 0:  # root's sessions are the system's; which one is current is a folder's
+        result["LTTNG_HOME"] = str(folder)
     if prefix:
         result.update(PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
                       PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", CMAKE_PREFIX_PATH=prefix)
