@@ -39,7 +39,7 @@ std::string environment(const char* name)
 
 std::string folderPath()
 {
-    if (const std::string own = environment("VARNIX_ITC_DIR"); !own.empty()) {
+    if (std::string own = environment("VARNIX_ITC_DIR"); !own.empty()) {
         return own;
     }
     if (const std::string runtime = environment("XDG_RUNTIME_DIR"); !runtime.empty()) {
@@ -51,9 +51,11 @@ std::string folderPath()
 
 std::string toHex(std::uint32_t number)
 {
-    std::array<char, idDigits + 1> text{};
-    std::snprintf(text.data(), text.size(), "%08x", number);
-    return text.data();
+    std::string text(idDigits, '0');
+    for (auto digit = text.rbegin(); number != 0; ++digit, number /= 16) {
+        *digit = "0123456789abcdef"[number % 16];
+    }
+    return text;
 }
 
 std::optional<std::uint32_t> fromHex(std::string_view text) noexcept
@@ -91,9 +93,8 @@ std::optional<std::string> nameEntry(std::string_view name)
         if (plainBytes.find(c) != plainBytes.npos) {
             entry += c;
         } else {
-            std::array<char, 4> escaped{};
-            std::snprintf(escaped.data(), escaped.size(), "%%%02X", static_cast<unsigned char>(c));
-            entry += escaped.data();
+            const std::string byte = toHex(static_cast<unsigned char>(c));
+            entry += '%' + byte.substr(byte.size() - 2);
         }
     }
     if (entry.size() > 2 + maxNameSize) {

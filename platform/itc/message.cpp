@@ -1,8 +1,8 @@
 #include "message.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <utility>
 
@@ -25,7 +25,7 @@ void MessageDeleter::operator()(Message* message) const noexcept
 
 MessagePtr makeMessage(std::size_t size) noexcept
 {
-    if (size > std::numeric_limits<std::size_t>::max() - sizeof(Message)) {
+    if (size > PTRDIFF_MAX - sizeof(Message)) {
         return nullptr;
     }
     const std::size_t room = std::max(size, fixedFields);

@@ -10,6 +10,18 @@
 
 namespace Itc {
 
+namespace {
+
+/** For what answers an error's number. */
+void check(int error)
+{
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot keep mailboxes");
+    }
+}
+
+} // namespace
+
 Process& Process::instance()
 {
     static Process* const process = new Process; // see the declaration
@@ -18,15 +30,13 @@ Process& Process::instance()
 
 Process::Process()
 {
-    if (const int error = ::pthread_key_create(&m_ownMailbox, &endThread); error != 0) {
-        throw std::system_error(error, std::generic_category(), "cannot keep threads' mailboxes");
-    }
-    ::pthread_atfork([] { instance().m_mutex.lock(); }, [] { instance().m_mutex.unlock(); },
-                     [] {
-                         instance().abandon();
-                         instance().m_mutex.unlock();
-                     });
-    std::atexit(&endProcess);
+    check(::pthread_key_create(&m_ownMailbox, &endThread));
+    check(::pthread_atfork([] { instance().m_mutex.lock(); }, [] { instance().m_mutex.unlock(); },
+                           [] {
+                               instance().abandon();
+                               instance().m_mutex.unlock();
+                           }));
+    check(std::atexit(&endProcess));
 }
 
 void Process::initialise()
@@ -52,9 +62,7 @@ Mailbox* Process::create(std::string_view name)
     const std::uint32_t id = endpoint->id;
     try {
         auto made = std::make_unique<Mailbox>(name, std::move(*endpoint), *m_folder, m_links);
-        if (const int error = ::pthread_setspecific(m_ownMailbox, made.get()); error != 0) {
-            throw std::system_error(error, std::generic_category(), "cannot create a mailbox");
-        }
+        check(::pthread_setspecific(m_ownMailbox, made.get()));
         return m_mailboxes.emplace(id, std::move(made)).first->second.get();
     } catch (...) {
         ::pthread_setspecific(m_ownMailbox, nullptr);

@@ -14,9 +14,9 @@ void throwErrno(const std::string& what)
 void report(const char* file, int line, const char* text) noexcept
 {
     if (file != nullptr && *file != '\0') {
-        std::fprintf(stderr, "%s:%d: itc: %s\n", file, line, text);
+        static_cast<void>(std::fprintf(stderr, "%s:%d: itc: %s\n", file, line, text));
     } else {
-        std::fprintf(stderr, "itc: %s\n", text);
+        static_cast<void>(std::fprintf(stderr, "itc: %s\n", text));
     }
 }
 
