@@ -1,28 +1,18 @@
 #include "itcSupport.h"
 
 #include <poll.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <system_error>
 #include <vector>
-
-// A test asks for more memory than there is and expects to be told so.
-extern "C" __attribute__((visibility("default"))) const char* __asan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
 
 namespace ItcTest {
 
@@ -48,11 +38,18 @@ std::size_t entriesOf(const std::filesystem::path& folder)
 
 Process::Process(const std::function<void()>& body)
 {
+    // The process holds one end; what is read at the other is its end.
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        fail("pipe");
+    }
     std::fflush(nullptr);
     m_id = ::fork();
     if (m_id < 0) {
         fail("fork");
     }
+    ::close(ends[m_id == 0 ? 0 : 1]);
+    m_end = ends[0];
     if (m_id == 0) {
         body();
         std::exit(::testing::Test::HasFailure() ? 1 : 0);
@@ -64,6 +61,7 @@ Process::~Process()
     if (!m_ended) {
         kill();
     }
+    ::close(m_end);
 }
 
 void Process::kill()
@@ -86,12 +84,10 @@ void Process::resume()
 
 int Process::wait()
 {
-    const auto handle = static_cast<int>(::syscall(SYS_pidfd_open, m_id, 0));
-    if (!becomesReadable(handle)) {
+    if (!becomesReadable(m_end)) {
         ADD_FAILURE() << "process " << m_id << " does not end";
         ::kill(m_id, SIGKILL);
     }
-    ::close(handle);
     return reap();
 }
 
@@ -160,6 +156,7 @@ itc_msg* alloc(std::uint32_t number, std::size_t size)
 {
     itc_msg* const message = __itc_alloc(size, number, __FILE__, __LINE__);
     EXPECT_NE(nullptr, message);
+    std::memset(message + 1, 0, std::max(size, sizeof *message) - sizeof *message);
     return message;
 }
 

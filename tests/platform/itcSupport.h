@@ -43,6 +43,7 @@ private:
     int reap();
 
     pid_t m_id;
+    int m_end;
     bool m_ended = false;
 };
 
