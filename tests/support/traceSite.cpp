@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <stdexcept>
 
 namespace Varnix::Test {
@@ -24,12 +23,15 @@ unsigned int lineOf(const std::string& text, std::size_t offset)
     return static_cast<unsigned int>(std::count(text.begin(), end, '\n')) + 1;
 }
 
+/** Where the last trace call of `text` begins. */
 std::size_t lastTraceCall(const std::string& text)
 {
-    static const std::regex call("Trace::(error|info|trace1)\\(");
     std::size_t last = std::string::npos;
-    for (std::sregex_iterator it(text.begin(), text.end(), call), end; it != end; ++it)
-        last = static_cast<std::size_t>(it->position());
+    for (const char* const call : {"Trace::error(", "Trace::info(", "Trace::trace1("}) {
+        const std::size_t found = text.rfind(call);
+        if (found != std::string::npos && (last == std::string::npos || found > last))
+            last = found;
+    }
     return last;
 }
 
