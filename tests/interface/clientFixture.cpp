@@ -1,0 +1,56 @@
+#include "clientFixture.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace Varnix::Test {
+
+std::ostream& operator<<(std::ostream& stream, RetCode code)
+{
+    switch (code) {
+    case RetCode::OK:
+        return stream << "OK";
+    case RetCode::KEY_NOT_FOUND:
+        return stream << "KEY_NOT_FOUND";
+    case RetCode::TYPE_MISMATCH:
+        return stream << "TYPE_MISMATCH";
+    }
+    return stream << static_cast<int>(code);
+}
+
+void ClientFixture::SetUpTestSuite()
+{
+    node().production(productionDatabase());
+    // Mailboxes of these tests meet no others.
+    ::setenv("VARNIX_ITC_DIR", (node() / "itc").c_str(), 1);
+}
+
+const NodeFolder& ClientFixture::node()
+{
+    static const NodeFolder folder;
+    return folder;
+}
+
+DbBuilder ClientFixture::productionDatabase()
+{
+    return DbBuilder()
+        .text("/componentConfigId", "board_1")
+        .u16("/both", {1})
+        .text("/textInProduction", "production text")
+        .u8("/productionOnly", {1, 2});
+}
+
+std::string ClientFixture::configuration(const DbBuilder& builder)
+{
+    static std::atomic<int> count{0};
+    const std::string name = "component" + std::to_string(++count);
+    return node().configuration(name + ".cfg",
+                                {{"board", "1", {node().database(name + ".db", builder)}}});
+}
+
+std::shared_ptr<DatabaseIf> ClientFixture::handle(const DbBuilder& builder)
+{
+    return DbRegistryIf::getInstance().initDb(configuration(builder));
+}
+
+} // namespace Varnix::Test
