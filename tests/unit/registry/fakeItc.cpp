@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <dbcsiMessages.h>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -39,30 +38,7 @@ private:
     bool& m_flag;
 };
 
-void append(Bytes& bytes, const void* data, std::size_t size)
-{
-    const auto* first = static_cast<const unsigned char*>(data);
-    bytes.insert(bytes.end(), first, first + size);
-}
-
 } // namespace
-
-Bytes bytesOf(const std::vector<std::uint32_t>& words)
-{
-    Bytes bytes;
-    for (const std::uint32_t word : words)
-        append(bytes, &word, sizeof word);
-    return bytes;
-}
-
-Bytes writeIndication(const std::vector<std::string>& words)
-{
-    Bytes bytes = bytesOf({Dbcsi::DBCSI_DBWRITE_IND, 0xDEADBEEF, 0xDEADBEEF,
-                           static_cast<std::uint32_t>(words.size())});
-    for (const std::string& word : words)
-        append(bytes, word.c_str(), word.size() + 1);
-    return bytes;
-}
 
 FakeItc& FakeItc::instance()
 {

@@ -1,6 +1,8 @@
 #ifndef VARNIX_TESTS_FAKEITC_H
 #define VARNIX_TESTS_FAKEITC_H
 
+#include "tests/support/messageBytes.h"
+
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -12,15 +14,6 @@
 #include <pthread.h>
 
 namespace Varnix::Test {
-
-/** The bytes of a message. */
-using Bytes = std::vector<unsigned char>;
-
-/** The bytes of 32-bit words in the node's own byte order. */
-Bytes bytesOf(const std::vector<std::uint32_t>& words);
-
-/** A write indication that carries `words`; the two words that nobody reads hold nonsense. */
-Bytes writeIndication(const std::vector<std::string>& words);
 
 /**
  * A mailbox library that a test plays: it records every call with its arguments and delivers what

@@ -1,0 +1,48 @@
+#ifndef VARNIX_TESTS_SYSTEMFIXTURE_H
+#define VARNIX_TESTS_SYSTEMFIXTURE_H
+
+#include "tests/support/child.h"
+#include "tests/support/nodeFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace Varnix::Test {
+
+/** How often something is done: a share in the usual run, all of it where `variable` says so. */
+inline int countOf(const char* variable, int share)
+{
+    const char* const text = std::getenv(variable);
+    return text == nullptr ? share : std::atoi(text);
+}
+
+/**
+ * A node with a production database ("/node/gain"), a component ("/unit/gain", four elements, and
+ * "/unit/label") and mailboxes of its own; the processes that a test starts find it.
+ */
+class Node
+{
+public:
+    Node()
+    {
+        m_folder.production(
+            DbBuilder().text("/componentConfigId", "board_1").u16("/node/gain", {0}));
+        ::setenv("VARNIX_ITC_DIR", (m_folder / "itc").c_str(), 1);
+        const std::string file = m_folder.database(
+            "component.db", DbBuilder().u16("/unit/gain", {0, 0, 0, 0}).text("/unit/label", "a"));
+        m_configuration = m_folder.configuration("node.cfg", {{"board", "1", {file}}});
+    }
+
+    const std::string& configuration() const noexcept { return m_configuration; }
+
+private:
+    NodeFolder m_folder;
+    std::string m_configuration;
+};
+
+} // namespace Varnix::Test
+
+#endif
