@@ -40,9 +40,25 @@ static void* allocate(std::size_t size)
 
 } // namespace Varnix::Test
 
+// Every form, so that each block is freed as it was made.
 void* operator new(std::size_t size)
 {
     return Varnix::Test::allocate(size);
+}
+
+void* operator new[](std::size_t size)
+{
+    return Varnix::Test::allocate(size);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return std::malloc(size == 0 ? 1 : size);
 }
 
 void operator delete(void* memory) noexcept
@@ -50,7 +66,17 @@ void operator delete(void* memory) noexcept
     std::free(memory);
 }
 
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
 void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }
