@@ -1,7 +1,7 @@
 #ifndef VARNIX_TESTS_SERVER_SERVERFIXTURE_H
 #define VARNIX_TESTS_SERVER_SERVERFIXTURE_H
 
-#include "child.h"
+#include "tests/support/child.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,8 @@
 #include <vector>
 
 namespace ServerTests {
+
+using Varnix::Test::Child;
 
 /** A server and its subscribers, in a mailbox folder of the test program's own. */
 class ServerFixture : public testing::Test
