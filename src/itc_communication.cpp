@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -65,6 +66,15 @@ ItcMessage receive()
     const Cancellable cancellable;
     return ItcMessage(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, "", 0));
 }
+
+/**
+ * Held while a message is handled. A fork waits for it: its child, which has no subscription
+ * thread, would find a store locked for good, and the tracer in the middle of a record.
+ */
+std::mutex handling;
+
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork([] { handling.lock(); }, [] { handling.unlock(); }, [] { handling.unlock(); });
 
 void reportNoMailbox()
 {
@@ -237,6 +247,7 @@ bool Itc_communication::createMailbox()
 
 bool Itc_communication::handleOrReport(DbRegistryImpl& registry, itc_msg* message)
 {
+    const std::lock_guard lock(handling);
     try {
         return handleMsg(&registry, message);
     } catch (const std::exception& e) { // nobody above could handle it; the next message can
