@@ -68,13 +68,13 @@ ItcMessage receive()
 }
 
 /**
- * Held while a message is handled. A fork waits for it: its child, which has no subscription
- * thread, would find a store locked for good, and the tracer in the middle of a record.
+ * Held while a write is applied. A fork waits for it: its child, which has no subscription thread,
+ * would find a store locked for good. No call of the messaging library happens under it.
  */
-std::mutex handling;
+std::mutex writing;
 
 [[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { handling.lock(); }, [] { handling.unlock(); }, [] { handling.unlock(); });
+    pthread_atfork([] { writing.lock(); }, [] { writing.unlock(); }, [] { writing.unlock(); });
 
 void reportNoMailbox()
 {
@@ -231,6 +231,7 @@ void Itc_communication::handleWriteInd(DbRegistryImpl& registry, const itc_msg* 
             [&] { return Trace::text("\nInvalid DBCSI_DBWRITE_IND received, argc: ", argc); });
         return;
     }
+    const std::lock_guard lock(writing);
     std::visit(Apply{registry}, WriteIndication::parse(wordsOf(message, argc)));
 }
 
@@ -247,7 +248,6 @@ bool Itc_communication::createMailbox()
 
 bool Itc_communication::handleOrReport(DbRegistryImpl& registry, itc_msg* message)
 {
-    const std::lock_guard lock(handling);
     try {
         return handleMsg(&registry, message);
     } catch (const std::exception& e) { // nobody above could handle it; the next message can
