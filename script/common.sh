@@ -44,7 +44,21 @@ need_packages() {
 build_preset() {
     local preset=$1
     shift
+    configure_preset "$preset" "$@"
+    cmake --build --preset "$preset" -- --quiet
+}
+
+# The same for some of its targets: build_targets PRESET TARGET...
+build_targets() {
+    local preset=$1
+    shift
+    configure_preset "$preset"
+    cmake --build --preset "$preset" --target "$@" -- --quiet
+}
+
+configure_preset() {
+    local preset=$1
+    shift
     [ -f "build/$preset/build.ninja" ] && [ $# -eq 0 ] ||
         cmake --preset "$preset" "$@" >/dev/null
-    cmake --build --preset "$preset" -- --quiet
 }
