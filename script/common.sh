@@ -20,6 +20,7 @@ packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev 
 packages_trace="lttng-tools babeltrace2"
 packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools"
+packages_package="debhelper dpkg-dev lintian fakeroot git"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev"

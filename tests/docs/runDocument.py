@@ -16,6 +16,7 @@ The documents are run one behind the other in an empty folder, as one session.
 import argparse
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -110,7 +111,6 @@ def run(steps, folder, prefix):
     for number, step in enumerate(steps):
         (folder / f"{number}.in").write_text(step.text + "\n", encoding="utf-8")
         script += f"source '{folder}/{number}.in' >'{folder}/{number}.out' 2>&1 </dev/null\n"
-    (folder / "work").mkdir()
     with subprocess.Popen(["bash", "-c", script], cwd=folder / "work", start_new_session=True,
                           env=environment(prefix, folder)) as shell:
         try:
@@ -132,6 +132,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--root", action="store_true", help="run the administrator's lines too")
     parser.add_argument("--prefix", help="where Varnix is installed, if not in the system")
+    parser.add_argument("--with", dest="files", action="append", default=[], metavar="FILE",
+                        help="put a file into the folder first")
     parser.add_argument("documents", nargs="+")
     options = parser.parse_args()
 
@@ -139,6 +141,9 @@ def main():
     failures = 0
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
+        (folder / "work").mkdir()
+        for file in options.files:
+            shutil.copy(file, folder / "work")
         run(steps, folder, options.prefix)
         for number, step in enumerate(steps):
             printed = printed_by(folder, number)
