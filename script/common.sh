@@ -21,6 +21,8 @@ packages_trace="lttng-tools babeltrace2"
 packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools"
 packages_package="debhelper dpkg-dev lintian fakeroot git"
+packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconfig-dev:arm64
+    libedit-dev:arm64 liblttng-ctl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev"
