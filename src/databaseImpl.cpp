@@ -95,20 +95,6 @@ void DatabaseImpl::reserveFor(DbContainer& container)
         m_filter.add(key.hash);
 }
 
-DatabaseImpl::DbParam_t& DatabaseImpl::findOrInsert(const std::string& key)
-{
-    ParamKey wanted(key);
-    const auto found = m_params.find(wanted);
-    if (found != m_params.end())
-        return found->second;
-
-    auto* const text = static_cast<char*>(m_arena.allocate(key.size(), 1));
-    std::copy(key.begin(), key.end(), text);
-    wanted.text = {text, key.size()};
-    m_filter.add(wanted.hash);
-    return m_params.try_emplace(wanted).first->second;
-}
-
 bool DatabaseImpl::populate(DbContainer& container)
 {
     reserveFor(container);
@@ -119,7 +105,9 @@ bool DatabaseImpl::populate(DbContainer& container)
             Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
             continue;
         }
-        DbParam_t& param = findOrInsert(record.key);
+        const ParamKey key(record.key);
+        m_filter.add(key.hash);
+        DbParam_t& param = m_params.findOrInsert(key);
         const bool heldData = param.data != nullptr;
         delete[] param.data;
         param.data = nullptr;
@@ -143,7 +131,7 @@ template <typename T>
 DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry,
                                             std::vector<T>& values) const
 {
-    const DbParam_t& param = entry->second;
+    const DbParam_t& param = entry->value;
     if (param.type != typeOfElement<T>())
         return ResultCode::WRONG_TYPE;
     const std::shared_lock lock(m_lock);
@@ -167,7 +155,7 @@ template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
 
 bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& text) const
 {
-    const DbParam_t& param = entry->second;
+    const DbParam_t& param = entry->value;
     if (param.type != TypeOfData_t::CHAR)
         return false;
     text.resize(byteCount(param)); // a size that stays costs nothing, unlike an assignment
@@ -195,10 +183,10 @@ DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
 void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bool append)
 {
     const std::unique_lock lock(m_lock);
-    const auto found = m_params.find(key);
-    if (found == m_params.end())
+    DbParam_t* const found = m_params.findValue(key);
+    if (found == nullptr)
         return;
-    DbParam_t& param = found->second;
+    DbParam_t& param = *found;
     if (byteCount(param) == 0)
         Trace::error([] { return "Can not update empty key"; });
     if (param.type != TypeOfData_t::CHAR) {
@@ -262,10 +250,10 @@ void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64
                             unsigned char index)
 {
     const std::unique_lock lock(m_lock);
-    const auto found = m_params.find(key);
-    if (found == m_params.end())
+    const DbParam_t* const found = m_params.findValue(key);
+    if (found == nullptr)
         return;
-    const DbParam_t& param = found->second;
+    const DbParam_t& param = *found;
     if (!checkUpdatePossible(param, values, index))
         return;
 

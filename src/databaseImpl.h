@@ -3,41 +3,16 @@
 
 #include "dbContainer.h"
 #include "keyFilter.h"
+#include "keyTable.h"
 #include "readMostlyLock.h"
 #include "typeOfData.h"
 
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <memory_resource>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace Varnix::Backend {
-
-/** A key with its hash, computed once however many stores are asked. Refers to the key's text. */
-struct ParamKey
-{
-    template <typename Text>
-    requires std::convertible_to<const Text&, std::string_view> ParamKey(const Text& key)
-    noexcept : text(key), hash(std::hash<std::string_view>()(text)) {}
-
-    bool operator==(const ParamKey& other) const noexcept
-    {
-        return hash == other.hash && text == other.text;
-    }
-
-    struct Hash
-    {
-        std::size_t operator()(const ParamKey& key) const noexcept { return key.hash; }
-    };
-
-    std::string_view text;
-    std::size_t hash;
-};
 
 /**
  * The parameters of one database, in memory.
@@ -106,7 +81,7 @@ public:
     bool fitsInDataType(std::int64_t value, TypeOfData_t type) const noexcept;
 
 private:
-    using Table = std::pmr::unordered_map<ParamKey, DbParam_t, ParamKey::Hash>;
+    using Table = KeyTable<DbParam_t>;
 
     Table::const_iterator find(const ParamKey& key) const
     {
@@ -119,11 +94,9 @@ private:
     bool readStringParam(Table::const_iterator entry, std::string& text) const;
 
     void reserveFor(DbContainer& container);
-    DbParam_t& findOrInsert(const std::string& key);
 
     mutable ReadMostlyLock m_lock;
-    std::pmr::monotonic_buffer_resource m_arena; ///< keys and nodes: a store never forgets a key
-    Table m_params{&m_arena};
+    Table m_params;
     KeyFilter m_filter;
 };
 

@@ -1,0 +1,52 @@
+#include "bench/inner.h"
+
+#include "checksum.h"
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+
+namespace Varnix::Bench {
+
+namespace {
+
+constexpr std::uint32_t size = 4U << 20U;
+
+/** The textbook's way: a table, a byte at a time. */
+std::uint16_t byteWise(const unsigned char* data, std::uint32_t count)
+{
+    static const auto table = [] {
+        std::array<std::uint16_t, 256> made{};
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            unsigned crc = byte;
+            for (int bit = 0; bit < 8; ++bit)
+                crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0x8408U : crc >> 1U;
+            made[byte] = static_cast<std::uint16_t>(crc);
+        }
+        return made;
+    }();
+    unsigned crc = 0xFFFF;
+    for (; count != 0; --count, ++data)
+        crc = table[(*data ^ crc) & 0xFFU] ^ (crc >> 8U);
+    return static_cast<std::uint16_t>(~crc);
+}
+
+void measure(benchmark::State& state,
+             std::uint16_t (*checksum)(const unsigned char*, std::uint32_t))
+{
+    const std::string bytes = bytesOf({"image", 2, size}, 0);
+    const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(checksum(data, size));
+    state.SetBytesProcessed(state.iterations() * std::int64_t{size});
+}
+
+} // namespace
+
+void addChecksum()
+{
+    benchmark::RegisterBenchmark("checksum/varnix", measure, Backend::Checksum::checksum_crc16);
+    benchmark::RegisterBenchmark("checksum/bytewise", measure, byteWise);
+}
+
+} // namespace Varnix::Bench
