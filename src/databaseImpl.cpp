@@ -90,9 +90,6 @@ void DatabaseImpl::reserveFor(DbContainer& container)
     for (auto it = DbContainer::iterator::begin(&container); it != end; ++it)
         ++records;
     m_params.reserve(records);
-    m_filter = KeyFilter(records);
-    for (const auto& [key, param] : m_params)
-        m_filter.add(key.hash);
 }
 
 bool DatabaseImpl::populate(DbContainer& container)
@@ -105,9 +102,7 @@ bool DatabaseImpl::populate(DbContainer& container)
             Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
             continue;
         }
-        const ParamKey key(record.key);
-        m_filter.add(key.hash);
-        DbParam_t& param = m_params.findOrInsert(key);
+        DbParam_t& param = m_params.findOrInsert(record.key);
         const bool heldData = param.data != nullptr;
         delete[] param.data;
         param.data = nullptr;

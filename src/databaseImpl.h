@@ -2,7 +2,6 @@
 #define VARNIX_DATABASEIMPL_H
 
 #include "dbContainer.h"
-#include "keyFilter.h"
 #include "keyTable.h"
 #include "readMostlyLock.h"
 #include "typeOfData.h"
@@ -56,7 +55,7 @@ public:
     template <typename Output>
     ResultCode get(const ParamKey& key, Output& output) const
     {
-        const auto found = find(key);
+        const auto found = m_params.find(key);
         return found != m_params.end() ? read(found, output) : ResultCode::NOT_FOUND;
     }
 
@@ -83,11 +82,6 @@ public:
 private:
     using Table = KeyTable<DbParam_t>;
 
-    Table::const_iterator find(const ParamKey& key) const
-    {
-        return m_filter.mayHold(key.hash) ? m_params.find(key) : m_params.end();
-    }
-
     template <typename T>
     ResultCode read(Table::const_iterator entry, std::vector<T>& values) const;
     ResultCode read(Table::const_iterator entry, std::string& text) const;
@@ -97,7 +91,6 @@ private:
 
     mutable ReadMostlyLock m_lock;
     Table m_params;
-    KeyFilter m_filter;
 };
 
 } // namespace Varnix::Backend
