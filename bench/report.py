@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""Turns the results of script/bench into ratios: report.py RESULTS [--publish DOCUMENT].
+
+Prints the tables; with --publish also puts them into the document, between its two marks, and draws
+the charts beside it.
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+
+from chart import bar_chart
+
+VALUES = ("U32x4", "text24", "U8x1024", "U16x512")
+PEERS = ("tinycdb", "LMDB", "GKeyFile", "libconfig", "SQLite")
+SIZES = ("100", "1000", "10000", "100000")
+MARKS = ("<!-- results -->\n", "<!-- end of results -->\n")
+
+
+class Results:
+    """The medians of every benchmark, by its name without what the harness appends."""
+
+    def __init__(self, folder):
+        self.medians = {}
+        for path in sorted(folder.glob("*.json")):
+            for run in json.loads(path.read_text())["benchmarks"]:
+                if run.get("aggregate_name") == "median":
+                    self.medians[self.plain_name(run["run_name"])] = run
+
+    @staticmethod
+    def plain_name(name):
+        parts = [p for p in name.split("/") if not p.startswith(("iterations:", "repeats:"))]
+        return "/".join(p for p in parts if p not in ("manual_time", "real_time"))
+
+    def __contains__(self, name):
+        return name in self.medians
+
+    def get(self, name, field="cpu_time"):
+        return self.medians[name][field]
+
+    def ratio(self, name, floor, field="cpu_time"):
+        return self.get(name, field) / self.get(floor, field)
+
+
+def table(head, rows):
+    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
+    lines += ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows]
+    return "\n".join(lines) + "\n"
+
+
+def times(ratio):
+    return f"{ratio:.2f}" if ratio < 10 else f"{ratio:.0f}"
+
+
+def reads(results):
+    rows = []
+    for who in ("floor", "varnix") + PEERS:
+        ratios = [results.ratio(f"read/{v}/{who}", f"read/{v}/floor") for v in VALUES]
+        rows.append([who] + [times(r) for r in ratios])
+    floor = ["floor, ns"] + [f"{results.get(f'read/{v}/floor'):.1f}" for v in VALUES]
+    return table(["one read, relative to the floor", *VALUES], rows + [floor])
+
+
+def outcomes(results):
+    floor = "read/U32x4/floor"
+    rows = [[what, f"{results.get(name):.1f}", times(results.ratio(name, floor))]
+            for what, name in (("hit in the component database", "read/U32x4/varnix"),
+                               ("hit in the production database", "read/U32x4/production"),
+                               ("missing in both", "read/U32x4/missing"),
+                               ("there, of another type", "read/U32x4/mismatch"))]
+    rows.append(["each read waits for the last", f"{results.get('chain/U32x4/varnix'):.1f}",
+                 times(results.ratio("chain/U32x4/varnix", "chain/U32x4/floor")) + " (of the same)"])
+    return table(["a read of U32x4", "ns", "× floor"], rows)
+
+
+def overloads(results):
+    pairs = (("U32x4", "U32x256"), ("U16x4", "U16x512"), ("U8x4", "U8x1024"), ("S32x4", "S32x256"),
+             ("S16x4", "S16x512"), ("S8x4", "S8x1024"), ("text24", "text1024"),
+             ("words3", "words128"))
+    rows = [[small, f"{results.get(f'read/{small}/varnix'):.1f}", large,
+             f"{results.get(f'read/{large}/varnix'):.1f}"] for small, large in pairs]
+    return table(["small value", "ns", "1 KiB", "ns"], rows)
+
+
+def scaling(results, who):
+    """Threads times the processor time of a read alone over that of a read among others."""
+    runs = sorted((int(name.rsplit(":", 1)[1]), name) for name in results.medians
+                  if name.startswith(f"parallel/U32x4/{who}/threads:"))
+    (_, alone), (threads, together) = runs[0], runs[-1]
+    return threads, threads * results.get(alone) / results.get(together)
+
+
+def parallel(results):
+    rows = []
+    for who in ("floor", "varnix"):
+        threads, gain = scaling(results, who)
+        rows.append([who, threads, f"{gain:.2f}"])
+    return table(["reads in parallel", "threads", "× one thread"], rows)
+
+
+def loads(results):
+    rows = []
+    for size in SIZES:
+        for state in ("warm", "cold"):
+            ours, floor = (f"load/{size}-{state}/{who}" for who in ("varnix", "floor"))
+            rows.append([size, state, f"{results.get(ours, 'startup_ns') / 1e3:.0f}",
+                         f"{results.get(ours, 'real_time'):.0f}",
+                         f"{results.get(floor, 'real_time'):.0f}",
+                         times(results.ratio(ours, floor, "real_time")),
+                         times(results.ratio(ours, floor, "processor_ns")),
+                         f"{results.get(ours, 'resident_per_parameter'):.0f}",
+                         f"{results.get(ours, 'heap_per_parameter'):.0f}"])
+    return table(["parameters", "file", "start-up, µs", "load, µs", "read and copy, µs", "× by the clock",
+                  "× processor time", "resident bytes a parameter", "heap bytes a parameter"], rows)
+
+
+def writes(results):
+    rows = []
+    for name in sorted(n for n in results.medians if n.startswith("wait/")):
+        _, where, rate = name.split("/")
+        cells = [where.replace("-", " "), rate]
+        if "p99_ns" in results.medians[name]:
+            cells += [f"{results.get(name, f) / 1e3:.1f}" for f in ("median_ns", "p99_ns", "worst_ns")]
+        else:
+            cells += ["", "", ""]
+        rows.append(cells + [f"{results.get(name, 'reads_per_second') / 1e6:.1f}"])
+    return table(["two readers spin; written is", "writes a second", "wait: median, µs",
+                  "99th percentile, µs", "worst, µs", "million reads a second"], rows)
+
+
+def in_place_ratio(results):
+    write, lock = results.get("write/in-place"), results.get("write/lock")
+    return write / (write - lock)
+
+
+def others(results):
+    rows = [["an in-place write of U32x4", f"{results.get('write/in-place'):.1f} ns",
+             f"of it the lock {results.get('write/lock'):.1f} ns: "
+             f"{in_place_ratio(results):.2f} × the same without a lock"],
+            ["the checksum", f"{results.get('checksum/varnix', 'bytes_per_second') / 1e9:.2f} GB/s",
+             f"a byte at a time {results.get('checksum/bytewise', 'bytes_per_second') / 1e9:.2f} GB/s"],
+            ["a trace event, disabled",
+             f"{results.get('trace/disabled') - results.get('trace/none'):.2f} ns",
+             "beyond an empty loop"]]
+    if "trace/enabled" in results:
+        rows.append(["a trace event, enabled", f"{results.get('trace/enabled'):.0f} ns",
+                     "its text composed and recorded"])
+    if "latency/write" in results:
+        rows.append(["from the server's send to a reader that sees it",
+                     f"{results.get('latency/write', 'median_ns') / 1e3:.0f} µs",
+                     f"99th percentile {results.get('latency/write', 'p99_ns') / 1e3:.0f} µs, worst "
+                     f"{results.get('latency/write', 'worst_ns') / 1e3:.0f} µs"])
+    return table(["what", "costs", ""], rows)
+
+
+def goals(results):
+    """Each goal: what it is about, what was measured, the limit, and whether less is better."""
+    read = {v: results.ratio(f"read/{v}/varnix", f"read/{v}/floor") for v in VALUES}
+    beyond = (results.get("wait/same-store/10000", "p99_ns")
+              - results.get("wait/other-store/10000", "p99_ns")) / 1e6
+    load = {s: results.ratio(f"load/{s}-warm/varnix", f"load/{s}-warm/floor", "processor_ns")
+            for s in SIZES}
+    memory = results.get("load/100000-warm/varnix", "resident_per_parameter")
+    threads, gain = scaling(results, "varnix")
+    rows = [("a read of U32x4, × floor", read["U32x4"], 1.7, True),
+            ("a read of text24, × floor", read["text24"], 1.7, True),
+            ("a read of U8x1024, × floor", read["U8x1024"], 1.4, True),
+            ("a read of U16x512, × floor", read["U16x512"], 1.8, True),
+            (f"{threads} threads, × one", gain, 1.85, False),
+            ("a write's 99th percentile beside two spinning readers, ms beyond the scheduler's",
+             max(beyond, 0), 0.2, True),
+            ("loading 100,000 parameters, × read and copy", load["100000"], 4, True),
+            ("loading 1,000 parameters, × read and copy", load["1000"], 4, True),
+            ("resident bytes a parameter of U32x4", memory, 140, True),
+            ("an in-place write, × the same without a lock", in_place_ratio(results), 4, True)]
+    return table(["goal", "measured", "limit", ""],
+                 [[what, f"{measured:.2f}", ("at most " if less else "at least ") + str(limit),
+                   "met" if (measured <= limit) == less or measured == limit else "**not met**"]
+                  for what, measured, limit, less in rows])
+
+
+def output_of(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout.strip()
+
+
+def machine():
+    facts = dict(line.split(":", 1) for line in output_of("lscpu").splitlines() if ":" in line)
+    dirty = " with changes" if output_of("git", "status", "--porcelain", "src", "bench") else ""
+    load = pathlib.Path("/proc/loadavg").read_text().split()[0]
+    return (f"Measured at commit {output_of('git', 'rev-parse', '--short=12', 'HEAD')}{dirty} on "
+            f"{facts['CPU(s)'].strip()} × {facts['Model name'].strip()}, "
+            f"{output_of('g++', '-dumpfullversion')} as g++, with `script/bench --publish`; the "
+            f"machine's load average at the end was {load}.\n")
+
+
+SECTIONS = (("Goals", goals), ("Reads", reads), ("How a read ends", outcomes),
+            ("Every overload", overloads), ("In parallel", parallel), ("Loading", loads),
+            ("Waiting writers", writes), ("The rest", others))
+
+
+def charts(results, folder):
+    folder.mkdir(exist_ok=True)
+    small = [("floor", 1.0)] + [(who, results.ratio(f"read/U32x4/{who}", "read/U32x4/floor"))
+                                for who in ("varnix",) + PEERS]
+    (folder / "reads.svg").write_text(
+        bar_chart("One read of four U32, × a bare map", small, logarithmic=True))
+    ours = [(size, results.ratio(f"load/{size}-warm/varnix", f"load/{size}-warm/floor",
+                                 "processor_ns")) for size in SIZES]
+    (folder / "loads.svg").write_text(
+        bar_chart("Loading that many parameters, × reading and copying the file", ours))
+
+
+def publish(document, text):
+    before, rest = document.read_text().split(MARKS[0])
+    after = rest.split(MARKS[1])[1]
+    document.write_text(before + MARKS[0] + text + MARKS[1] + after)
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    results = Results(folder)
+    text = machine() + "".join(f"\n## {title}\n\n{make(results)}" for title, make in SECTIONS)
+    print(text)
+    (folder / "ratios.md").write_text(text)
+    if sys.argv[2:3] == ["--publish"]:
+        document = pathlib.Path(sys.argv[3])
+        publish(document, text)
+        charts(results, document.parent / "performance")
+
+
+if __name__ == "__main__":
+    main()
