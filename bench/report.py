@@ -86,7 +86,7 @@ def overloads(results):
 def scaling(results, who):
     """Threads times the processor time of a read alone over that of a read among others."""
     runs = sorted((int(name.rsplit(":", 1)[1]), name) for name in results.medians
-                  if name.startswith(f"parallel/U32x4/{who}/threads:"))
+                  if name.startswith(f"read/parallel/U32x4/{who}/threads:"))
     (_, alone), (threads, together) = runs[0], runs[-1]
     return threads, threads * results.get(alone) / results.get(together)
 
