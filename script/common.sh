@@ -26,6 +26,8 @@ packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconf
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev"
+packages_compared="udev dconf-cli tinycdb lmdb-utils libubootenv-tool"
+packages_coverage="gcovr"
 
 # Installs those of the named packages that are missing; asks the archive only when one is.
 need_packages() {
