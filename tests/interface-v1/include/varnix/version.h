@@ -9,10 +9,8 @@
 #define VARNIX_VERSION_PATCH 0
 #define VARNIX_VERSION "0.1.0"
 
-namespace Varnix
-{
-namespace V1
-{
+namespace Varnix {
+namespace V1 {
 
 /**
  * The version of the library that the process runs with, as "MAJOR.MINOR.PATCH".
