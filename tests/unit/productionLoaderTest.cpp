@@ -4,6 +4,7 @@
 #include "tests/support/tracedProcess.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <future>
@@ -16,9 +17,8 @@ namespace {
 using Test::Allocation;
 using Test::AllocationFailure;
 using Test::ReadOutcome;
-using Test::runTraced;
 using Test::ScriptedRead;
-using Test::TracedRun;
+using Test::startTraced;
 
 constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
 constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
@@ -72,14 +72,15 @@ protected:
         return heard();
     }
 
-    /** Whether a descriptor of the file stands at this position. */
-    bool hasReadUpTo(std::size_t position) const
+    /** Whether a descriptor that the process has of the file stands at this position. */
+    bool hasReadUpTo(std::size_t position, const std::string& process) const
     {
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-            std::error_code closed;
+        std::error_code closed;
+        const std::string proc = "/proc/" + process;
+        for (const auto& entry : std::filesystem::directory_iterator(proc + "/fd", closed)) {
             if (std::filesystem::read_symlink(entry.path(), closed) != path)
                 continue;
-            std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+            std::ifstream info(proc + "/fdinfo/" + entry.path().filename().string());
             std::string label;
             std::size_t value = 0;
             if (info >> label >> value && value == position)
@@ -208,7 +209,7 @@ TEST_F(ProductionLoader, WaitsForWhatAShortFileStillLacks)
     const std::string image = goodFile.image();
     write(image.substr(0, 12));
     auto loaded = std::async(std::launch::async, [&] { return container.loadProductionDb(path); });
-    EXPECT_TRUE(waitUntil([&] { return hasReadUpTo(12); }));
+    EXPECT_TRUE(waitUntil([&] { return hasReadUpTo(12, "self"); }));
     EXPECT_EQ(loaded.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
 
     std::ofstream(path, std::ios::binary | std::ios::app) << image.substr(12);
@@ -221,10 +222,15 @@ TEST_F(ProductionLoader, KeepsAskingForEveryMissingByte)
     const std::string image = goodFile.image();
     for (const std::size_t size : {std::size_t{10}, image.size() - 1}) {
         write(image.substr(0, size));
-        const TracedRun load =
-            runTraced({TRACING_PROGRAM, "load", path}, {}, std::chrono::seconds(1));
-        EXPECT_TRUE(WIFSIGNALED(load.status)) << size;
-        EXPECT_EQ(load.records.back().msg, "Size of Db: " + std::to_string(image.size()));
+        TraceSession session;
+        const pid_t loader = startTraced(session, {TRACING_PROGRAM, "load", path});
+        EXPECT_TRUE(waitUntil([&] { return hasReadUpTo(size, std::to_string(loader)); }));
+        const auto ended = [&] { return ::waitpid(loader, nullptr, WNOHANG) != 0; };
+        EXPECT_FALSE(waitUntil(ended, std::chrono::milliseconds(300))) << size;
+        ::kill(loader, SIGKILL);
+        ::waitpid(loader, nullptr, 0);
+        EXPECT_THAT(session.take(),
+                    ElementsAre(testing::_, testing::_, reading(path), sized(image.size())));
     }
 }
 

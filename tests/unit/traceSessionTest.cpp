@@ -129,7 +129,6 @@ TEST(TracedProcess, IsKilledWhenItTakesTooLong)
 {
     const TracedRun run = runTraced({TRACING_PROGRAM, "hang"}, {}, std::chrono::seconds(1));
     EXPECT_TRUE(WIFSIGNALED(run.status) && WTERMSIG(run.status) == SIGKILL);
-    EXPECT_THAT(run.records, ElementsAre(saying("before main"), saying("in main")));
 }
 
 TEST(TracedProcess, IsNotSeenByTheSessionOfAnother)
