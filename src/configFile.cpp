@@ -100,8 +100,12 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
         if (element == nullptr)
             return ConfigError{Kind::NO_ELEMENT, i};
         DbConfiguration configuration;
-        if (auto error = readElement(element, i, configuration))
+        const auto line = static_cast<int>(config_setting_source_line(element));
+        if (auto error = readElement(element, i, configuration)) {
+            error->line = line;
             return error;
+        }
+        configuration.line = line;
         configurations.push_back(std::move(configuration));
     }
     return std::nullopt;

@@ -13,6 +13,7 @@ struct DbConfiguration
     std::string componentId;
     std::string revision;
     std::vector<std::string> filePaths;
+    int line = 0; ///< where the entry begins in its file
 };
 
 /** Why a component configuration file cannot be used. */
@@ -32,7 +33,7 @@ struct ConfigError
     Kind kind = Kind::UNREADABLE;
     int element = 0;      ///< index in the list of entries
     int path = 0;         ///< index in "file_paths", for BAD_FILE_PATH
-    int line = 0;         ///< line of a syntax error, for UNREADABLE
+    int line = 0;         ///< line of a syntax error or of the malformed entry; 0: no line
     std::string reason{}; ///< libconfig's words, for UNREADABLE
 };
 
