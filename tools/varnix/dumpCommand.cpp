@@ -1,7 +1,6 @@
 #include "command.h"
 #include "dbfile/finding.h"
 #include "dbfile/sourcePrinter.h"
-#include "dbfile/types.h"
 #include "document.h"
 #include "files.h"
 
@@ -22,35 +21,15 @@ struct DumpOptions
     std::string file;
 };
 
-/** Text or numbers; nothing where the bytes are neither. */
-Json valueOf(const DbFile::Record& record)
-{
-    const DbFile::Type* const type = DbFile::findType(record.type);
-    if (type == nullptr || !DbFile::isWhole(*type, record.data.size()))
-        return {};
-    if (record.type == DbFile::charType)
-        return isUnicode(record.data) ? Json(record.data) : Json();
-    Json elements = Json::array();
-    for (std::size_t i = 0; i < record.data.size() / type->elementSize; ++i)
-        elements.push_back(DbFile::elementAt(record.data, *type, i));
-    return elements;
-}
-
 Json documentOf(const DbFile::Record& record)
 {
-    const DbFile::Type* const type = DbFile::findType(record.type);
     Json document;
     if (record.tag != DbFile::Format::recordTag)
         document["tag"] = DbFile::hexBytes({&record.tag, 1});
     document["key"] = record.key;
     if (!isUnicode(record.key))
         document["keyBytes"] = DbFile::hexBytes(record.key);
-    document["type"] = type == nullptr ? Json(record.type) : Json(type->name);
-    Json value = valueOf(record);
-    if (value.is_null())
-        document["bytes"] = DbFile::hexBytes(record.data);
-    else
-        document["value"] = std::move(value);
+    addValue(document, {record.type, record.data});
     return document;
 }
 

@@ -43,14 +43,21 @@ DbFile::Database readDatabase(const std::string& path)
     return DbFile::decode(image);
 }
 
-std::optional<std::string> problemWith(const std::string& path)
+Image readImage(const std::string& path)
 {
     try {
-        std::string refused = refusalText(path, DbFile::readWholeFile(path));
-        return refused.empty() ? std::nullopt : std::optional(std::move(refused));
+        Image image{DbFile::readWholeFile(path), std::nullopt};
+        if (std::string refused = refusalText(path, image.bytes); !refused.empty())
+            image.problem = std::move(refused);
+        return image;
     } catch (const DbFile::FileError& error) {
-        return error.what();
+        return {"", error.what()};
     }
+}
+
+std::optional<std::string> problemWith(const std::string& path)
+{
+    return readImage(path).problem;
 }
 
 void writeOutput(const std::string& path, std::string_view content)

@@ -1,0 +1,66 @@
+#include "production.h"
+
+#include "dbfile/decoder.h"
+#include "dbfile/types.h"
+#include "files.h"
+#include "store.h"
+#include "tokenize.h"
+
+#include <array>
+#include <cstdlib>
+
+namespace Varnix::Tool {
+
+namespace {
+
+constexpr std::array productionVariables{"sys_uflash_prod_db_dev_dev", "sys_uflash_prod_db_dev"};
+
+} // namespace
+
+std::vector<ProductionFile> productionFiles()
+{
+    std::vector<ProductionFile> files;
+    for (const char* const variable : productionVariables)
+        if (const char* const path = std::getenv(variable); path != nullptr)
+            files.push_back({variable, path});
+    return files;
+}
+
+std::optional<Production> readProduction(const std::vector<ProductionFile>& files)
+{
+    for (const ProductionFile& file : files)
+        if (const Image image = readImage(file.path); !image.problem)
+            return Production{file, DbFile::decode(image.bytes)};
+    return std::nullopt;
+}
+
+std::string whyNoProduction(const std::vector<ProductionFile>& files)
+{
+    if (files.empty())
+        return std::string("neither ") + productionVariables[0] + " nor " + productionVariables[1] +
+               " is set in the environment";
+    std::string text;
+    for (const ProductionFile& file : files)
+        text.append(text.empty() ? "" : "\n")
+            .append(file.variable)
+            .append(": ")
+            .append(problemWith(file.path).value_or("it was not loaded"));
+    return text;
+}
+
+std::optional<std::vector<std::string>> identitiesIn(const DbFile::Database& production)
+{
+    Store store;
+    store.populate(production, 0);
+    const StoredValue* const found = store.find(identitiesKey);
+    if (found == nullptr || found->value.type != DbFile::charType)
+        return std::nullopt;
+    return Backend::DBUtils::tokenize(found->value.data, " ");
+}
+
+std::string whyNoIdentities()
+{
+    return std::string("no identities: the production database holds no text at ") + identitiesKey;
+}
+
+} // namespace Varnix::Tool
