@@ -24,13 +24,13 @@ TEST_F(Usage, HelpNamesTheSubcommandsAndTheStatuses)
     const ProcessResult result = varnix({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* word : {"build", "dump", "diff", "check", "get", "Exit status"})
+    for (const char* word : {"build", "dump", "diff", "check", "get", "explain", "Exit status"})
         EXPECT_THAT(result.out, HasSubstr(word));
 }
 
 TEST_F(Usage, EverySubcommandHasHelp)
 {
-    for (const char* command : {"build", "dump", "diff", "check", "get"}) {
+    for (const char* command : {"build", "dump", "diff", "check", "get", "explain"}) {
         const ProcessResult result = varnix({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_THAT(result.out, HasSubstr(command));
@@ -54,6 +54,8 @@ TEST_F(Usage, WrongCommandLinesMustFail)
         {"check"},
         {"get"},
         {"get", "node.cfg"},
+        {"explain"},
+        {"explain", "node.cfg", "--identity"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const ProcessResult result = varnix(arguments);

@@ -45,6 +45,7 @@ void addDump(CLI::App& app, Status& status);
 void addDiff(CLI::App& app, Status& status);
 void addCheck(CLI::App& app, Status& status);
 void addGet(CLI::App& app, Status& status);
+void addExplain(CLI::App& app, Status& status);
 
 } // namespace Varnix::Tool
 

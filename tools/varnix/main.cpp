@@ -37,7 +37,7 @@ Status run(int argc, char** argv)
 
     Status status = Status::Done;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
-                           Varnix::Tool::addCheck, Varnix::Tool::addGet})
+                           Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain})
         add(app, status);
 
     const bool asDocument = std::any_of(

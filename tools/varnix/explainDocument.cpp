@@ -1,0 +1,119 @@
+#include "document.h"
+#include "explainPrint.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json documentOf(const std::optional<ProductionFile>& production)
+{
+    return production ? Json{{"path", production->path}, {"variable", production->variable}}
+                      : Json();
+}
+
+Json documentOf(const std::vector<ExplainedEntry>& entries)
+{
+    Json documents = Json::array();
+    for (const ExplainedEntry& entry : entries)
+        documents.push_back({{"index", documents.size()},
+                             {"line", entry.configuration.line},
+                             {"pattern", entry.pattern},
+                             {"matches", entry.matches},
+                             {"files", entry.configuration.filePaths}});
+    return documents;
+}
+
+Json documentOf(const ExplainedFile& file)
+{
+    Json listings = Json::array();
+    for (const Listing& listing : file.listings)
+        listings.push_back({{"entry", listing.entry}, {"position", listing.position}});
+    return {{"path", file.path},
+            {"selected", file.selected},
+            {"listings", std::move(listings)},
+            {"problem", file.problem ? Json(*file.problem) : Json()}};
+}
+
+const char* nameOf(Answer::Kind kind) noexcept
+{
+    switch (kind) {
+    case Answer::Kind::NoDatabase:
+        return "no database";
+    case Answer::Kind::Absent:
+        return "absent";
+    case Answer::Kind::Mismatch:
+        return "type mismatch";
+    default:
+        return "value";
+    }
+}
+
+Json answerDocument(const Explanation& explanation, const std::string& key)
+{
+    const Answer answer = explanation.answerFor(key);
+    Json document{{"result", nameOf(answer.kind)}};
+    if (answer.kind != Answer::Kind::Value && answer.kind != Answer::Kind::Mismatch)
+        return document;
+    document["production"] = answer.fromProduction;
+    document["file"] =
+        answer.fromProduction ? explanation.production->path : explanation.files[answer.file].path;
+    addValue(document, answer.value);
+    if (answer.hiddenType)
+        document["hiddenType"] = *answer.hiddenType;
+    return document;
+}
+
+Json keyDocument(const Explanation& explanation, const std::string& key)
+{
+    Json production;
+    if (const StoredValue* const found = explanation.productionStore.find(key))
+        addValue(production, found->value);
+    Json files = Json::array();
+    for (const ExplainedFile& file : explanation.files)
+        if (const auto found = file.parameters.find(key); found != file.parameters.end()) {
+            Json document{{"path", file.path}, {"selected", file.selected}};
+            addValue(document, found->second);
+            files.push_back(std::move(document));
+        }
+    return {{"key", key},
+            {"production", std::move(production)},
+            {"files", std::move(files)},
+            {"client", answerDocument(explanation, key)}};
+}
+
+Json documentOf(const NodeFinding& finding)
+{
+    Json document{{"severity", nameOf(finding.severity)}, {"file", finding.file}};
+    if (finding.line > 0)
+        document["line"] = finding.line;
+    document["message"] = finding.text;
+    return document;
+}
+
+} // namespace
+
+Json documentOf(const Explanation& explanation, const std::vector<std::string>& keys,
+                const std::vector<NodeFinding>& findings)
+{
+    Json document{{"config", explanation.config},
+                  {"production", documentOf(explanation.production)},
+                  {"identities", explanation.identities},
+                  {"entries", documentOf(explanation.entries)},
+                  {"files", Json::array()},
+                  {"keys", Json::array()},
+                  {"findings", Json::array()},
+                  {"errors", Json::array()}};
+    for (const ExplainedFile& file : explanation.files)
+        document["files"].push_back(documentOf(file));
+    for (const std::string& key : keys)
+        document["keys"].push_back(keyDocument(explanation, key));
+    for (const NodeFinding& finding : findings)
+        document["findings"].push_back(documentOf(finding));
+    return document;
+}
+
+} // namespace Varnix::Tool

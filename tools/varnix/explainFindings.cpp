@@ -1,0 +1,143 @@
+#include "explainFindings.h"
+
+#include "dbfile/decoder.h"
+#include "dbfile/types.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string_view>
+#include <system_error>
+
+namespace Varnix::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Findings = std::vector<NodeFinding>;
+
+std::string entryText(std::size_t index)
+{
+    return "entry " + std::to_string(index);
+}
+
+std::string typeText(std::uint8_t number)
+{
+    if (number == DbFile::undefinedType)
+        return "an empty value without a type";
+    const DbFile::Type* const type = DbFile::findType(number);
+    return type == nullptr ? "type " + std::to_string(number) : std::string(type->name);
+}
+
+void findInEntries(const Explanation& explanation, Findings& findings)
+{
+    const std::vector<ExplainedEntry>& entries = explanation.entries;
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        if (entries[i].matches.empty())
+            findings.push_back(
+                {Severity::Note, explanation.config, entries[i].configuration.line,
+                 entryText(i) + ": " + entries[i].pattern + " matches none of the identities"});
+    if (std::none_of(explanation.files.begin(), explanation.files.end(),
+                     [](const ExplainedFile& file) { return file.selected; }))
+        findings.push_back({Severity::Warning, explanation.config, 0,
+                            "no file is selected: a client finds only what the production "
+                            "database holds"});
+}
+
+void findInFile(const Explanation& explanation, const ExplainedFile& file, Findings& findings)
+{
+    const std::size_t entry = file.listings.front().entry;
+    const int line = explanation.entries[entry].configuration.line;
+    if (!file.selected)
+        findings.push_back(
+            {Severity::Note, explanation.config, line, "no entry that matches lists " + file.path});
+    if (file.problem)
+        findings.push_back(
+            {file.selected ? Severity::Error : Severity::Warning, explanation.config, line,
+             entryText(entry) + " lists a file that cannot be used: " + *file.problem});
+    if (file.defects > 0)
+        findings.push_back({Severity::Warning, file.path, 0,
+                            "the file holds what it must not; varnix check names it"});
+}
+
+/** Whether a file begins as a database file does; other files in a folder are not our business. */
+bool looksLikeDatabase(const fs::path& path)
+{
+    std::array<char, DbFile::Format::headerSize> header{};
+    std::ifstream file(path, std::ios::binary);
+    return file.read(header.data(), header.size()) &&
+           DbFile::isThisFormat({header.data(), header.size()});
+}
+
+fs::path resolved(const fs::path& path)
+{
+    std::error_code error;
+    return fs::weakly_canonical(path, error);
+}
+
+/** Database files that stand beside the listed ones and that nothing lists. */
+void findUnlisted(const Explanation& explanation, Findings& findings)
+{
+    std::set<fs::path> known;
+    std::set<fs::path> folders;
+    for (const ExplainedFile& file : explanation.files) {
+        known.insert(resolved(file.path));
+        folders.insert(fs::path(file.path).parent_path());
+    }
+    if (explanation.production)
+        known.insert(resolved(explanation.production->path));
+    std::set<fs::path> unlisted;
+    for (const fs::path& folder : folders) {
+        std::error_code error;
+        for (const fs::directory_entry& found :
+             fs::directory_iterator(folder.empty() ? "." : folder, error))
+            if (found.is_regular_file(error) && known.insert(resolved(found.path())).second &&
+                looksLikeDatabase(found.path()))
+                unlisted.insert(folder / found.path().filename());
+    }
+    for (const fs::path& path : unlisted)
+        findings.push_back({Severity::Note, path.string(), 0, "no entry lists this database file"});
+}
+
+void findHidden(const Explanation& explanation, Findings& findings)
+{
+    for (const auto& [key, hidden] : explanation.componentStore.values()) {
+        const StoredValue* const hiding = explanation.productionStore.find(key);
+        if (hiding == nullptr || hiding->value.type == hidden.value.type)
+            continue;
+        const std::string type = typeText(hidden.value.type);
+        findings.push_back({Severity::Warning, explanation.production->path, 0,
+                            key + ": " + typeText(hiding->value.type) + " here hides " + type +
+                                " in " + explanation.files[hidden.file].path +
+                                ": a client that reads " + type + " gets a type mismatch"});
+    }
+}
+
+} // namespace
+
+const char* nameOf(Severity severity) noexcept
+{
+    switch (severity) {
+    case Severity::Note:
+        return "note";
+    case Severity::Warning:
+        return "warning";
+    default:
+        return "error";
+    }
+}
+
+std::vector<NodeFinding> findingsIn(const Explanation& explanation)
+{
+    Findings findings;
+    findInEntries(explanation, findings);
+    for (const ExplainedFile& file : explanation.files)
+        findInFile(explanation, file, findings);
+    findUnlisted(explanation, findings);
+    findHidden(explanation, findings);
+    return findings;
+}
+
+} // namespace Varnix::Tool

@@ -1,0 +1,37 @@
+#ifndef VARNIX_TOOL_EXPLAINFINDINGS_H
+#define VARNIX_TOOL_EXPLAINFINDINGS_H
+
+#include "explanation.h"
+
+#include <string>
+#include <vector>
+
+namespace Varnix::Tool {
+
+enum class Severity
+{
+    /** It may be meant so. */
+    Note,
+    Warning,
+    /** It keeps a client from getting a database. */
+    Error,
+};
+
+const char* nameOf(Severity severity) noexcept;
+
+/** Something that looks wrong, and what to do about it. */
+struct NodeFinding
+{
+    Severity severity = Severity::Note;
+    std::string file;
+    /** The line of a configuration's entry; 0: the file as a whole. */
+    int line = 0;
+    std::string text;
+};
+
+/** What looks wrong with a configuration and the files it lists. */
+std::vector<NodeFinding> findingsIn(const Explanation& explanation);
+
+} // namespace Varnix::Tool
+
+#endif

@@ -1,0 +1,24 @@
+#ifndef VARNIX_TOOL_EXPLAINPRINT_H
+#define VARNIX_TOOL_EXPLAINPRINT_H
+
+#include "explainFindings.h"
+#include "explanation.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <vector>
+
+/** An explanation as a text for people and as a document for programs. */
+namespace Varnix::Tool {
+
+void printText(const Explanation& explanation, const std::vector<std::string>& keys,
+               const std::vector<NodeFinding>& findings);
+
+nlohmann::ordered_json documentOf(const Explanation& explanation,
+                                  const std::vector<std::string>& keys,
+                                  const std::vector<NodeFinding>& findings);
+
+} // namespace Varnix::Tool
+
+#endif

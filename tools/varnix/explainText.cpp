@@ -1,0 +1,182 @@
+#include "dbfile/sourceLine.h"
+#include "dbfile/sourceValue.h"
+#include "dbfile/types.h"
+#include "explainPrint.h"
+#include "terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+
+namespace Varnix::Tool {
+
+namespace {
+
+constexpr const char* productionName = "production";
+
+std::string keyText(const std::string& key)
+{
+    return DbFile::isPlainKey(key) ? key : DbFile::quoted(key);
+}
+
+std::string valueText(const DbFile::Value& value)
+{
+    return value.type == DbFile::undefinedType ? "empty, without a type"
+                                               : DbFile::printValue(value.type, value.data);
+}
+
+std::string joined(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words)
+        text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
+std::string padded(std::string text, std::size_t width)
+{
+    text.resize(std::max(width, text.size()), ' ');
+    return text;
+}
+
+/** Prints the parts of an explanation one after the other. */
+class TextPrinter
+{
+public:
+    explicit TextPrinter(const Explanation& explanation) : m_explanation(explanation) {}
+
+    void printNode() const
+    {
+        std::cout << heading("Production database: ");
+        if (m_explanation.production)
+            std::cout << m_explanation.production->path << " (named by "
+                      << m_explanation.production->variable << ")\n";
+        else
+            std::cout << "none: " << m_explanation.noProduction.value_or("") << '\n';
+        std::cout << heading("Identities: ")
+                  << (m_explanation.identities.empty() ? "none" : joined(m_explanation.identities))
+                  << '\n';
+    }
+
+    void printEntries() const
+    {
+        std::cout << '\n' << heading("Entries of " + m_explanation.config + ':') << '\n';
+        for (std::size_t i = 0; i < m_explanation.entries.size(); ++i) {
+            const ExplainedEntry& entry = m_explanation.entries[i];
+            std::cout << "  " << i << "  line " << entry.configuration.line << "  " << entry.pattern
+                      << "  "
+                      << (entry.matches.empty()
+                              ? "matches nothing"
+                              : m_painter.paint(Colour::Green, "matches " + joined(entry.matches)))
+                      << '\n';
+        }
+    }
+
+    void printFiles() const
+    {
+        std::cout << '\n' << heading("Files, the first wins:") << '\n';
+        for (std::size_t i = 0; i < m_explanation.files.size(); ++i) {
+            const ExplainedFile& file = m_explanation.files[i];
+            if (file.selected)
+                std::cout << "  " << i + 1 << "  " << file.path << "  entry "
+                          << file.listings.front().entry << repeats(file) << '\n';
+        }
+    }
+
+    void printKey(const std::string& key) const
+    {
+        std::cout << '\n' << heading(keyText(key)) << '\n';
+        std::size_t width = std::string(productionName).size();
+        for (const ExplainedFile& file : m_explanation.files)
+            if (file.parameters.contains(key))
+                width = std::max(width, file.path.size());
+        const StoredValue* const inProduction = m_explanation.productionStore.find(key);
+        std::cout << "  " << padded(productionName, width) << "  "
+                  << (inProduction == nullptr ? "-" : valueText(inProduction->value)) << '\n';
+        for (const ExplainedFile& file : m_explanation.files)
+            if (const auto found = file.parameters.find(key); found != file.parameters.end())
+                std::cout << "  " << padded(file.path, width) << "  " << valueText(found->second)
+                          << (file.selected ? "" : "  (not selected)") << '\n';
+        std::cout << "  => " << answerText(m_explanation.answerFor(key)) << '\n';
+    }
+
+    void printFindings(const std::vector<NodeFinding>& findings) const
+    {
+        if (findings.empty())
+            return;
+        std::cout << '\n' << heading("Findings:") << '\n';
+        for (const NodeFinding& finding : findings) {
+            std::cout << finding.file;
+            if (finding.line > 0)
+                std::cout << ':' << finding.line;
+            std::cout << ": "
+                      << m_painter.paint(colourOf(finding.severity), nameOf(finding.severity))
+                      << ": " << finding.text << '\n';
+        }
+    }
+
+private:
+    std::string heading(const std::string& text) const
+    {
+        return m_painter.paint(Colour::Bold, text);
+    }
+
+    static Colour colourOf(Severity severity) noexcept
+    {
+        if (severity == Severity::Error)
+            return Colour::Red;
+        return severity == Severity::Warning ? Colour::Yellow : Colour::Bold;
+    }
+
+    /** The other places where entries that match list the file. */
+    std::string repeats(const ExplainedFile& file) const
+    {
+        std::string text;
+        for (std::size_t i = 1; i < file.listings.size(); ++i)
+            if (!m_explanation.entries[file.listings[i].entry].matches.empty())
+                text.append(text.empty() ? ", again in entry " : ", entry ")
+                    .append(std::to_string(file.listings[i].entry));
+        return text;
+    }
+
+    std::string answerText(const Answer& answer) const
+    {
+        const std::string source = answer.fromProduction ? "the production database"
+                                   : m_explanation.files.empty()
+                                       ? ""
+                                       : m_explanation.files[answer.file].path;
+        switch (answer.kind) {
+        case Answer::Kind::NoDatabase:
+            return "a client gets no database: a selected file cannot be used";
+        case Answer::Kind::Absent:
+            return "a client finds no such key";
+        case Answer::Kind::Mismatch:
+            return "a client gets a type mismatch from every read: in " + source + " it is " +
+                   valueText(answer.value);
+        default:
+            return "a client gets " + valueText(answer.value) + " from " + source +
+                   (answer.hiddenType ? ", and a type mismatch when it reads the components' type"
+                                      : "");
+        }
+    }
+
+    const Explanation& m_explanation;
+    const Painter m_painter{STDOUT_FILENO};
+};
+
+} // namespace
+
+void printText(const Explanation& explanation, const std::vector<std::string>& keys,
+               const std::vector<NodeFinding>& findings)
+{
+    const TextPrinter printer(explanation);
+    printer.printNode();
+    printer.printEntries();
+    printer.printFiles();
+    for (const std::string& key : keys)
+        printer.printKey(key);
+    printer.printFindings(findings);
+}
+
+} // namespace Varnix::Tool

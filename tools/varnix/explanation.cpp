@@ -1,0 +1,169 @@
+#include "explanation.h"
+
+#include "command.h"
+#include "configuration.h"
+#include "dbfile/checker.h"
+#include "dbfile/decoder.h"
+#include "dbfile/types.h"
+#include "files.h"
+#include "nodeDiagnosis.h"
+#include "selection.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+
+namespace Varnix::Tool {
+
+namespace {
+
+namespace Selection = Backend::Selection;
+using Backend::DBUtils::DbConfiguration;
+
+/** The identities to select for, and the production values that a client would get. */
+void readNode(Explanation& explanation, const std::vector<std::string>& identities)
+{
+    if (identities.empty())
+        refuseEndlessNode(explanation.config);
+    const std::vector<ProductionFile> files = productionFiles();
+    const std::optional<Production> production = readProduction(files);
+    if (production) {
+        explanation.production = production->file;
+        explanation.productionStore.populate(production->database, 0);
+    }
+    if (!identities.empty()) {
+        explanation.identities = identities;
+        if (!production)
+            explanation.noProduction = whyNoProduction(files);
+        return;
+    }
+    if (!production)
+        throw Failure(Status::NodeUnusable,
+                      "varnix: no production database: " + whyNoProduction(files) +
+                          "\nName one in the environment, or give identities with --identity.");
+    const auto found = identitiesIn(production->database);
+    if (!found)
+        throw Failure(Status::NodeUnusable, "varnix: " + whyNoIdentities() +
+                                                "\nGive identities with --identity to go on.");
+    explanation.identities = *found;
+}
+
+ExplainedEntry explainEntry(const DbConfiguration& configuration,
+                            const std::vector<std::string>& identities)
+{
+    ExplainedEntry entry{configuration, Selection::pattern(configuration), {}};
+    std::copy_if(
+        identities.begin(), identities.end(), std::back_inserter(entry.matches),
+        [&](const std::string& identity) { return Selection::matches(entry.pattern, identity); });
+    return entry;
+}
+
+/** Where the entries list the path; only those that match, or only those that do not. */
+void addListings(ExplainedFile& file, const std::vector<ExplainedEntry>& entries, bool matching)
+{
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const std::vector<std::string>& paths = entries[i].configuration.filePaths;
+        if (entries[i].matches.empty() == matching)
+            continue;
+        for (std::size_t j = 0; j < paths.size(); ++j)
+            if (paths[j] == file.path)
+                file.listings.push_back({i, j});
+    }
+}
+
+std::vector<ExplainedFile> listFiles(const std::vector<ExplainedEntry>& entries,
+                                     const std::vector<std::string>& selected)
+{
+    std::vector<std::string> paths = selected;
+    for (const ExplainedEntry& entry : entries)
+        paths.insert(paths.end(), entry.configuration.filePaths.begin(),
+                     entry.configuration.filePaths.end());
+    std::vector<ExplainedFile> files;
+    for (const std::string& path : Selection::withoutDuplicates(paths)) {
+        ExplainedFile file;
+        file.path = path;
+        file.selected = files.size() < selected.size();
+        addListings(file, entries, true);
+        addListings(file, entries, false);
+        files.push_back(std::move(file));
+    }
+    return files;
+}
+
+std::optional<DbFile::Database> readFile(ExplainedFile& file)
+{
+    Image image = readImage(file.path);
+    if (image.problem) {
+        file.problem = std::move(image.problem);
+        return std::nullopt;
+    }
+    file.defects = DbFile::check(image.bytes).findings.size();
+    DbFile::Database database = DbFile::decode(image.bytes);
+    file.parameters = DbFile::parameters(database);
+    return database;
+}
+
+} // namespace
+
+bool Explanation::isUsable() const
+{
+    return std::none_of(files.begin(), files.end(), [](const ExplainedFile& file) {
+        return file.selected && file.problem.has_value();
+    });
+}
+
+Answer Explanation::answerFor(const std::string& key) const
+{
+    const StoredValue* const inProduction = productionStore.find(key);
+    const StoredValue* const inComponents = componentStore.find(key);
+    Answer answer;
+    if (!isUsable()) {
+        answer.kind = Answer::Kind::NoDatabase;
+        return answer;
+    }
+    const StoredValue* const found = inProduction != nullptr ? inProduction : inComponents;
+    if (found == nullptr)
+        return answer;
+    const DbFile::Type* const type = DbFile::findType(found->value.type);
+    answer.kind = type == nullptr ? Answer::Kind::Mismatch : Answer::Kind::Value;
+    answer.value = found->value;
+    if (type != nullptr) // reads leave out what is no whole element
+        answer.value.data.resize(answer.value.data.size() / type->elementSize * type->elementSize);
+    answer.fromProduction = inProduction != nullptr;
+    answer.file = found->file;
+    if (inProduction != nullptr && inComponents != nullptr &&
+        inProduction->value.type != inComponents->value.type)
+        answer.hiddenType = inComponents->value.type;
+    return answer;
+}
+
+std::vector<std::string> Explanation::keys() const
+{
+    std::set<std::string> found;
+    for (const Store* const store : {&productionStore, &componentStore})
+        for (const auto& [key, value] : store->values())
+            found.insert(key);
+    return {found.begin(), found.end()};
+}
+
+Explanation explain(const std::string& config, const std::vector<std::string>& identities)
+{
+    Explanation explanation;
+    explanation.config = config;
+    readNode(explanation, identities);
+    const std::vector<DbConfiguration> configurations = readConfiguration(config);
+    for (const DbConfiguration& configuration : configurations)
+        explanation.entries.push_back(explainEntry(configuration, explanation.identities));
+    explanation.files = listFiles(explanation.entries,
+                                  Selection::selectFiles(configurations, explanation.identities));
+
+    // As the library loads them: the last first, so that the first wins.
+    for (std::size_t i = explanation.files.size(); i-- > 0;) {
+        const auto database = readFile(explanation.files[i]);
+        if (database && explanation.files[i].selected)
+            explanation.componentStore.populate(*database, i);
+    }
+    return explanation;
+}
+
+} // namespace Varnix::Tool

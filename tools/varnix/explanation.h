@@ -1,0 +1,98 @@
+#ifndef VARNIX_TOOL_EXPLANATION_H
+#define VARNIX_TOOL_EXPLANATION_H
+
+#include "configFile.h"
+#include "dbfile/comparison.h"
+#include "production.h"
+#include "store.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Varnix::Tool {
+
+/** An entry of the configuration and the identities that its pattern matches. */
+struct ExplainedEntry
+{
+    Backend::DBUtils::DbConfiguration configuration;
+    std::string pattern;
+    std::vector<std::string> matches;
+};
+
+/** A place in the configuration where a file is listed. */
+struct Listing
+{
+    std::size_t entry = 0;
+    /** Where in the entry's file_paths. */
+    std::size_t position = 0;
+};
+
+struct ExplainedFile
+{
+    std::string path;
+    /** Whether an entry that matches lists it. */
+    bool selected = false;
+    /** Of a selected file, first the listing that gives it its place. */
+    std::vector<Listing> listings;
+    /** Why it cannot be used. */
+    std::optional<std::string> problem;
+    /** How many things `varnix check` finds in a file that can be used. */
+    std::size_t defects = 0;
+    std::map<std::string, DbFile::Value> parameters;
+};
+
+/** What a client gets for a key. */
+struct Answer
+{
+    enum class Kind
+    {
+        /** No database at all: a selected file cannot be used. */
+        NoDatabase,
+        Absent,
+        /** The key is there, and no read accepts it. */
+        Mismatch,
+        Value,
+    };
+
+    Kind kind = Kind::Absent;
+    DbFile::Value value;
+    bool fromProduction = false;
+    /** The file that gives it, when it is not the production database. */
+    std::size_t file = 0;
+    /** The type in the components, where a production value of another type hides it. */
+    std::optional<std::uint8_t> hiddenType;
+};
+
+/** Why a configuration gives a client what it gives. */
+struct Explanation
+{
+    std::string config;
+    std::optional<ProductionFile> production;
+    /** Why there is no production database, when the identities were given. */
+    std::optional<std::string> noProduction;
+    std::vector<std::string> identities;
+    std::vector<ExplainedEntry> entries;
+    /** The selected ones in the order in which they win, then the others. */
+    std::vector<ExplainedFile> files;
+
+    Store productionStore;
+    Store componentStore;
+
+    bool isUsable() const;
+    Answer answerFor(const std::string& key) const;
+    /** Every key that a client could ask for. */
+    std::vector<std::string> keys() const;
+};
+
+/**
+ * Explains a configuration for `identities` or, when there are none, for those of the node's
+ * production database. Failure with NodeUnusable or Invalid.
+ */
+Explanation explain(const std::string& config, const std::vector<std::string>& identities);
+
+} // namespace Varnix::Tool
+
+#endif

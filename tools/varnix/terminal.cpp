@@ -1,0 +1,45 @@
+#include "terminal.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+namespace Varnix::Tool {
+
+namespace {
+
+/** The value of a variable that is set; empty otherwise. */
+std::string_view variable(const char* name)
+{
+    const char* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+const char* codeOf(Colour colour) noexcept
+{
+    switch (colour) {
+    case Colour::Bold:
+        return "1";
+    case Colour::Green:
+        return "32";
+    case Colour::Yellow:
+        return "33";
+    default:
+        return "31";
+    }
+}
+
+} // namespace
+
+Painter::Painter(int fd)
+    : m_isOn(::isatty(fd) != 0 && variable("NO_COLOR").empty() && variable("TERM") != "dumb")
+{
+}
+
+std::string Painter::paint(Colour colour, const std::string& text) const
+{
+    return m_isOn ? std::string("\033[") + codeOf(colour) + "m" + text + "\033[0m" : text;
+}
+
+} // namespace Varnix::Tool
