@@ -134,9 +134,10 @@ std::unique_ptr<unsigned char[]> DbContainer::loadProductionDbBody(int fd, DB_He
         Trace::error([] { return "Couldn't allocate buffer memory to load DB"; });
         return nullptr;
     }
-    ::lseek(fd, 0, SEEK_SET);
+    // What cannot be read from its start would keep the loop asking for what never comes.
+    const off_t start = ::lseek(fd, 0, SEEK_SET);
     for (std::uint64_t done = 0; done < total;) {
-        const ssize_t got = ::read(fd, image.get() + done, total - done);
+        const ssize_t got = start < 0 ? start : ::read(fd, image.get() + done, total - done);
         if (got < 0) {
             Trace::info(
                 [&] { return Trace::text("ABN: Data Base read failed with error code ", got); });
