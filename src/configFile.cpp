@@ -1,6 +1,14 @@
 #include "configFile.h"
 
+#include "fileDescriptor.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include <fcntl.h>
 #include <libconfig.h>
+#include <sys/stat.h>
 
 namespace Varnix::Backend::DBUtils {
 
@@ -24,6 +32,47 @@ private:
 };
 
 using Kind = ConfigError::Kind;
+
+/**
+ * A configuration file as libconfig may read it: libconfig ends the process where a read fails, so
+ * that it is shown the file's end instead.
+ */
+class Source
+{
+public:
+    explicit Source(const std::string& path) noexcept
+        : m_file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+          m_stream(::fopencookie(this, "r", {.read = &read, .write = {}, .seek = {}, .close = {}}),
+                   &std::fclose)
+    {
+        struct stat status = {};
+        m_failed = !m_file.isOpen() || !m_stream || ::fstat(m_file.get(), &status) != 0 ||
+                   S_ISDIR(status.st_mode);
+    }
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    bool failed() const noexcept { return m_failed; }
+    std::FILE* stream() const noexcept { return m_stream.get(); }
+
+private:
+    static ssize_t read(void* cookie, char* data, std::size_t size) noexcept
+    {
+        auto& source = *static_cast<Source*>(cookie);
+        ssize_t got = 0;
+        do
+            got = ::read(source.m_file.get(), data, size);
+        while (got < 0 && errno == EINTR);
+        source.m_failed = source.m_failed || got < 0;
+        return got < 0 ? 0 : got;
+    }
+
+    FileDescriptor m_file;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_stream;
+    bool m_failed = false;
+};
+
+constexpr const char* inputError = "file I/O error"; // as libconfig words it
 
 std::optional<ConfigError> readElement(const config_setting_t* element, int index,
                                        DbConfiguration& configuration)
@@ -85,7 +134,13 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations)
 {
     Config config;
-    if (config_read_file(config.get(), configFile.c_str()) != CONFIG_TRUE) {
+    Source source(configFile);
+    if (source.failed())
+        return ConfigError{Kind::UNREADABLE, 0, 0, 0, inputError};
+    const int parsed = config_read(config.get(), source.stream());
+    if (source.failed())
+        return ConfigError{Kind::UNREADABLE, 0, 0, 0, inputError};
+    if (parsed != CONFIG_TRUE) {
         const char* const reason = config_error_text(config.get());
         return ConfigError{Kind::UNREADABLE, 0, 0, config_error_line(config.get()),
                            reason != nullptr ? reason : ""};
