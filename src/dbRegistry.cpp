@@ -15,10 +15,16 @@ DbRegistryIf& DbRegistryIf::getInstance()
 
 std::shared_ptr<DatabaseIf> DbRegistry::initDb(const std::string& configFile)
 {
-    const auto db = Backend::DbRegistryImpl::getInstance()->initDb(configFile);
+    Backend::DbRegistryImpl* const registry = Backend::DbRegistryImpl::getInstance();
+    const auto db = registry->initDb(configFile);
     if (!db)
         return nullptr;
-    return std::make_shared<Database>(db);
+    try {
+        return std::make_shared<Database>(db);
+    } catch (...) { // without a handle, nobody else would ever remove it
+        registry->removeDb(db);
+        throw;
+    }
 }
 
 } // namespace Varnix::V1

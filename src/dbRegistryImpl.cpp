@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <new>
 
 #include <unistd.h>
 
@@ -31,7 +32,13 @@ std::atomic<bool> processEnds{false};
 class EndAtExit
 {
 public:
-    EndAtExit() { static_cast<void>(Trace::text(TypeOfData_t::UNDEFINED)); }
+    EndAtExit() noexcept
+    {
+        try {
+            static_cast<void>(Trace::text(TypeOfData_t::UNDEFINED));
+        } catch (const std::bad_alloc&) { // no reason not to load the library
+        }
+    }
     ~EndAtExit()
     {
         processEnds = true;
