@@ -3,6 +3,7 @@
 #include "frame.h"
 #include "itc.h"
 #include "report.h"
+#include "transfer.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -161,7 +163,7 @@ Folder Folder::open()
 
 std::optional<Folder::Endpoint> Folder::create(std::string_view name) const
 {
-    const auto entry = nameEntry(name);
+    auto entry = nameEntry(name);
     const Descriptor held = lock();
     if (!entry || find(name) != ITC_NO_MBOX_ID) {
         return std::nullopt;
@@ -172,23 +174,29 @@ std::optional<Folder::Endpoint> Folder::create(std::string_view name) const
     removeEntry(*entry);
 
     Endpoint made = bindNextId(held);
-    // The name comes last: whoever finds it finds a mailbox that listens.
-    if (::listen(made.socket.get(), backlog) != 0 ||
-        ::symlinkat(endpointEntry(made.id).c_str(), m_descriptor.get(), entry->c_str()) != 0) {
-        const int error = errno;
-        removeEntry(endpointEntry(made.id));
-        errno = error;
-        throwErrno("cannot create a mailbox");
+    made.entry = std::move(*entry);
+    try {
+        // The name comes last: whoever finds it finds a mailbox that listens.
+        if (::listen(made.socket.get(), backlog) != 0 ||
+            ::symlinkat(endpointEntry(made.id).c_str(), m_descriptor.get(), made.entry.c_str()) !=
+                0) {
+            throwErrno("cannot create a mailbox");
+        }
+        wakeWaiters();
+    } catch (...) {
+        remove(made.id, made.entry);
+        throw;
     }
-    wakeWaiters();
     return made;
 }
 
-void Folder::remove(std::uint32_t id, std::string_view name) const
+void Folder::remove(std::uint32_t id, const std::string& nameEntry) const noexcept
 {
-    const auto entry = nameEntry(name);
-    if (entry && ownerOf(*entry) == id) {
-        removeEntry(*entry);
+    try {
+        if (ownerOf(nameEntry) == id) {
+            removeEntry(nameEntry);
+        }
+    } catch (const std::exception&) { // whose it is cannot be told; whoever wants it will see
     }
     removeEntry(endpointEntry(id));
     removeChannel(id);
@@ -218,6 +226,7 @@ Descriptor Folder::openChannel(std::uint32_t id) const
 {
     const Descriptor held = lock();
     Descriptor made = makeSocket(SOCK_DGRAM);
+    removeChannel(id); // what could not be removed when the last one was closed
     const auto address = addressOf(channelEntry(id));
     if (!address || ::bind(made.get(), generic(*address), sizeof *address) != 0) {
         throwErrno("cannot wait for a mailbox");
@@ -225,7 +234,7 @@ Descriptor Folder::openChannel(std::uint32_t id) const
     return made;
 }
 
-void Folder::removeChannel(std::uint32_t id) const
+void Folder::removeChannel(std::uint32_t id) const noexcept
 {
     removeEntry(channelEntry(id));
 }
@@ -257,9 +266,12 @@ Descriptor Folder::lock() const
 Folder::Endpoint Folder::bindNextId(const Descriptor& lock) const
 {
     std::array<char, idDigits> text{};
-    const ssize_t size = ::pread(lock.get(), text.data(), text.size(), 0);
-    const auto given = fromHex({text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))});
-    Endpoint made{given.value_or(0), makeSocket(SOCK_STREAM)};
+    const ssize_t size = readAll(lock.get(), 0, std::as_writable_bytes(std::span(text)));
+    if (size < 0) {
+        throwErrno("cannot create a mailbox");
+    }
+    const auto given = fromHex({text.data(), static_cast<std::size_t>(size)});
+    Endpoint made{given.value_or(0), makeSocket(SOCK_STREAM), {}};
     for (;;) {
         made.id = made.id == lastId ? 1 : made.id + 1;
         const auto address = addressOf(endpointEntry(made.id));
@@ -270,8 +282,9 @@ Folder::Endpoint Folder::bindNextId(const Descriptor& lock) const
             throwErrno("cannot create a mailbox");
         }
     }
-    const std::string next = toHex(made.id);
-    if (::pwrite(lock.get(), next.data(), next.size(), 0) != static_cast<ssize_t>(next.size())) {
+    std::string next = toHex(made.id);
+    iovec part{next.data(), next.size()};
+    if (!writeAll(lock.get(), 0, {&part, 1})) {
         const int error = errno;
         removeEntry(endpointEntry(made.id));
         errno = error;
@@ -294,11 +307,15 @@ void Folder::wakeWaiters() const
     }
 }
 
-std::uint32_t Folder::ownerOf(const std::string& entry) const noexcept
+/** The mailbox that a name leads to. Throws where that cannot be told: it may be a live one. */
+std::uint32_t Folder::ownerOf(const std::string& entry) const
 {
     std::array<char, 2 + idDigits + 1> target{};
     const ssize_t size =
         ::readlinkat(m_descriptor.get(), entry.c_str(), target.data(), target.size());
+    if (size < 0 && errno != ENOENT && errno != EINVAL) {
+        throwErrno("cannot look a mailbox up");
+    }
     const std::string_view text(target.data(),
                                 static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     return text.starts_with("m-") ? fromHex(text.substr(2)).value_or(ITC_NO_MBOX_ID)

@@ -30,6 +30,7 @@ public:
     {
         std::uint32_t id;
         Descriptor socket; ///< listening
+        std::string entry; ///< of its name
     };
 
     /** Opens the folder that the environment names, made where it is missing. Throws. */
@@ -38,7 +39,7 @@ public:
     /** Creates a mailbox's endpoint under a name, unless a live one holds it or it is too long. */
     std::optional<Endpoint> create(std::string_view name) const;
     /** Removes the entries of a mailbox of this process. */
-    void remove(std::uint32_t id, std::string_view name) const;
+    void remove(std::uint32_t id, const std::string& nameEntry) const noexcept;
 
     /** The live mailbox of that name, or ITC_NO_MBOX_ID. */
     std::uint32_t find(std::string_view name) const;
@@ -47,7 +48,7 @@ public:
 
     /** A socket that is sent a byte whenever a mailbox has been created. */
     Descriptor openChannel(std::uint32_t id) const;
-    void removeChannel(std::uint32_t id) const;
+    void removeChannel(std::uint32_t id) const noexcept;
 
     /** Removes what dead processes left behind. */
     void sweep() const;
@@ -62,7 +63,7 @@ private:
     Endpoint bindNextId(const Descriptor& lock) const;
     void wakeWaiters() const;
 
-    std::uint32_t ownerOf(const std::string& nameEntry) const noexcept;
+    std::uint32_t ownerOf(const std::string& nameEntry) const;
     bool isAlive(const std::string& entry) const noexcept;
     bool isLeftOver(const std::string& entry) const;
     void removeEntry(const std::string& entry) const noexcept;

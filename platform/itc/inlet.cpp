@@ -1,6 +1,7 @@
 #include "inlet.h"
 
 #include "link.h"
+#include "transfer.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -30,10 +31,11 @@ bool isOwnUser(int connection) noexcept
 bool Inlet::read(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take)
 {
     const Connection state = m_stream ? readConnection() : readGreeting();
-    if (state == Connection::quiet || !m_stream) {
+    if (!m_stream) {
         return state == Connection::quiet;
     }
-    return readStream(buffer, take) && state == Connection::woken;
+    // Even when quiet: an earlier read may have been interrupted after it had taken the wakes.
+    return readStream(buffer, take) && state != Connection::over;
 }
 
 Inlet::Connection Inlet::readConnection()
@@ -84,7 +86,7 @@ bool Inlet::readStream(std::span<std::byte> buffer, const std::function<void(con
     while (m_consumed < end) {
         const std::size_t wanted =
             std::min(buffer.size(), static_cast<std::size_t>(end - m_consumed));
-        const ssize_t size = ::pread(m_stream.get(), buffer.data(), wanted, m_consumed);
+        const ssize_t size = readAll(m_stream.get(), m_consumed, buffer.first(wanted));
         std::span<const std::byte> bytes(buffer.data(),
                                          static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
         bool progress = false;

@@ -124,8 +124,8 @@ uint32_t __itc_create_mailbox(const char* name, uint32_t, const char* file, int 
 void __itc_locate_async(const char* name, union itc_msg** msg, uint32_t reply_to, const char* file,
                         int line)
 {
+    MessagePtr message = takeOver(msg);
     operate(file, line, [&](Process& process) {
-        MessagePtr message = takeOver(msg);
         Mailbox* const mine = process.own();
         if (!message || name == nullptr) {
             return;
@@ -152,8 +152,8 @@ union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char*, int)
 
 void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line)
 {
+    MessagePtr message = takeOver(msg);
     operate(file, line, [&](Process& process) {
-        MessagePtr message = takeOver(msg);
         if (!message || !fits(*message, file, line)) {
             return;
         }
@@ -193,8 +193,8 @@ uint32_t __itc_sender(union itc_msg* msg, const char*, int)
 
 uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, int line)
 {
+    MessagePtr message = takeOver(msg);
     return operate(file, line, std::uint32_t{0}, [&](Process& process, Operation&) {
-        MessagePtr message = takeOver(msg);
         Mailbox* const mine = process.own();
         if (!message || mine == nullptr) {
             return std::uint32_t{0};

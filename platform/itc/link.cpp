@@ -1,11 +1,11 @@
 #include "link.h"
 
 #include "report.h"
+#include "transfer.h"
 
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 #include <array>
 #include <cerrno>
@@ -19,35 +19,6 @@ namespace {
 iovec slice(const void* data, std::size_t size) noexcept
 {
     return {const_cast<void*>(data), size};
-}
-
-/** Writes everything, or throws. */
-void writeAll(int fd, off_t offset, std::span<iovec> parts)
-{
-    while (!parts.empty()) {
-        if (parts.front().iov_len == 0) {
-            parts = parts.subspan(1);
-            continue;
-        }
-        const ssize_t written = ::pwritev(fd, parts.data(), static_cast<int>(parts.size()), offset);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            throwErrno("cannot hold a message");
-        }
-        offset += written;
-        for (auto left = static_cast<std::size_t>(written); left > 0;) {
-            iovec& part = parts.front();
-            const std::size_t done = std::min(left, part.iov_len);
-            part.iov_base = static_cast<char*>(part.iov_base) + done;
-            part.iov_len -= done;
-            left -= done;
-            if (part.iov_len == 0) {
-                parts = parts.subspan(1);
-            }
-        }
-    }
 }
 
 } // namespace
@@ -74,9 +45,9 @@ void Link::write(const Frame& frame)
     std::array<iovec, 3> parts = {slice(&header, sizeof header),
                                   slice(frame.name.data(), frame.name.size()),
                                   slice(frame.message.data(), frame.message.size())};
-    writeAll(m_stream.get(), m_written, parts);
     const off_t end = m_written + static_cast<off_t>(frame.size());
-    if (::lseek(m_stream.get(), end, SEEK_SET) != end) {
+    if (!writeAll(m_stream.get(), m_written, parts) ||
+        ::lseek(m_stream.get(), end, SEEK_SET) != end) {
         throwErrno("cannot hold a message");
     }
     m_written = end;

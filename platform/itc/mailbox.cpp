@@ -22,9 +22,9 @@ bool Selection::takes(Message& message) const noexcept
             std::find(numbers.begin(), numbers.end(), message.number()) != numbers.end());
 }
 
-Mailbox::Mailbox(std::string_view name, Folder::Endpoint endpoint, const Folder& folder,
+Mailbox::Mailbox(const std::string& nameEntry, Folder::Endpoint endpoint, const Folder& folder,
                  Links& links)
-    : m_folder(folder), m_links(links), m_id(endpoint.id), m_name(name),
+    : m_folder(folder), m_links(links), m_id(endpoint.id), m_nameEntry(nameEntry),
       m_listener(std::move(endpoint.socket)), m_events(::epoll_create1(EPOLL_CLOEXEC))
 {
     if (!m_events) {
@@ -33,26 +33,44 @@ Mailbox::Mailbox(std::string_view name, Folder::Endpoint endpoint, const Folder&
     setAccepting(true);
 }
 
-void Mailbox::enqueue(MessagePtr message, std::uint32_t sender)
+void Mailbox::enqueue(MessagePtr message, std::uint32_t sender) noexcept
 {
     message->sender = sender;
-    m_queue.push_back(std::move(message));
+    m_queue.push(std::move(message));
 }
 
 MessagePtr Mailbox::take(const Selection& selection)
 {
-    const auto found = std::find_if(m_queue.begin(), m_queue.end(), [&](const MessagePtr& queued) {
-        return selection.takes(*queued);
-    });
-    if (found == m_queue.end()) {
-        return nullptr;
+    return m_queue.take([&](Message& message) { return selection.takes(message); });
+}
+
+template <typename Work>
+void Mailbox::attempt(const Work& work)
+{
+    try {
+        work();
+    } catch (...) {
+        m_behind = true;
+        throw;
     }
-    MessagePtr taken = std::move(*found);
-    m_queue.erase(found);
-    return taken;
+}
+
+void Mailbox::resume()
+{
+    setAccepting(true);
+    if (m_behind) {
+        readEverything();
+        answerLocates();
+        m_behind = false;
+    }
 }
 
 void Mailbox::handle(std::span<const epoll_event> events)
+{
+    attempt([&] { handleEach(events); });
+}
+
+void Mailbox::handleEach(std::span<const epoll_event> events)
 {
     std::vector<std::uint32_t> gone;
     for (const epoll_event& event : events) {
@@ -86,16 +104,30 @@ void Mailbox::locate(std::string_view name, MessagePtr message)
         return;
     }
     if (!m_channel) {
-        m_channel = m_folder.openChannel(m_id);
-        watch(m_channel.get(), Source::channel, 0, EPOLLIN);
+        openChannel();
     }
     m_locates.push_back({std::string(name), std::move(message)});
     // It may have been created before the channel was there to tell.
-    answerLocates();
+    attempt([this] { answerLocates(); });
+}
+
+void Mailbox::openChannel()
+{
+    Descriptor channel = m_folder.openChannel(m_id);
+    try {
+        watch(channel.get(), Source::channel, 0, EPOLLIN);
+    } catch (...) {
+        m_folder.removeChannel(m_id);
+        throw;
+    }
+    m_channel = std::move(channel);
 }
 
 void Mailbox::answerLocates()
 {
+    if (!m_channel) {
+        return;
+    }
     std::array<char, 16> wakes;
     while (::recv(m_channel.get(), wakes.data(), wakes.size(), MSG_DONTWAIT) >= 0) {
     }
@@ -121,10 +153,16 @@ std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
             enqueue(std::move(message), mailbox);
             return nextReference();
         }
-        watch(link->connection(), Source::monitor, mailbox, 0); // a hang-up is always reported
-        known = m_monitors.emplace(mailbox, Monitor{std::move(link), {}}).first;
+        known = m_monitors.try_emplace(mailbox).first;
+        known->second.link = std::move(link);
+        try { // a hang-up is always reported
+            watch(known->second.link->connection(), Source::monitor, mailbox, 0);
+        } catch (...) {
+            m_monitors.erase(known);
+            throw;
+        }
     }
-    known->second.messages.push_back(std::move(message));
+    known->second.messages.push(std::move(message));
     return nextReference();
 }
 
@@ -147,10 +185,10 @@ void Mailbox::checkMonitor(std::uint32_t mailbox)
             watch(monitor.link->connection(), Source::monitor, mailbox, 0);
             return;
         }
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) { // nobody would tell of its end any more
         report(nullptr, 0, error.what());
     }
-    for (MessagePtr& message : monitor.messages) {
+    while (MessagePtr message = monitor.messages.takeFirst()) {
         enqueue(std::move(message), mailbox);
     }
     m_monitors.erase(found);

@@ -6,12 +6,12 @@
 #include "folder.h"
 #include "inlet.h"
 #include "link.h"
-#include "message.h"
+#include "messageQueue.h"
 
 #include <sys/epoll.h>
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <span>
@@ -33,19 +33,21 @@ struct Selection
 class Mailbox
 {
 public:
-    Mailbox(std::string_view name, Folder::Endpoint endpoint, const Folder& folder, Links& links);
+    Mailbox(const std::string& nameEntry, Folder::Endpoint endpoint, const Folder& folder,
+            Links& links);
 
     std::uint32_t id() const noexcept { return m_id; }
-    const std::string& name() const noexcept { return m_name; }
+    /** How its name stands in the folder. */
+    const std::string& nameEntry() const noexcept { return m_nameEntry; }
     /** What becomes readable when there is something to handle. */
     int events() const noexcept { return m_events.get(); }
 
-    void enqueue(MessagePtr message, std::uint32_t sender);
+    void enqueue(MessagePtr message, std::uint32_t sender) noexcept;
     /** The first queued message that the selection takes, or null. */
     MessagePtr take(const Selection& selection);
-    /** Accepts again after descriptors ran out. */
-    void resume() { setAccepting(true); }
-    /** Handles what `events()` reported. */
+    /** Accepts again after descriptors ran out, and does what a failure left undone. */
+    void resume();
+    /** Handles what `events()` reported. What a failure leaves undone, the next resume() does. */
     void handle(std::span<const epoll_event> events);
 
     /** Queues `message` when a mailbox of that name exists. */
@@ -71,8 +73,13 @@ private:
     struct Monitor
     {
         std::shared_ptr<Link> link;
-        std::vector<MessagePtr> messages;
+        MessageQueue messages;
     };
+
+    template <typename Work>
+    void attempt(const Work& work);
+    void handleEach(std::span<const epoll_event> events);
+    void openChannel();
 
     void watch(int fd, Source source, std::uint32_t key, std::uint32_t events);
     void unwatch(int fd) noexcept;
@@ -90,14 +97,15 @@ private:
     const Folder& m_folder;
     Links& m_links;
     const std::uint32_t m_id;
-    const std::string m_name;
+    const std::string m_nameEntry;
     const Descriptor m_listener;
     const Descriptor m_events;
     bool m_accepting = false;
+    bool m_behind = false;                 ///< something that was reported is not handled yet
     std::unique_ptr<std::byte[]> m_buffer; ///< one frame of the largest size; made when needed
     std::map<int, Inlet> m_inlets;
-    std::deque<MessagePtr> m_queue;
-    std::vector<Locate> m_locates;
+    MessageQueue m_queue;
+    std::list<Locate> m_locates;
     Descriptor m_channel; ///< open while m_locates is not empty
     std::map<std::uint32_t, Monitor> m_monitors;
     std::uint32_t m_lastReference = 0;

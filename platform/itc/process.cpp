@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <string>
 #include <system_error>
+#include <utility>
 
 namespace Itc {
 
@@ -41,8 +43,9 @@ Process::Process()
 
 void Process::initialise()
 {
-    m_folder = Folder::open();
-    m_folder->sweep();
+    Folder folder = Folder::open();
+    folder.sweep();
+    m_folder = std::move(folder);
 }
 
 Mailbox* Process::own() const noexcept
@@ -60,13 +63,14 @@ Mailbox* Process::create(std::string_view name)
         return nullptr;
     }
     const std::uint32_t id = endpoint->id;
+    const std::string entry = std::move(endpoint->entry);
     try {
-        auto made = std::make_unique<Mailbox>(name, std::move(*endpoint), *m_folder, m_links);
+        auto made = std::make_unique<Mailbox>(entry, std::move(*endpoint), *m_folder, m_links);
         check(::pthread_setspecific(m_ownMailbox, made.get()));
         return m_mailboxes.emplace(id, std::move(made)).first->second.get();
     } catch (...) {
         ::pthread_setspecific(m_ownMailbox, nullptr);
-        m_folder->remove(id, name);
+        m_folder->remove(id, entry);
         throw;
     }
 }
@@ -93,7 +97,7 @@ void Process::send(const Frame& frame, std::uint32_t to)
 
 void Process::end(Mailbox& mailbox)
 {
-    m_folder->remove(mailbox.id(), mailbox.name());
+    m_folder->remove(mailbox.id(), mailbox.nameEntry());
     m_mailboxes.erase(mailbox.id());
 }
 
@@ -124,7 +128,7 @@ void Process::endProcess()
     const std::unique_lock<std::mutex> lock(process.m_mutex, std::try_to_lock);
     if (lock) {
         for (const auto& [id, mailbox] : process.m_mailboxes) {
-            process.m_folder->remove(id, mailbox->name());
+            process.m_folder->remove(id, mailbox->nameEntry());
         }
     }
 }

@@ -1,0 +1,59 @@
+/** Messages in the order in which they came. Linked through the messages: to queue one needs no
+ * memory and cannot fail. */
+#ifndef VARNIX_PLATFORM_ITC_MESSAGEQUEUE_H
+#define VARNIX_PLATFORM_ITC_MESSAGEQUEUE_H
+
+#include "message.h"
+
+namespace Itc {
+
+class MessageQueue
+{
+public:
+    MessageQueue() = default;
+    MessageQueue(const MessageQueue&) = delete;
+    MessageQueue& operator=(const MessageQueue&) = delete;
+    ~MessageQueue()
+    {
+        while (takeFirst()) {
+        }
+    }
+
+    void push(MessagePtr message) noexcept
+    {
+        Message* const last = message.release();
+        last->next = nullptr;
+        *m_end = last;
+        m_end = &last->next;
+    }
+
+    /** The first message of which `wanted` holds, or null. */
+    template <typename Wanted>
+    MessagePtr take(const Wanted& wanted)
+    {
+        for (Message** link = &m_first; *link != nullptr; link = &(*link)->next) {
+            Message* const message = *link;
+            if (wanted(*message)) {
+                *link = message->next;
+                if (m_end == &message->next) {
+                    m_end = link;
+                }
+                return MessagePtr(message);
+            }
+        }
+        return nullptr;
+    }
+
+    MessagePtr takeFirst()
+    {
+        return take([](Message&) { return true; });
+    }
+
+private:
+    Message* m_first = nullptr;
+    Message** m_end = &m_first; ///< where the next message is linked
+};
+
+} // namespace Itc
+
+#endif
