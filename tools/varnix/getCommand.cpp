@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -122,24 +123,29 @@ void printLine(const std::string& start, const Value& value)
 Status get(const GetOptions& options)
 {
     const std::shared_ptr<DatabaseIf> database = openDatabase(options.config);
-    Json document{{"config", options.config}, {"values", Json::array()}, {"errors", Json::array()}};
+    std::optional<Json> document; // only where asked for: to destroy one takes memory
+    if (options.json)
+        document = {
+            {"config", options.config}, {"values", Json::array()}, {"errors", Json::array()}};
     Status status = Status::Done;
     for (const std::string& key : options.keys) {
         try {
             const Parameter parameter = readParameter(*database, key);
-            document["values"].push_back(documentOf(key, parameter));
-            if (!options.json)
+            if (document)
+                (*document)["values"].push_back(documentOf(key, parameter));
+            else
                 printLine(options.keys.size() > 1 ? key + "\t" : "", parameter.value);
         } catch (const Failure& failure) {
-            document["errors"].push_back({{"key", key},
-                                          {"message", failure.what()},
-                                          {"status", static_cast<int>(failure.status())}});
+            if (document)
+                (*document)["errors"].push_back({{"key", key},
+                                                 {"message", failure.what()},
+                                                 {"status", static_cast<int>(failure.status())}});
             std::cerr << failure.what() << '\n';
             status = failure.status();
         }
     }
-    if (options.json)
-        printDocument(document);
+    if (document)
+        printDocument(*document);
     return status;
 }
 
