@@ -1,5 +1,6 @@
 #include "tests/support/allocationFailure.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -7,27 +8,88 @@ namespace Varnix::Test {
 
 namespace {
 
-constinit thread_local AllocationFailure* active = nullptr;
+constinit thread_local AllocationFailure* ofThread = nullptr;
+constinit std::atomic<AllocationFailure*> ofProcess{nullptr};
+constinit std::atomic<std::size_t> blocksOfProcess{0};
+constinit thread_local std::size_t blocksOfThread = 0;
+
+void* counted(void* memory) noexcept
+{
+    if (memory != nullptr) {
+        ++blocksOfProcess;
+        ++blocksOfThread;
+    }
+    return memory;
+}
+
+void* allocate(std::size_t size) noexcept
+{
+    return counted(std::malloc(std::max<std::size_t>(size, 1)));
+}
+
+void* allocate(std::size_t size, std::align_val_t alignment) noexcept
+{
+    const auto step = static_cast<std::size_t>(alignment);
+    return counted(
+        std::aligned_alloc(step, (std::max<std::size_t>(size, 1) + step - 1) / step * step));
+}
+
+void release(void* memory) noexcept
+{
+    if (memory != nullptr) {
+        --blocksOfProcess;
+        --blocksOfThread;
+    }
+    std::free(memory);
+}
+
+template <typename... Form>
+void* allocateOrThrow(Form... form)
+{
+    if (!AllocationFailure::strikes(Allocation::throwing)) {
+        if (void* const memory = allocate(form...))
+            return memory;
+    }
+    throw std::bad_alloc();
+}
 
 } // namespace
 
-AllocationFailure::AllocationFailure(Allocation form, std::size_t first, std::size_t count)
-    : m_form(form), m_first(first), m_count(count)
+AllocationFailure::AllocationFailure(Allocation form, std::size_t first, std::size_t count,
+                                     AllocationScope scope)
+    : m_form(form), m_first(first), m_count(count), m_scope(scope)
 {
-    active = this;
+    if (m_scope == AllocationScope::thread)
+        ofThread = this;
+    else
+        ofProcess = this;
 }
 
 AllocationFailure::~AllocationFailure()
 {
-    active = nullptr;
+    if (m_scope == AllocationScope::thread)
+        ofThread = nullptr;
+    else
+        ofProcess = nullptr;
+}
+
+bool AllocationFailure::counts(Allocation form) noexcept
+{
+    if (m_form != Allocation::any && m_form != form)
+        return false;
+    const std::size_t index = m_asked++;
+    return index >= m_first && index - m_first < m_count;
 }
 
 bool AllocationFailure::strikes(Allocation form) noexcept
 {
-    if (active == nullptr || active->m_form != form)
-        return false;
-    const std::size_t index = active->m_asked++;
-    return index >= active->m_first && index - active->m_first < active->m_count;
+    AllocationFailure* const active = ofThread != nullptr ? ofThread : ofProcess.load();
+    return active != nullptr && active->counts(form);
+}
+
+std::size_t liveBlocks(AllocationScope scope) noexcept
+{
+    return scope == AllocationScope::thread ? blocksOfThread : blocksOfProcess.load();
 }
 
 } // namespace Varnix::Test
@@ -36,22 +98,18 @@ using Varnix::Test::Allocation;
 using Varnix::Test::AllocationFailure;
 
 // The array form without exceptions is the only one that the library checks for null; the plain
-// form is what all others end in.
+// and the aligned form are what all others end in.
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
     if (AllocationFailure::strikes(Allocation::nonThrowing))
         return nullptr;
-    return std::malloc(size != 0 ? size : 1);
+    return Varnix::Test::allocate(size);
 }
 
 void* operator new(std::size_t size)
 {
-    if (AllocationFailure::strikes(Allocation::throwing))
-        throw std::bad_alloc();
-    if (void* const memory = std::malloc(size != 0 ? size : 1))
-        return memory;
-    throw std::bad_alloc();
+    return Varnix::Test::allocateOrThrow(size);
 }
 
 void* operator new[](std::size_t size)
@@ -59,22 +117,37 @@ void* operator new[](std::size_t size)
     return ::operator new(size);
 }
 
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    return Varnix::Test::allocateOrThrow(size, alignment);
+}
+
 void operator delete(void* memory) noexcept
 {
-    std::free(memory);
+    Varnix::Test::release(memory);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    std::free(memory);
+    Varnix::Test::release(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    Varnix::Test::release(memory);
 }
 
 void operator delete[](void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    Varnix::Test::release(memory);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
+{
+    Varnix::Test::release(memory);
 }

@@ -1,6 +1,7 @@
 #ifndef VARNIX_TESTS_ALLOCATIONFAILURE_H
 #define VARNIX_TESTS_ALLOCATIONFAILURE_H
 
+#include <atomic>
 #include <cstddef>
 
 namespace Varnix::Test {
@@ -9,12 +10,21 @@ namespace Varnix::Test {
 enum class Allocation
 {
     throwing,
-    nonThrowing ///< the array form that answers null
+    nonThrowing, ///< the array form that answers null
+    any
+};
+
+/** Whose allocations count. */
+enum class AllocationScope
+{
+    thread,
+    process
 };
 
 /**
- * While it lives, counts the calling thread's allocations of one form and makes them fail from the
- * one with index `first` on, `count` of them. A program that uses it has its operator new replaced.
+ * While it lives, counts the allocations of a form, by the calling thread or by all, and makes them
+ * fail from the one with index `first` on, `count` of them. A program that uses it has its operator
+ * new replaced; malloc is left alone.
  *
  *     const AllocationFailure failure(Allocation::nonThrowing, 2);  // the third and all after it
  */
@@ -23,7 +33,8 @@ class AllocationFailure
 public:
     static constexpr std::size_t all = ~std::size_t{0};
 
-    explicit AllocationFailure(Allocation form, std::size_t first = 0, std::size_t count = all);
+    explicit AllocationFailure(Allocation form, std::size_t first = 0, std::size_t count = all,
+                               AllocationScope scope = AllocationScope::thread);
     ~AllocationFailure();
     AllocationFailure(const AllocationFailure&) = delete;
     AllocationFailure& operator=(const AllocationFailure&) = delete;
@@ -31,15 +42,24 @@ public:
     /** How many allocations of the form were asked for, those that failed included. */
     std::size_t asked() const noexcept { return m_asked; }
 
+    /** Whether any allocation has failed. */
+    bool struck() const noexcept { return m_asked > m_first && m_count != 0; }
+
     /** Whether the allocation that the thread is about to make is to fail. */
     static bool strikes(Allocation form) noexcept;
 
 private:
+    bool counts(Allocation form) noexcept;
+
     Allocation m_form;
     std::size_t m_first;
     std::size_t m_count;
-    std::size_t m_asked = 0;
+    AllocationScope m_scope;
+    std::atomic<std::size_t> m_asked{0};
 };
+
+/** The blocks that operator new has given and operator delete not taken back. */
+std::size_t liveBlocks(AllocationScope scope) noexcept;
 
 /** Counts without failing anything. */
 class AllocationCount : public AllocationFailure

@@ -1,0 +1,60 @@
+#ifndef VARNIX_TESTS_CHILD_H
+#define VARNIX_TESTS_CHILD_H
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace Varnix::Test {
+
+/** A child that takes longer than this hangs. */
+inline constexpr unsigned childSeconds = 120;
+
+/** Starts a process of the test's own that runs `body` and ends as a program does. */
+template <typename Body>
+pid_t startChild(const Body& body)
+{
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(childSeconds);
+        body();
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    return child;
+}
+
+/** Runs `body` in a process of its own and expects it to end well, so that a crash is reported. */
+template <typename Body>
+void inChild(const std::string& what, const Body& body)
+{
+    const pid_t child = startChild(body);
+    ASSERT_GT(child, 0);
+    int ending = 0;
+    ASSERT_EQ(::waitpid(child, &ending, 0), child);
+    EXPECT_TRUE(WIFEXITED(ending)) << what << ": ended by signal " << WTERMSIG(ending);
+    EXPECT_TRUE(!WIFEXITED(ending) || WEXITSTATUS(ending) == 0)
+        << what << ": status " << WEXITSTATUS(ending);
+}
+
+/** Whether every index is struck, however long that takes, instead of a share of them. */
+inline bool exhaustive()
+{
+    return std::getenv("VARNIX_EVERY_FAULT") != nullptr;
+}
+
+/** The index to strike after `index`: the next one, or a share of them that thins out. */
+inline std::size_t next(std::size_t index)
+{
+    return index + (exhaustive() ? 1 : 1 + index / 4);
+}
+
+} // namespace Varnix::Test
+
+#endif
