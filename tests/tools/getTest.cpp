@@ -95,6 +95,49 @@ TEST_F(Get, KeyThatNoReadAcceptsIsNotAbsent)
     }
 }
 
+TEST_F(Get, ValueOfTheTypeAskedForIsPrinted)
+{
+    expectResult(get({"--type", "U16", "node.cfg", "/u16"}), 0, "0 65535\n", "");
+}
+
+TEST_F(Get, ValueOfAnotherTypeIsRefusedAndBothTypesNamed)
+{
+    expectResult(get({"--type", "S16", "node.cfg", "/u16", "/s16"}), 1, "/s16\t-32768\n",
+                 "varnix: /u16: it is U16, not S16\n");
+}
+
+TEST_F(Get, UnknownTypeIsWrongUsage)
+{
+    EXPECT_EQ(get({"--type", "U64", "node.cfg", "/u16"}).status, 2);
+}
+
+TEST_F(Get, DefaultIsPrintedForAnAbsentKeyAlone)
+{
+    expectResult(get({"--default", "-1 x", "node.cfg", "/absent"}), 0, "-1 x\n", "");
+    expectResult(get({"--default", "", "node.cfg", "/absent"}), 0, "\n", "");
+    expectResult(get({"--default", "7", "node.cfg", "/s16"}), 0, "-32768\n", "");
+    expectResult(get({"--type", "U8", "--default", "7", "node.cfg", "/absent"}), 0, "7\n", "");
+}
+
+TEST_F(Get, DefaultDoesNotStandInForAnotherTypeOrAnUnusableNode)
+{
+    EXPECT_EQ(get({"--type", "U8", "--default", "7", "node.cfg", "/s16"}).status, 1);
+    EXPECT_EQ(get({"--default", "7", "node.cfg", "/unnamed"}).status, 1);
+    EXPECT_EQ(get({"--default", "7", "absent.cfg", "/s16"}).status, 5);
+    std::string image = read("unit.db");
+    image[20] = static_cast<char>(image[20] ^ 1);
+    write("unit.db", image);
+    const ProcessResult result = get({"--default", "7", "node.cfg", "/absent"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Get, DefaultAsJsonIsMarked)
+{
+    EXPECT_EQ(Json::parse(get({"--json", "--default", "7", "node.cfg", "/absent"}).out)["values"],
+              Json::parse(R"([{"key": "/absent", "default": true, "value": "7"}])"));
+}
+
 TEST_F(Get, AsJsonIsOneDocumentWithErrors)
 {
     const ProcessResult result =

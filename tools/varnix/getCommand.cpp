@@ -5,6 +5,7 @@
 
 #include <varnix/dbRegistryIf.h>
 
+#include <CLI/Validators.hpp>
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -13,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -29,6 +31,10 @@ struct GetOptions
     bool json = false;
     std::string config;
     std::vector<std::string> keys;
+    /** The one type that is accepted; empty: every type. */
+    std::string type;
+    /** Printed for a key that is absent, and for no other reason. */
+    std::optional<std::string> standIn;
 };
 
 /** A value as a client gets it. */
@@ -38,6 +44,7 @@ using Value = std::variant<std::string, std::vector<std::uint8_t>, std::vector<s
 
 struct Parameter
 {
+    /** Null: no database holds it, and the value is the default. */
     const char* type = nullptr;
     Value value;
 };
@@ -58,7 +65,11 @@ std::string lineOf(const std::vector<Element>& values)
 
 Json documentOf(const std::string& key, const Parameter& parameter)
 {
-    Json document{{"key", key}, {"type", parameter.type}};
+    Json document{{"key", key}};
+    if (parameter.type == nullptr)
+        document["default"] = true;
+    else
+        document["type"] = parameter.type;
     const auto* const text = std::get_if<std::string>(&parameter.value);
     if (text != nullptr && !isUnicode(*text))
         document["bytes"] = DbFile::hexBytes(*text);
@@ -90,8 +101,8 @@ constexpr std::array typedReads{
     TypedRead{"S32", readAs<std::vector<std::int32_t>>},
 };
 
-/** The value with the one type that accepts the key; Failure with No. */
-Parameter readParameter(const DatabaseIf& database, const std::string& key)
+/** The value with the one type that accepts the key; nothing: it is absent. Failure with No. */
+std::optional<Parameter> readParameter(const DatabaseIf& database, const std::string& key)
 {
     for (const TypedRead& typed : typedReads) {
         Parameter parameter{typed.type, {}};
@@ -99,11 +110,34 @@ Parameter readParameter(const DatabaseIf& database, const std::string& key)
         if (result == RetCode::OK)
             return parameter;
         if (result == RetCode::KEY_NOT_FOUND)
-            throw Failure(Status::No, "varnix: " + key + ": there is no such key");
+            return std::nullopt;
     }
     throw Failure(Status::No, "varnix: " + key +
                                   ": no read accepts it; its type has no name, or "
                                   "it is empty and has none");
+}
+
+/** What to print for the key; Failure with No. */
+Parameter parameterFor(const DatabaseIf& database, const std::string& key,
+                       const GetOptions& options)
+{
+    std::optional<Parameter> parameter = readParameter(database, key);
+    if (!parameter && options.standIn)
+        return {nullptr, *options.standIn};
+    if (!parameter)
+        throw Failure(Status::No, "varnix: " + key + ": there is no such key");
+    if (!options.type.empty() && options.type != parameter->type)
+        throw Failure(Status::No,
+                      "varnix: " + key + ": it is " + parameter->type + ", not " + options.type);
+    return *std::move(parameter);
+}
+
+std::vector<std::string> typeNames()
+{
+    std::vector<std::string> names;
+    for (const TypedRead& typed : typedReads)
+        names.emplace_back(typed.type);
+    return names;
 }
 
 std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
@@ -130,7 +164,7 @@ Status get(const GetOptions& options)
     Status status = Status::Done;
     for (const std::string& key : options.keys) {
         try {
-            const Parameter parameter = readParameter(*database, key);
+            const Parameter parameter = parameterFor(*database, key, options);
             if (document)
                 (*document)["values"].push_back(documentOf(key, parameter));
             else
@@ -157,6 +191,15 @@ void addGet(CLI::App& app, Status& status)
     CLI::App* const command =
         app.add_subcommand("get", "Show values as a client process on this node reads them");
     command->add_flag("--json", options->json, "Print one JSON document");
+    command
+        ->add_option("--type", options->type,
+                     "The type that the values must have; a value of another type is refused")
+        ->type_name("TYPE")
+        ->check(CLI::IsMember(typeNames()));
+    command
+        ->add_option("--default", options->standIn,
+                     "What to print for a key that is absent; never for one that cannot be read")
+        ->type_name("VALUE");
     command->add_option("config", options->config, "The component's configuration file")
         ->type_name("CONFIG")
         ->required();
