@@ -18,7 +18,7 @@ as_root() {
 packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
     nlohmann-json3-dev libedit-dev scdoc"
 packages_trace="lttng-tools babeltrace2"
-packages_test="liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
+packages_test="make liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools"
 packages_package="debhelper dpkg-dev lintian fakeroot git"
 packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconfig-dev:arm64

@@ -4,6 +4,8 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
+#include <chrono>
+
 namespace Varnix::Test {
 namespace {
 
@@ -48,6 +50,54 @@ TEST_F(Build, GivesTheSameBytesEveryTime)
     const std::string first = varnix({"build", "-o", "-", "a"}).out;
     EXPECT_FALSE(first.empty());
     EXPECT_EQ(varnix({"build", "-o", "-", "a"}).out, first);
+}
+
+TEST_F(Build, DependencyFileNamesTheOutputAndItsSources)
+{
+    write("a", "/a U8 1");
+    write("b #$", "/b U8 1");
+    expectResult(varnix({"build", "-o", "out", "--depfile", "out.d", "a", "b #$"}), 0, "", "");
+    EXPECT_EQ(read("out.d"), "out: a b\\ \\#$$\na:\nb\\ \\#$$:\n");
+}
+
+TEST_F(Build, DependencyFileMakesMakeRebuildWhatIsOld)
+{
+    write("a", "/a U8 1");
+    write("Makefile", "out:\n\t" VARNIX_TOOL " build -o $@ --depfile out.d a\n-include out.d\n");
+    ASSERT_EQ(run({"make", "-s"}, {.folder = m_folder.path()}).status, 0);
+    EXPECT_EQ(run({"make", "-q"}, {.folder = m_folder.path()}).status, 0);
+    fs::last_write_time(m_folder / "a",
+                        fs::last_write_time(m_folder / "out") + std::chrono::seconds(5));
+    EXPECT_EQ(run({"make", "-q"}, {.folder = m_folder.path()}).status, 1);
+}
+
+TEST_F(Build, DependencyFileServesNinja)
+{
+    write("a", "/a U8 1");
+    write("b", "/b U8 1");
+    write("build.ninja", "rule db\n  command = " VARNIX_TOOL
+                         " build -o $out --depfile $out.d a b\n  depfile = $out.d\n"
+                         "  deps = gcc\nbuild out: db\n");
+    ASSERT_EQ(run({"ninja"}, {.folder = m_folder.path()}).status, 0);
+    EXPECT_THAT(run({"ninja", "-t", "deps", "out"}, {.folder = m_folder.path()}).out,
+                testing::AllOf(testing::HasSubstr("\n    a\n"), testing::HasSubstr("\n    b\n")));
+}
+
+TEST_F(Build, DependencyFileOverTheOutputOrASourceIsWrongUsage)
+{
+    write("a", "/a U8 1");
+    for (const char* depfile : {"out", "./a"})
+        EXPECT_EQ(varnix({"build", "-o", "out", "--depfile", depfile, "a"}).status, 2);
+    EXPECT_EQ(varnix({"build", "-o", "-", "--depfile", "out.d", "a"}).status, 2);
+    EXPECT_EQ(files(), 1);
+    EXPECT_EQ(read("a"), "/a U8 1");
+}
+
+TEST_F(Build, OfAWrongSourceWritesNoDependencyFile)
+{
+    write("a", "wrong");
+    EXPECT_EQ(varnix({"build", "-o", "out", "--depfile", "out.d", "a"}).status, 4);
+    EXPECT_EQ(files(), 1);
 }
 
 TEST_F(Build, OfAWrongSourceNamesEveryErrorAndWritesNothing)

@@ -20,6 +20,7 @@ constexpr const char* standardOutput = "-";
 struct BuildOptions
 {
     std::string output;
+    std::string depfile;
     std::vector<std::string> sources;
 };
 
@@ -32,13 +33,53 @@ std::string outputPath(const BuildOptions& options)
     return fs::path(options.sources.front()).replace_extension(".db").string();
 }
 
-void refuseOverwriting(const std::string& output, const std::vector<std::string>& sources)
+bool isSameFile(const std::string& a, const std::string& b)
 {
     std::error_code error;
+    return a == b || fs::equivalent(a, b, error);
+}
+
+void refuseOverwriting(const std::string& output, const std::vector<std::string>& sources)
+{
     for (const std::string& source : sources)
-        if (output == source || fs::equivalent(output, source, error))
+        if (isSameFile(output, source))
             throw Failure(Status::WrongUsage,
                           "varnix: the output would replace the source " + source);
+}
+
+void refuseDepfile(const BuildOptions& options, const std::string& output)
+{
+    if (output == standardOutput)
+        throw Failure(Status::WrongUsage, "varnix: --depfile needs an output file to name");
+    if (isSameFile(options.depfile, output))
+        throw Failure(Status::WrongUsage, "varnix: the dependency file would replace the output");
+    refuseOverwriting(options.depfile, options.sources);
+}
+
+/** A path as make and Ninja read it in a rule. */
+std::string escaped(const std::string& path)
+{
+    std::string text;
+    for (const char c : path) {
+        if (c == ' ' || c == '#')
+            text.push_back('\\');
+        else if (c == '$')
+            text.push_back('$');
+        text.push_back(c);
+    }
+    return text;
+}
+
+/** A rule for the output, and one for each source, so that make does without one that is gone. */
+std::string dependencies(const std::string& output, const std::vector<std::string>& sources)
+{
+    std::string rule = escaped(output) + ':';
+    std::string others;
+    for (const std::string& source : sources) {
+        rule.append(" ").append(escaped(source));
+        others.append(escaped(source)).append(":\n");
+    }
+    return rule + '\n' + others;
 }
 
 void write(const std::string& output, const std::string& image)
@@ -55,6 +96,8 @@ Status build(const BuildOptions& options)
     if (output == standardOutput && ::isatty(STDOUT_FILENO) != 0)
         throw Failure(Status::WrongUsage, "varnix: a database is not written to a terminal");
     refuseOverwriting(output, options.sources);
+    if (!options.depfile.empty())
+        refuseDepfile(options, output);
 
     DbFile::SourceParser parser;
     for (const std::string& source : options.sources)
@@ -64,7 +107,11 @@ Status build(const BuildOptions& options)
         errors.append(errors.empty() ? "" : "\n").append(describe(error));
     if (!errors.empty())
         throw Failure(Status::Invalid, errors);
-    write(output, encode(parser.database()));
+    const std::string image = encode(parser.database());
+    // Before the output: an output that is new never stands beside old dependencies.
+    if (!options.depfile.empty())
+        writeOutput(options.depfile, dependencies(output, options.sources));
+    write(output, image);
     return Status::Done;
 }
 
@@ -79,6 +126,10 @@ void addBuild(CLI::App& app, Status& status)
                      "The file to write, - for standard output; without it, the one source with "
                      "the extension .db")
         ->type_name("OUT");
+    command
+        ->add_option("--depfile", options->depfile,
+                     "Write there what the output depends on, as a rule for make and Ninja")
+        ->type_name("FILE");
     command->add_option("source", options->sources, "Text sources, merged in this order")
         ->type_name("SOURCE")
         ->required();
