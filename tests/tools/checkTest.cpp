@@ -49,5 +49,29 @@ TEST_F(Check, GoesOnBehindAFileThatCannotBeRead)
                  "varnix: cannot open absent: No such file or directory\n");
 }
 
+TEST_F(Check, AsAHookKeepsABadFileOutOfACommit)
+{
+    const auto git = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"git", "-c", "user.name=a", "-c", "user.email=a@b"});
+        return run(arguments, {.folder = m_folder.path()});
+    };
+    ASSERT_EQ(git({"init", "-q"}).status, 0);
+    write(".git/hooks/pre-commit",
+          "#!/bin/sh\ngit diff --cached --name-only -z --diff-filter=d -- '*.db' |\n"
+          "    xargs -0 -r " VARNIX_TOOL " check\n");
+    std::filesystem::permissions(m_folder / ".git/hooks/pre-commit",
+                                 std::filesystem::perms::owner_all);
+
+    DbBuilder().u8("/a", {1}).write(m_folder / "good.db");
+    ASSERT_EQ(git({"add", "good.db"}).status, 0);
+    EXPECT_EQ(git({"commit", "-qm", "Good"}).status, 0);
+
+    DbBuilder().u8("a", {1}).write(m_folder / "bad.db");
+    ASSERT_EQ(git({"add", "bad.db"}).status, 0);
+    const ProcessResult refused = git({"commit", "-qm", "Bad"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out + refused.err, testing::HasSubstr("bad.db:@0xb: error: "));
+}
+
 } // namespace
 } // namespace Varnix::Test
