@@ -10,6 +10,7 @@
 #include <set>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace Varnix::Tool {
 
@@ -108,10 +109,11 @@ void findHidden(const Explanation& explanation, Findings& findings)
         if (hiding == nullptr || hiding->value.type == hidden.value.type)
             continue;
         const std::string type = typeText(hidden.value.type);
-        findings.push_back({Severity::Warning, explanation.production->path, 0,
-                            key + ": " + typeText(hiding->value.type) + " here hides " + type +
-                                " in " + explanation.files[hidden.file].path +
-                                ": a client that reads " + type + " gets a type mismatch"});
+        std::string text = key;
+        text.append(": ").append(typeText(hiding->value.type)).append(" here hides ");
+        text.append(type).append(" in ").append(explanation.files[hidden.file].path);
+        text.append(": a client that reads ").append(type).append(" gets a type mismatch");
+        findings.push_back({Severity::Warning, explanation.production->path, 0, std::move(text)});
     }
 }
 
