@@ -127,7 +127,7 @@ TEST(TracedProcess, HasTheEnvironmentItIsGiven)
 
 TEST(TracedProcess, IsKilledWhenItTakesTooLong)
 {
-    const TracedRun run = runTraced({TRACING_PROGRAM, "hang"}, {}, std::chrono::seconds(1));
+    const TracedRun run = runTraced({TRACING_PROGRAM, "hang"}, {}, std::chrono::seconds(4));
     EXPECT_TRUE(WIFSIGNALED(run.status) && WTERMSIG(run.status) == SIGKILL);
 }
 
