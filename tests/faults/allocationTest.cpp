@@ -154,6 +154,7 @@ void failRead(const FaultNode& node, const std::string& key, const Output& old, 
                        if (ending == Ending::threw) {
                            EXPECT_TRUE(output.empty());
                        } else {
+                           EXPECT_EQ(result, RetCode::OK);
                            EXPECT_EQ(output, whole);
                        }
                        EXPECT_EQ(database->get(key, next), RetCode::OK);
