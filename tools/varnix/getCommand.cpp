@@ -135,6 +135,7 @@ Parameter parameterFor(const DatabaseIf& database, const std::string& key,
 std::vector<std::string> typeNames()
 {
     std::vector<std::string> names;
+    names.reserve(std::size(typedReads));
     for (const TypedRead& typed : typedReads)
         names.emplace_back(typed.type);
     return names;
