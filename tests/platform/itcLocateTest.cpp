@@ -21,6 +21,35 @@ void runMailbox(const std::string& name, const Event& created)
     receive();
 }
 
+/** The same in a thread of this process. */
+std::thread serve(const std::string& name)
+{
+    return std::thread([name] {
+        open(name);
+        receive();
+    });
+}
+
+/** Asks for a server that is not there yet, and answers it when it comes. */
+void answerALateServer(const Event& waiting)
+{
+    open("client");
+    locate("server", 7);
+    EXPECT_FALSE(receive(0));
+    waiting.set();
+    const auto answer = receive();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(7U, answer->number);
+    send(answer->sender, 1);
+}
+
+/** A server that comes, and must hear from its client. */
+void comeAsTheServer()
+{
+    open("server");
+    EXPECT_EQ(1U, receiveNumber());
+}
+
 TEST_F(ItcLocate, AMailboxThatExistsIsFoundAtOnce)
 {
     const Event created;
@@ -40,21 +69,9 @@ TEST_F(ItcLocate, AMailboxThatExistsIsFoundAtOnce)
 TEST_F(ItcLocate, AMailboxThatComesLaterIsFoundThen)
 {
     const Event waiting;
-    Process client([&] {
-        open("client");
-        locate("server", 7);
-        EXPECT_FALSE(receive(0));
-        waiting.set();
-        const auto answer = receive();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(7U, answer->number);
-        send(answer->sender, 1);
-    });
+    Process client([&] { answerALateServer(waiting); });
     ASSERT_TRUE(waiting.wait());
-    inProcess([] {
-        open("server");
-        EXPECT_EQ(1U, receiveNumber());
-    });
+    inProcess(comeAsTheServer);
     EXPECT_EQ(0, client.wait());
 }
 
@@ -67,10 +84,7 @@ TEST_F(ItcLocate, MailboxesOfOtherNamesAreNotFound)
             std::thread([&] { open(name); }).join();
             EXPECT_FALSE(receive(0)) << name;
         }
-        std::thread server([] {
-            open("server");
-            receive();
-        });
+        std::thread server = serve("server");
         const auto answer = receive();
         ASSERT_TRUE(answer);
         send(answer->sender, 1);
@@ -86,10 +100,7 @@ TEST_F(ItcLocate, AnAnswerComesOnce)
         for (int i = 0; i < 10; ++i) {
             std::thread([] { open("server"); }).join();
         }
-        std::thread server([] {
-            open("server");
-            receive();
-        });
+        std::thread server = serve("server");
         const auto answer = receive();
         ASSERT_TRUE(answer);
         send(answer->sender, 1);
@@ -105,12 +116,6 @@ TEST_F(ItcLocate, EveryLocateIsAnswered)
         locate("a", 1);
         locate("b", 2);
         locate("a", 3);
-        const auto serve = [](const char* name) {
-            return std::thread([name] {
-                open(name);
-                receive();
-            });
-        };
         std::thread a = serve("a");
         const auto first = receive();
         EXPECT_EQ(1U, first->number);
@@ -133,18 +138,9 @@ TEST_F(ItcLocate, ANameLeftByAKilledProcessIsNotFound)
     ASSERT_TRUE(created.wait());
     server.kill();
     const Event waiting;
-    Process client([&] {
-        open("client");
-        locate("server", 7);
-        EXPECT_FALSE(receive(0));
-        waiting.set();
-        send(receive()->sender, 1);
-    });
+    Process client([&] { answerALateServer(waiting); });
     ASSERT_TRUE(waiting.wait());
-    inProcess([] {
-        open("server");
-        EXPECT_EQ(1U, receiveNumber());
-    });
+    inProcess(comeAsTheServer);
     EXPECT_EQ(0, client.wait());
 }
 
@@ -172,10 +168,7 @@ TEST_F(ItcLocate, TheAnswerGoesToTheMailboxThatIsNamed)
         open("asker");
         locate("server", 7, find("receiver"));
     });
-    inProcess([] {
-        open("server");
-        EXPECT_EQ(1U, receiveNumber());
-    });
+    inProcess(comeAsTheServer);
     EXPECT_EQ(0, receiver.wait());
 }
 

@@ -25,6 +25,20 @@ void expectGone(std::uint32_t mailbox)
     EXPECT_FALSE(receive(0));
 }
 
+/** A mailbox to be watched, until `over` comes. */
+void runUntil(const Event& over)
+{
+    open("target");
+    over.wait();
+}
+
+/** A mailbox to be watched, until its process is killed. */
+void runUntilKilled()
+{
+    open("target");
+    receiveRaw();
+}
+
 class ItcMonitor : public MailboxFolder
 {
 protected:
@@ -33,8 +47,7 @@ protected:
     {
         const Event watched;
         Process target([&] {
-            open("target");
-            watched.wait();
+            runUntil(watched);
             end();
         });
         inProcess([&] {
@@ -67,10 +80,7 @@ TEST_F(ItcMonitor, AnExitFromAnotherThreadIsTold)
 TEST_F(ItcMonitor, AKilledProcessIsTold)
 {
     const Event watched;
-    Process target([] {
-        open("target");
-        receiveRaw();
-    });
+    Process target(runUntilKilled);
     Process watcher([&] {
         open("watcher");
         const std::uint32_t id = find("target");
@@ -87,10 +97,7 @@ TEST_F(ItcMonitor, AStoppedProcessIsNotGone)
 {
     const Event watched;
     const Event stopped;
-    Process target([] {
-        open("target");
-        receiveRaw();
-    });
+    Process target(runUntilKilled);
     Process watcher([&] {
         open("watcher");
         monitor(find("target"), goneNumber);
@@ -109,10 +116,7 @@ TEST_F(ItcMonitor, AThreadsEndIsTold)
     inProcess([] {
         open("watcher");
         const Event over;
-        std::thread target([&] {
-            open("target");
-            over.wait();
-        });
+        std::thread target([&] { runUntil(over); });
         const std::uint32_t id = find("target");
         monitor(id, goneNumber);
         EXPECT_FALSE(receive(0));
@@ -142,10 +146,7 @@ TEST_F(ItcMonitor, EveryMonitorIsAnswered)
     inProcess([] {
         open("watcher");
         const Event over;
-        std::thread target([&] {
-            open("target");
-            over.wait();
-        });
+        std::thread target([&] { runUntil(over); });
         const std::uint32_t id = find("target");
         std::thread second([&] {
             open("second watcher");
@@ -193,10 +194,7 @@ TEST_F(ItcMonitor, WhatAMailboxSentBeforeItWentComesFirst)
 TEST_F(ItcMonitor, TheNameIsFreeWhenTheNewsArrives)
 {
     const Event watched;
-    Process target([&] {
-        open("target");
-        receiveRaw();
-    });
+    Process target(runUntilKilled);
     Process watcher([&] {
         open("watcher");
         monitor(find("target"), goneNumber);

@@ -6,9 +6,6 @@ namespace Varnix::Test {
 
 namespace {
 
-constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
-constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
-
 std::string quoted(const std::string& text)
 {
     return '"' + text + '"';

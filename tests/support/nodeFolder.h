@@ -11,6 +11,10 @@
 
 namespace Varnix::Test {
 
+/** The environment variables that name the production database, in the order of asking. */
+inline constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
+inline constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
+
 /** An entry of a component configuration file. */
 struct ConfigEntry
 {

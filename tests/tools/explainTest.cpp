@@ -13,9 +13,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
-constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
-
 /** A node of two matching entries, which share a file, and one that does not match. */
 class Explain : public ToolTest
 {

@@ -1,3 +1,4 @@
+#include "tests/support/nodeFolder.h"
 #include "tests/tools/toolTest.h"
 
 #include <nlohmann/json.hpp>
@@ -10,9 +11,6 @@ using Json = nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
-constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
 
 /** A node with one component of every type. */
 class Get : public ToolTest

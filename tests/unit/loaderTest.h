@@ -5,13 +5,19 @@
 
 #include "dbContainer.h"
 
+#include "tests/support/scriptedRead.h"
+
 #include <filesystem>
 #include <iterator>
 
 namespace Varnix::Backend {
 
+using Test::ReadOutcome;
+using Test::ScriptedRead;
 using testing::AllOf;
 using testing::Field;
+
+inline const DbBuilder goodFile = DbBuilder().u8("/a", {1}).text("/b", "two");
 
 /** A file of the test's own, and a container to load it into. */
 class LoaderTest : public StoreTest
@@ -35,6 +41,25 @@ protected:
 
     /** Whether the container is as it was made: without an image. */
     bool isEmpty() { return walk().empty(); }
+
+    /**
+     * What is traced when a load meets these reads: it must fail, and without a trace of it in the
+     * container or the process.
+     */
+    template <typename Load>
+    std::vector<TraceRecord> refusalOf(const Load& load, std::initializer_list<ReadOutcome> reads)
+    {
+        TraceSession::ofThisProcess().take();
+        const std::size_t descriptors = openDescriptors();
+        {
+            const ScriptedRead script(reads);
+            EXPECT_FALSE(load());
+            EXPECT_EQ(script.left(), 0U);
+        }
+        EXPECT_TRUE(isEmpty());
+        EXPECT_EQ(openDescriptors(), descriptors);
+        return heard();
+    }
 
     static std::size_t openDescriptors()
     {

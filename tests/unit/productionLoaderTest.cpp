@@ -1,6 +1,6 @@
 #include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
-#include "tests/support/scriptedRead.h"
+#include "tests/support/nodeFolder.h"
 #include "tests/support/tracedProcess.h"
 
 #include <cerrno>
@@ -16,14 +16,9 @@ namespace {
 
 using Test::Allocation;
 using Test::AllocationFailure;
-using Test::ReadOutcome;
-using Test::ScriptedRead;
+using Test::firstVariable;
+using Test::secondVariable;
 using Test::startTraced;
-
-constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
-constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
-
-const DbBuilder goodFile = DbBuilder().u8("/a", {1}).text("/b", "two");
 
 auto headerWrong(const std::string& path)
 {
@@ -60,16 +55,7 @@ class ProductionLoader : public LoaderTest
 protected:
     std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
     {
-        TraceSession::ofThisProcess().take();
-        const std::size_t descriptors = openDescriptors();
-        {
-            const ScriptedRead script(reads);
-            EXPECT_FALSE(container.loadProductionDb(path));
-            EXPECT_EQ(script.left(), 0U);
-        }
-        EXPECT_TRUE(isEmpty());
-        EXPECT_EQ(openDescriptors(), descriptors);
-        return heard();
+        return refusalOf([&] { return container.loadProductionDb(path); }, reads);
     }
 
     /** Whether a descriptor that the process has of the file stands at this position. */

@@ -1,6 +1,5 @@
 #include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
-#include "tests/support/scriptedRead.h"
 
 #include <cerrno>
 
@@ -9,27 +8,13 @@ namespace {
 
 using Test::Allocation;
 using Test::AllocationFailure;
-using Test::ReadOutcome;
-using Test::ScriptedRead;
-
-const DbBuilder goodFile = DbBuilder().u8("/a", {1}).text("/b", "two");
 
 class SoftwareLoader : public LoaderTest
 {
 protected:
-    /** Loads the file, which must fail without a trace of it in the container or the process. */
     std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
     {
-        TraceSession::ofThisProcess().take();
-        const std::size_t descriptors = openDescriptors();
-        {
-            const ScriptedRead script(reads);
-            EXPECT_FALSE(container.loadSwDb(path));
-            EXPECT_EQ(script.left(), 0U);
-        }
-        EXPECT_TRUE(isEmpty());
-        EXPECT_EQ(openDescriptors(), descriptors);
-        return heard();
+        return refusalOf([&] { return container.loadSwDb(path); }, reads);
     }
 
     auto openingFailed() const
