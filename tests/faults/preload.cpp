@@ -48,7 +48,9 @@ public:
             m_calls.emplace(call, error != 0 ? CallEffect::failing(error) : CallEffect::atMost(1),
                             first, count, CallFailure::Scope::process);
     }
-    ~Plan()
+    ~Plan() { disarm(); }
+
+    void disarm()
     {
         const bool struck =
             (m_allocations && m_allocations->struck()) || (m_calls && m_calls->struck());
@@ -81,6 +83,14 @@ int armedMain(int argc, char** argv, char** environment)
 }
 
 } // namespace
+
+/** For a program that ends at once. */
+extern "C" __attribute__((visibility("default"))) void _Exit(int status) noexcept
+{
+    plan.disarm();
+    ::syscall(SYS_exit_group, status);
+    __builtin_unreachable();
+}
 
 extern "C" __attribute__((visibility("default"))) int
 __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(),

@@ -43,13 +43,27 @@ void release(void* memory) noexcept
     std::free(memory);
 }
 
+/** Asks the handler that a program may have set, as operator new does. */
+template <typename... Form>
+void* allocateOrNull(Allocation kind, Form... form)
+{
+    for (;;) {
+        if (!AllocationFailure::strikes(kind)) {
+            if (void* const memory = allocate(form...))
+                return memory;
+        }
+        const std::new_handler handler = std::get_new_handler();
+        if (handler == nullptr)
+            return nullptr;
+        handler();
+    }
+}
+
 template <typename... Form>
 void* allocateOrThrow(Form... form)
 {
-    if (!AllocationFailure::strikes(Allocation::throwing)) {
-        if (void* const memory = allocate(form...))
-            return memory;
-    }
+    if (void* const memory = allocateOrNull(Allocation::throwing, form...))
+        return memory;
     throw std::bad_alloc();
 }
 
@@ -95,17 +109,8 @@ std::size_t liveBlocks(AllocationScope scope) noexcept
 } // namespace Varnix::Test
 
 using Varnix::Test::Allocation;
-using Varnix::Test::AllocationFailure;
 
-// The array form without exceptions is the only one that the library checks for null; the plain
-// and the aligned form are what all others end in.
-
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
-    if (AllocationFailure::strikes(Allocation::nonThrowing))
-        return nullptr;
-    return Varnix::Test::allocate(size);
-}
+// Every form, as a sanitizer's own stand in for those that are left out and know nothing of these.
 
 void* operator new(std::size_t size)
 {
@@ -114,12 +119,37 @@ void* operator new(std::size_t size)
 
 void* operator new[](std::size_t size)
 {
-    return ::operator new(size);
+    return Varnix::Test::allocateOrThrow(size);
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment)
 {
     return Varnix::Test::allocateOrThrow(size, alignment);
+}
+
+void* operator new[](std::size_t size, std::align_val_t alignment)
+{
+    return Varnix::Test::allocateOrThrow(size, alignment);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size);
+}
+
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept
+{
+    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size, alignment);
+}
+
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept
+{
+    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size, alignment);
 }
 
 void operator delete(void* memory) noexcept
@@ -147,7 +177,37 @@ void operator delete(void* memory, std::align_val_t) noexcept
     Varnix::Test::release(memory);
 }
 
+void operator delete[](void* memory, std::align_val_t) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete[](void* memory, const std::nothrow_t&) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept
+{
+    Varnix::Test::release(memory);
+}
+
+void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept
 {
     Varnix::Test::release(memory);
 }

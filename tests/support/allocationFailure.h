@@ -10,7 +10,7 @@ namespace Varnix::Test {
 enum class Allocation
 {
     throwing,
-    nonThrowing, ///< the array form that answers null
+    nonThrowing, ///< those that answer null
     any
 };
 

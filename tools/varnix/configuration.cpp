@@ -45,8 +45,12 @@ std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& confi
     if (const std::optional<std::string> reason = whyNotOpened(config))
         throw Failure(Status::NodeUnusable, "varnix: " + *reason);
     std::vector<DBUtils::DbConfiguration> entries;
-    if (const auto error = DBUtils::readConfigFile(config, entries))
+    if (const auto error = DBUtils::readConfigFile(config, entries)) {
+        if (error->kind == DBUtils::ConfigError::Kind::UNREADABLE && error->line == 0)
+            throw Failure(Status::NodeUnusable,
+                          "varnix: no configuration: cannot read " + config + ": " + error->reason);
         throw Failure(Status::Invalid, positionedText(*error, config));
+    }
     return entries;
 }
 

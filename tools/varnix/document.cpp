@@ -5,7 +5,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <new>
+#include <utility>
 
 namespace Varnix::Tool {
 
@@ -40,10 +46,26 @@ void addValue(Json& document, const DbFile::Value& value)
         document["value"] = std::move(elements);
 }
 
-void printDocument(const Json& document)
+void printDocument(Json&& document)
 {
+    alignas(Json) static std::array<std::byte, sizeof(Json)> kept;
+    const auto* const lasting = new (&kept) Json(std::move(document));
     // Keys and paths may be any bytes; what is not UTF-8 in them is shown as U+FFFD.
-    std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    const std::string text = lasting->dump(2, ' ', false, Json::error_handler_t::replace);
+    std::set_new_handler(nullptr); // no second document
+    std::cout << text << '\n';
+}
+
+void endWithoutMemory() noexcept
+{
+    std::set_new_handler([] {
+        static_cast<void>(std::printf("{\n  \"errors\": [\n    {\n      \"message\": \"%s\",\n"
+                                      "      \"status\": %d\n    }\n  ]\n}\n",
+                                      outOfMemory, static_cast<int>(Status::Unreadable)));
+        static_cast<void>(std::fflush(stdout));
+        static_cast<void>(std::fprintf(stderr, "%s\n", outOfMemory));
+        std::_Exit(static_cast<int>(Status::Unreadable));
+    });
 }
 
 void printFailure(Status status, const std::string& text)

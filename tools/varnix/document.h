@@ -11,8 +11,19 @@
 
 namespace Varnix::Tool {
 
-/** Prints the one document of a `--json` run. */
-void printDocument(const nlohmann::ordered_json& document);
+/**
+ * Prints the one document of a `--json` run and keeps it for good: to destroy one takes memory,
+ * which may have run out.
+ */
+void printDocument(nlohmann::ordered_json&& document);
+
+/**
+ * Makes a lack of memory end the process with its document, message and status: a document that is
+ * half made could not be destroyed.
+ */
+void endWithoutMemory() noexcept;
+
+inline constexpr const char* outOfMemory = "varnix: out of memory";
 
 /** Prints the document of a run that ended with a failure. */
 void printFailure(Status status, const std::string& text);

@@ -43,11 +43,12 @@ Status runExplain(const ExplainOptions& options)
         for (std::string& key : explanation.keys())
             if (std::find(options.keys.begin(), options.keys.end(), key) == options.keys.end())
                 keys.push_back(std::move(key));
+    const Status status = statusOf(explanation, options.keys);
     if (options.json)
         printDocument(documentOf(explanation, keys, findings));
     else
         printText(explanation, keys, findings);
-    return statusOf(explanation, options.keys);
+    return status;
 }
 
 } // namespace

@@ -3,10 +3,13 @@
 #include "dbfile/decoder.h"
 #include "dbfile/types.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -78,6 +81,26 @@ fs::path resolved(const fs::path& path)
     return fs::weakly_canonical(path, error);
 }
 
+struct CloseFolder
+{
+    void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+};
+
+/**
+ * What a folder holds; nothing where it cannot be read. Without the standard library's iterator,
+ * which ends the process when memory runs out.
+ */
+std::vector<std::string> namesIn(const fs::path& folder)
+{
+    const std::unique_ptr<DIR, CloseFolder> listing(
+        ::opendir(folder.empty() ? "." : folder.c_str()));
+    std::vector<std::string> names;
+    if (listing)
+        while (const dirent* const entry = ::readdir(listing.get()))
+            names.emplace_back(entry->d_name);
+    return names;
+}
+
 /** Database files that stand beside the listed ones and that nothing lists. */
 void findUnlisted(const Explanation& explanation, Findings& findings)
 {
@@ -92,11 +115,12 @@ void findUnlisted(const Explanation& explanation, Findings& findings)
     std::set<fs::path> unlisted;
     for (const fs::path& folder : folders) {
         std::error_code error;
-        for (const fs::directory_entry& found :
-             fs::directory_iterator(folder.empty() ? "." : folder, error))
-            if (found.is_regular_file(error) && known.insert(resolved(found.path())).second &&
-                looksLikeDatabase(found.path()))
-                unlisted.insert(folder / found.path().filename());
+        for (const std::string& name : namesIn(folder)) {
+            const fs::path path = folder / name;
+            if (fs::is_regular_file(path, error) && known.insert(resolved(path)).second &&
+                looksLikeDatabase(path))
+                unlisted.insert(path);
+        }
     }
     for (const fs::path& path : unlisted)
         findings.push_back({Severity::Note, path.string(), 0, "no entry lists this database file"});

@@ -180,7 +180,7 @@ Status get(const GetOptions& options)
         }
     }
     if (document)
-        printDocument(*document);
+        printDocument(*std::move(document));
     return status;
 }
 

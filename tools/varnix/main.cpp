@@ -27,6 +27,11 @@ Status fail(Status status, const std::string& text, bool asDocument)
 
 Status run(int argc, char** argv)
 {
+    const bool asDocument = std::any_of(
+        argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
+    if (asDocument)
+        Varnix::Tool::endWithoutMemory();
+
     CLI::App app("Builds, shows, compares and checks Varnix database files, and reads parameters "
                  "as a client does.",
                  "varnix");
@@ -40,8 +45,6 @@ Status run(int argc, char** argv)
                            Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain})
         add(app, status);
 
-    const bool asDocument = std::any_of(
-        argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
     try {
         app.parse(argc, argv);
         return status;
@@ -55,7 +58,7 @@ Status run(int argc, char** argv)
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
     } catch (const std::bad_alloc&) {
-        return fail(Status::Unreadable, "varnix: out of memory", asDocument);
+        return fail(Status::Unreadable, Varnix::Tool::outOfMemory, asDocument);
     }
 }
 
