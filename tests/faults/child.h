@@ -1,5 +1,5 @@
-#ifndef VARNIX_TESTS_CHILD_H
-#define VARNIX_TESTS_CHILD_H
+#ifndef VARNIX_TESTS_FAULTS_CHILD_H
+#define VARNIX_TESTS_FAULTS_CHILD_H
 
 #include <gtest/gtest.h>
 

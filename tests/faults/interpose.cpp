@@ -7,9 +7,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -285,6 +288,28 @@ int epoll_wait(int epoll, epoll_event* events, int count, int timeout)
 {
     static auto* const real = realOf<int(int, epoll_event*, int, int)>("epoll_wait");
     return pass("epoll_wait", real, epoll, events, count, timeout);
+}
+
+int eventfd(unsigned int value, int flags) noexcept
+{
+    static auto* const real = realOf<int(unsigned int, int)>("eventfd");
+    return pass("eventfd", real, value, flags);
+}
+
+int signalfd(int fd, const sigset_t* signals, int flags) noexcept
+{
+    static auto* const real = realOf<int(int, const sigset_t*, int)>("signalfd");
+    return pass("signalfd", real, fd, signals, flags);
+}
+
+/** Answers its error. */
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                   void* argument) noexcept
+{
+    static auto* const real =
+        realOf<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
+    const CallEffect effect = CallFailure::next("pthread_create");
+    return effect.error != 0 ? effect.error : real(thread, attributes, start, argument);
 }
 
 int memfd_create(const char* name, unsigned int flags) noexcept

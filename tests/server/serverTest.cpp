@@ -277,6 +277,14 @@ TEST_F(ServerTest, InputThatCannotBeReadIsStatus3)
     EXPECT_EQ(child.err().line(), "dbcsi-server: standard input cannot be read: Is a directory");
 }
 
+TEST_F(ServerTest, OutputThatCannotBeWrittenIsStatus3)
+{
+    Child child({"/bin/sh", "-c",
+                 std::string("echo help | exec '") + DBCSI_SERVER_PROGRAM + "' >/dev/full"});
+    EXPECT_EQ(child.wait(), 3);
+    EXPECT_EQ(child.err().line(), "dbcsi-server: cannot write to standard output");
+}
+
 TEST_F(ServerTest, WithoutMailboxesIsStatus5)
 {
     Child child({"/bin/sh", "-c",

@@ -92,11 +92,14 @@ void handle(const Mailbox::Message& message)
 int main()
 {
     if (!Mailbox::initialise(1) ||
-        Mailbox::create(subscriberMailboxPrefix + std::to_string(::getpid())) == ITC_NO_MBOX_ID) {
+        Mailbox::create((subscriberMailboxPrefix + std::to_string(::getpid())).c_str()) ==
+            ITC_NO_MBOX_ID) {
         return 1;
     }
     locate();
     for (;;) {
-        handle(Mailbox::receive());
+        if (const Mailbox::Message message = Mailbox::receive(std::chrono::hours(1))) {
+            handle(message);
+        }
     }
 }

@@ -81,7 +81,7 @@ ProcessResult run(const std::vector<std::string>& command, const ProcessSetup& s
     std::vector<std::string> settings = environmentOf(setup.environment);
     const std::vector<char*> arguments = pointers(words);
     const std::vector<char*> environment = pointers(settings);
-    const Descriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const Descriptor input(::open(setup.input.c_str(), O_RDONLY | O_CLOEXEC));
     const Descriptor out = setup.output.empty()
                                ? unnamedFile()
                                : Descriptor(::open(setup.output.c_str(), O_WRONLY | O_CLOEXEC));

@@ -23,6 +23,8 @@ struct ProcessSetup
     std::filesystem::path folder = ".";
     /** "NAME=value"; added to the environment of the test, or "NAME" taken out of it. */
     std::vector<std::string> environment = {};
+    /** What standard input reads. */
+    std::filesystem::path input = "/dev/null";
     /** Where standard output goes instead of the result. */
     std::filesystem::path output = {};
     /** Done in the child right before the program starts; async-signal-safe calls only. */

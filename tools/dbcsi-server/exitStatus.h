@@ -9,9 +9,9 @@ enum class ExitStatus
     Done = 0,
     No = 1,         /* a "wait" ran out of time */
     Usage = 2,      /* wrong options */
-    Unreadable = 3, /* standard input cannot be read */
+    Unreadable = 3, /* standard input cannot be read, or standard output not be written */
     Invalid = 4,    /* a line of scripted input could not be carried out */
-    Unusable = 5    /* no mailboxes, or another server owns the name */
+    Unusable = 5    /* no mailboxes, another server owns the name, or no memory */
 };
 
 } // namespace Dbcsi

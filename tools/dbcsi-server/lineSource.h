@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace Dbcsi {
 
@@ -15,6 +16,13 @@ class InputError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
+
+    /** For a read that ended with an error's number. */
+    static InputError ofRead(int error)
+    {
+        return InputError("standard input cannot be read: " +
+                          std::generic_category().message(error));
+    }
 };
 
 /** Where the operator's lines come from. */

@@ -22,9 +22,9 @@ bool initialise(int mailboxes)
     return result == 0 || result == ITC_ALREADY_INITIALISED;
 }
 
-std::uint32_t create(const std::string& name)
+std::uint32_t create(const char* name)
 {
-    return __itc_create_mailbox(name.c_str(), 0, __FILE__, __LINE__);
+    return __itc_create_mailbox(name, 0, __FILE__, __LINE__);
 }
 
 Message allocate(std::size_t size, std::uint32_t number)
@@ -45,9 +45,18 @@ void send(Message message, std::uint32_t to)
     __itc_send(&released, to, ITC_MY_MBOX_ID, __FILE__, __LINE__);
 }
 
-Message receive()
+void wake(std::uint32_t mailbox, std::uint32_t number) noexcept
 {
-    return Message(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, __FILE__, __LINE__));
+    itc_msg* message = __itc_alloc(sizeof number, number, __FILE__, __LINE__);
+    if (message != nullptr) {
+        __itc_send(&message, mailbox, ITC_MY_MBOX_ID, __FILE__, __LINE__);
+    }
+}
+
+Message receive(std::chrono::milliseconds limit)
+{
+    return Message(__itc_receive(nullptr, static_cast<std::uint32_t>(limit.count()), ITC_FROM_ALL,
+                                 __FILE__, __LINE__));
 }
 
 std::uint32_t senderOf(const Message& message)

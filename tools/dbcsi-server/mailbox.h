@@ -3,6 +3,7 @@
 
 #include <itc.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -22,7 +23,7 @@ using Message = std::unique_ptr<itc_msg, FreeMessage>;
 bool initialise(int mailboxes);
 
 /** Creates the calling thread's mailbox. Answers ITC_NO_MBOX_ID when that cannot be. */
-std::uint32_t create(const std::string& name);
+std::uint32_t create(const char* name);
 
 /** The host's mailbox library drops a message of more bytes when it is sent. */
 inline constexpr std::size_t largestMessage = std::size_t{1} << 20;
@@ -40,8 +41,11 @@ Message allocate(std::size_t size, std::uint32_t number);
 /** From the calling thread's own mailbox. */
 void send(Message message, std::uint32_t to);
 
-/** Waits for any message to the calling thread's mailbox; empty when there is no receiving. */
-Message receive();
+/** Sends a message of nothing but its number where there is memory for one. */
+void wake(std::uint32_t mailbox, std::uint32_t number) noexcept;
+
+/** Waits for any message to the calling thread's mailbox; empty when none came or could. */
+Message receive(std::chrono::milliseconds limit);
 
 std::uint32_t senderOf(const Message& message);
 

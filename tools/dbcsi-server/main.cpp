@@ -9,6 +9,8 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include <exception>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -26,8 +28,9 @@ std::string footer()
 {
     return std::string("Operator commands, one a line on standard input:\n") + Operator::help() +
            "\nExit status: 0 done, 1 a \"wait\" ran out of time, 2 wrong usage, 3 standard input\n"
-           "cannot be read, 4 a line of scripted input could not be carried out, 5 mailboxes\n"
-           "cannot be used or another server runs.";
+           "cannot be read or standard output not be written, 4 a line of scripted input could\n"
+           "not be carried out, 5 mailboxes cannot be used, another server runs, or memory ran "
+           "out.";
 }
 
 std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSignals)
@@ -44,7 +47,7 @@ ExitStatus serve(const Options& options)
     const EndSignals endSignals;
     // One mailbox for the server, one for this thread, which speaks for the operator.
     if (!Mailbox::initialise(2) ||
-        Mailbox::create("dbcsiOperator" + std::to_string(::getpid())) == ITC_NO_MBOX_ID) {
+        Mailbox::create(("dbcsiOperator" + std::to_string(::getpid())).c_str()) == ITC_NO_MBOX_ID) {
         throw ServerError("mailboxes cannot be used here");
     }
     Server server(options.refusals);
@@ -98,7 +101,13 @@ int main(int argc, char** argv)
         complain(error.what());
         status = ExitStatus::Unreadable;
     } catch (const std::exception& error) {
-        complain(error.what());
+        complain(reason(error));
+    }
+    if (!std::cout.flush()) {
+        complain("cannot write to standard output");
+        if (status == ExitStatus::Done) {
+            status = ExitStatus::Unreadable;
+        }
     }
     return static_cast<int>(status);
 }

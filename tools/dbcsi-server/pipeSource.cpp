@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace Dbcsi {
@@ -41,8 +40,7 @@ bool PipeSource::readMore()
         count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
-        throw InputError("standard input cannot be read: " +
-                         std::generic_category().message(errno));
+        throw InputError::ofRead(errno);
     }
     m_pending.append(buffer.data(), static_cast<std::size_t>(count));
     m_atEnd = count == 0;

@@ -7,6 +7,7 @@
 #include <sys/eventfd.h>
 
 #include <cstring>
+#include <exception>
 #include <iomanip>
 #include <random>
 #include <sstream>
@@ -18,11 +19,14 @@ namespace {
 /* Messages that the server's own process sends. */
 enum OwnMessageNumber : std::uint32_t
 {
-    CALL_IND = 0x01707180,       /* there are calls in the queue */
+    CALL_IND = 0x01707180,       /* there is a call to make */
     CLIENT_DOWN_IND = 0x01707181 /* from the monitor; the connection's reference follows */
 };
 constexpr std::size_t clientDownReferenceOffset = 4;
 constexpr std::size_t clientDownSize = 8;
+
+/* How soon the server's thread finds a call whose message was lost. */
+constexpr std::chrono::seconds lookInterval{1};
 
 /** So that a reference of an earlier server is not mistaken for one of this. */
 std::uint32_t firstReference()
@@ -35,7 +39,7 @@ void complainOf(std::uint32_t mailbox, const std::string& text)
     std::ostringstream line;
     line << "mailbox 0x" << std::hex << std::setw(8) << std::setfill('0') << mailbox << ": "
          << text;
-    complain(line.str());
+    complain(line.str().c_str());
 }
 
 void answer(std::uint32_t to, std::uint32_t number)
@@ -52,28 +56,31 @@ Mailbox::Message copyToMessage(const std::vector<std::byte>& bytes)
 
 } // namespace
 
+/** What the operator's thread has the server's thread do; belongs to the first. */
+struct Server::Call
+{
+    const Work& work;
+    bool done = false;
+    std::exception_ptr error = nullptr;
+};
+
 Server::Server(Refusals refusals)
     : m_refusals(refusals), m_connections(firstReference()),
-      m_changes(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")
+      m_changes(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"), m_thread(&Server::run, this)
 {
-    std::promise<void> started;
-    std::future<void> start = started.get_future();
-    m_thread = std::thread(&Server::run, this, std::move(started));
-    try {
-        start.get();
-    } catch (...) {
+    std::unique_lock lock(m_mutex);
+    m_told.wait(lock, [this] { return m_start != Start::Pending; });
+    if (m_start == Start::Refused) {
+        lock.unlock();
         m_thread.join();
-        throw;
+        throw ServerError(std::string("cannot own the mailbox \"") + serverMailboxName +
+                          "\": another server runs, or mailboxes cannot be used here");
     }
 }
 
 Server::~Server()
 {
-    try {
-        call(std::packaged_task<void()>([this] { m_ending = true; }));
-    } catch (const std::exception& error) {
-        complain(error.what());
-    }
+    call([this] { m_ending = true; });
     m_thread.join();
 }
 
@@ -81,21 +88,21 @@ std::size_t Server::write(const Words& words)
 {
     const std::vector<std::byte> indication = encodeWriteIndication(words);
     std::size_t sent = 0;
-    call(std::packaged_task<void()>([&] { sent = writeToAll(indication); }));
+    call([&] { sent = writeToAll(indication); });
     return sent;
 }
 
 std::vector<Connection> Server::subscribers()
 {
     std::vector<Connection> result;
-    call(std::packaged_task<void()>([&] { result = m_connections.subscribers(); }));
+    call([&] { result = m_connections.subscribers(); });
     return result;
 }
 
 std::size_t Server::subscriberCount()
 {
     std::size_t result = 0;
-    call(std::packaged_task<void()>([&] { result = m_connections.subscriberCount(); }));
+    call([&] { result = m_connections.subscriberCount(); });
     return result;
 }
 
@@ -112,36 +119,45 @@ void Server::signalChange(std::size_t countBefore) const
     }
 }
 
-void Server::run(std::promise<void> started)
+void Server::run()
 {
     m_mailbox = Mailbox::create(serverMailboxName);
-    if (m_mailbox == ITC_NO_MBOX_ID) {
-        started.set_exception(std::make_exception_ptr(
-            ServerError(std::string("cannot own the mailbox \"") + serverMailboxName +
-                        "\": another server runs, or mailboxes cannot be used here")));
-        return;
+    const bool owned = m_mailbox != ITC_NO_MBOX_ID;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_start = owned ? Start::Served : Start::Refused;
     }
-    started.set_value();
-    receiveUntilEnd();
-    refuseCalls();
+    m_told.notify_all();
+    if (owned) {
+        receiveUntilEnd();
+    }
 }
 
 void Server::receiveUntilEnd()
 {
     while (!m_ending) {
-        const Mailbox::Message message = Mailbox::receive();
+        const auto nextLook = std::chrono::steady_clock::now() + lookInterval;
+        const Mailbox::Message message = Mailbox::receive(lookInterval);
         if (!message) {
-            complain("no more messages can be received");
-            return;
+            awaitCall(nextLook);
+            runCall();
+            continue;
         }
         try {
             const std::size_t countBefore = m_connections.subscriberCount();
             handle(message);
             signalChange(countBefore);
         } catch (const std::exception& error) {
-            complain(std::string("a message could not be handled: ") + error.what());
+            complain("a message could not be handled", reason(error));
         }
     }
+}
+
+/** For a receive that failed at once, which would otherwise be repeated without end. */
+void Server::awaitCall(std::chrono::steady_clock::time_point until)
+{
+    std::unique_lock lock(m_mutex);
+    m_told.wait_until(lock, until, [this] { return m_call != nullptr; });
 }
 
 void Server::handle(const Mailbox::Message& message)
@@ -157,7 +173,7 @@ void Server::handle(const Mailbox::Message& message)
         m_connections.close(Mailbox::wordAt(message, clientDownReferenceOffset));
         break;
     case CALL_IND:
-        runCalls();
+        runCall();
         break;
     default:
         complainOf(Mailbox::senderOf(message), "a message of an unknown number is ignored");
@@ -180,14 +196,14 @@ void Server::handleConnect(const Mailbox::Message& message)
         answer(client, DBCSI_CONN_ESTABLISH_REJ);
         return;
     }
-    const std::uint32_t reference = m_connections.open(client, version);
-
+    // First whatever may fail: no connection is left that nobody confirms or ends.
     Mailbox::Message down = Mailbox::allocate(clientDownSize, CLIENT_DOWN_IND);
-    Mailbox::setWordAt(down, clientDownReferenceOffset, reference);
-    Mailbox::monitor(client, std::move(down));
-
     Mailbox::Message confirmation =
         Mailbox::allocate(sizeof(ConnEstablishCfm), DBCSI_CONN_ESTABLISH_CFM);
+    const std::uint32_t reference = m_connections.open(client, version);
+
+    Mailbox::setWordAt(down, clientDownReferenceOffset, reference);
+    Mailbox::monitor(client, std::move(down));
     Mailbox::setWordAt(confirmation, offsetof(ConnEstablishCfm, unused), 0);
     Mailbox::setWordAt(confirmation, offsetof(ConnEstablishCfm, serverRef), reference);
     Mailbox::send(std::move(confirmation), client);
@@ -218,37 +234,37 @@ std::size_t Server::writeToAll(const std::vector<std::byte>& indication)
         [&](std::uint32_t mailbox) { Mailbox::send(copyToMessage(indication), mailbox); });
 }
 
-void Server::runCalls()
+void Server::runCall()
 {
-    std::deque<std::packaged_task<void()>> calls;
     {
-        const std::lock_guard lock(m_callsMutex);
-        calls.swap(m_calls);
-    }
-    for (std::packaged_task<void()>& task : calls) {
-        task();
-    }
-}
-
-void Server::call(std::packaged_task<void()> task)
-{
-    std::future<void> done = task.get_future();
-    {
-        const std::lock_guard lock(m_callsMutex);
-        if (!m_takesCalls) {
-            throw ServerError("the server's thread has ended");
+        const std::lock_guard lock(m_mutex);
+        Call* const called = std::exchange(m_call, nullptr);
+        if (called == nullptr) {
+            return;
         }
-        m_calls.push_back(std::move(task));
+        try {
+            called->work();
+        } catch (...) {
+            called->error = std::current_exception();
+        }
+        called->done = true;
     }
-    Mailbox::send(Mailbox::allocate(sizeof(PlainAnswer), CALL_IND), m_mailbox);
-    done.get();
+    m_told.notify_all();
 }
 
-void Server::refuseCalls()
+void Server::call(const Work& work)
 {
-    const std::lock_guard lock(m_callsMutex);
-    m_takesCalls = false;
-    m_calls.clear();
+    Call made{work};
+    std::unique_lock lock(m_mutex);
+    m_call = &made;
+    lock.unlock();
+    m_told.notify_all();
+    Mailbox::wake(m_mailbox, CALL_IND);
+    lock.lock();
+    m_told.wait(lock, [&] { return made.done; });
+    if (made.error) {
+        std::rethrow_exception(made.error);
+    }
 }
 
 } // namespace Dbcsi

@@ -6,9 +6,10 @@
 #include "mailbox.h"
 #include "wordSplitter.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
-#include <deque>
-#include <future>
+#include <functional>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -34,9 +35,10 @@ struct Refusals
 /**
  * The subscription server: a thread that owns the mailbox "DbcsiServer" and blocks in its receive.
  *
- * Its operations are for one other thread, which must own a mailbox: they put a task in a queue,
- * wake the server's thread with a message and wait until it has done the task. So the connections
- * belong to that thread alone and need no lock, and whatever a client is sent comes in order.
+ * Its operations are for one other thread, which must own a mailbox: they leave a call for the
+ * server's thread, wake it with a message and wait until it has made the call. So the connections
+ * belong to that thread alone and need no lock, and whatever a client is sent comes in order. The
+ * message may be lost when the process runs out of something: the thread also looks by itself.
  */
 class Server
 {
@@ -58,14 +60,24 @@ public:
     void clearChanges() const;
 
 private:
-    void run(std::promise<void> started);
+    using Work = std::function<void()>;
+    struct Call;
+
+    enum class Start
+    {
+        Pending,
+        Served,
+        Refused
+    };
+
+    void run();
     void receiveUntilEnd();
+    void awaitCall(std::chrono::steady_clock::time_point until);
     void handle(const Mailbox::Message& message);
     void handleConnect(const Mailbox::Message& message);
     void handleSubscribe(const Mailbox::Message& message);
-    void runCalls();
-    void call(std::packaged_task<void()> task);
-    void refuseCalls();
+    void runCall();
+    void call(const Work& work);
     std::size_t writeToAll(const std::vector<std::byte>& indication);
     void signalChange(std::size_t countBefore) const;
 
@@ -74,10 +86,11 @@ private:
     Connections m_connections;
     bool m_ending = false;
 
-    /* Guarded by m_callsMutex. */
-    std::mutex m_callsMutex;
-    std::deque<std::packaged_task<void()>> m_calls;
-    bool m_takesCalls = true;
+    /* Guarded by m_mutex; each change is told. */
+    std::mutex m_mutex;
+    std::condition_variable m_told;
+    Start m_start = Start::Pending;
+    Call* m_call = nullptr; ///< its caller's, who waits
 
     /* Fixed before the constructor returns. */
     FileDescriptor m_changes;

@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <clocale>
 #include <cwchar>
+#include <exception>
 #include <iostream>
+#include <utility>
 
 namespace Dbcsi {
 namespace {
@@ -44,7 +46,7 @@ public:
         history(m_history.get(), &event, H_SETSIZE, historySize);
         history(m_history.get(), &event, H_SETUNIQUE, 1);
         el_set(m_editor.get(), EL_CLIENTDATA, this);
-        el_set(m_editor.get(), EL_GETCFN, &Editor::readCharacter);
+        el_set(m_editor.get(), EL_GETCFN, &Editor::giveCharacter);
         el_set(m_editor.get(), EL_PROMPT, &prompt);
         el_set(m_editor.get(), EL_HIST, &history, m_history.get());
         el_set(m_editor.get(), EL_EDITOR, "emacs");
@@ -57,6 +59,9 @@ public:
         el_set(m_editor.get(), EL_PREP_TERM, 1);
         int length = 0;
         const char* line = el_gets(m_editor.get(), &length);
+        if (m_error) {
+            std::rethrow_exception(std::exchange(m_error, nullptr));
+        }
         if (line == nullptr || length <= 0) {
             std::cout << std::endl; // whatever comes next begins a line
             return std::nullopt;
@@ -73,25 +78,39 @@ public:
     }
 
 private:
-    /** Reads one character, whole; 0 at the end of input or when the end is signalled. */
-    static int readCharacter(EditLine* editor, wchar_t* character)
+    /** For the editor, through which nothing is thrown. */
+    static int giveCharacter(EditLine* editor, wchar_t* character) noexcept
     {
         Editor* self = nullptr;
         el_get(editor, EL_CLIENTDATA, &self);
+        try {
+            return self->readCharacter(*character);
+        } catch (...) {
+            self->m_error = std::current_exception();
+            return -1;
+        }
+    }
+
+    /** Reads one character, whole; 0 at the end of input or when the end is signalled. */
+    int readCharacter(wchar_t& character) const
+    {
         std::mbstate_t state{};
         for (;;) {
             char byte = 0;
-            if (self->m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::Ended) {
+            if (m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::Ended) {
                 return 0;
             }
             const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
             if (count < 0 && errno == EINTR) {
                 continue;
             }
-            if (count <= 0) {
-                return static_cast<int>(count);
+            if (count < 0 && errno != EIO) { // which says that the terminal has gone
+                throw InputError::ofRead(errno);
             }
-            const std::size_t length = std::mbrtowc(character, &byte, 1, &state);
+            if (count <= 0) {
+                return 0;
+            }
+            const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
             if (length == static_cast<std::size_t>(-1)) {
                 state = {}; // not a character of this locale: the next byte begins one
             } else if (length != static_cast<std::size_t>(-2)) {
@@ -101,6 +120,7 @@ private:
     }
 
     const EndSignals& m_endSignals;
+    std::exception_ptr m_error;
     std::unique_ptr<History, EndHistory> m_history;
     std::unique_ptr<EditLine, EndEditor> m_editor;
 };
