@@ -61,8 +61,8 @@ void storeElement(unsigned char* data, std::size_t element, std::int64_t value) 
 
 DatabaseImpl::~DatabaseImpl()
 {
-    for (const auto& [key, param] : m_params)
-        delete[] param.data;
+    for (const auto& entry : m_params)
+        delete[] entry.value.data;
 }
 
 unsigned int DatabaseImpl::sizeofDatatype(TypeOfData_t type) const
@@ -96,29 +96,39 @@ bool DatabaseImpl::populate(DbContainer& container)
 {
     reserveFor(container);
     const auto end = DbContainer::iterator::end(&container);
-    for (auto it = DbContainer::iterator::begin(&container); it != end; ++it) {
+    for (auto it = DbContainer::iterator::begin(&container); it != end;) {
         const DbRecord& record = *it;
-        if (record.type == TypeOfData_t::UNDEFINED) {
-            Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
-            continue;
-        }
-        DbParam_t& param = m_params.findOrInsert(record.key);
-        const bool heldData = param.data != nullptr;
-        delete[] param.data;
-        param.data = nullptr;
-        if (record.length == 0) {
-            // The type stays: a new key stays undefined, a known one keeps what it was.
-            if (heldData)
-                param.length = 0;
-            continue;
-        }
-        param.data = allocateValue(record.length);
-        if (param.data == nullptr)
+        ++it;
+        if (it != end) // fetched while this record is stored: a slot is in no cache
+            m_params.prefetch(it.key());
+        if (!store(record))
             return false;
-        std::memcpy(param.data, record.data, record.length);
-        param.length = record.length;
-        param.type = record.type;
     }
+    return true;
+}
+
+bool DatabaseImpl::store(const DbRecord& record)
+{
+    if (record.type == TypeOfData_t::UNDEFINED) {
+        Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
+        return true;
+    }
+    DbParam_t& param = m_params.findOrInsert(record.key);
+    const bool heldData = param.data != nullptr;
+    delete[] param.data;
+    param.data = nullptr;
+    if (record.length == 0) {
+        // The type stays: a new key stays undefined, a known one keeps what it was.
+        if (heldData)
+            param.length = 0;
+        return true;
+    }
+    param.data = allocateValue(record.length);
+    if (param.data == nullptr)
+        return false;
+    std::memcpy(param.data, record.data, record.length);
+    param.length = record.length;
+    param.type = record.type;
     return true;
 }
 

@@ -88,6 +88,7 @@ private:
     bool readStringParam(Table::const_iterator entry, std::string& text) const;
 
     void reserveFor(DbContainer& container);
+    bool store(const DbRecord& record);
 
     mutable ReadMostlyLock m_lock;
     Table m_params;

@@ -69,6 +69,9 @@ public:
     /** Decodes the record at the position into the container and answers it. */
     DbRecord& operator*() const;
 
+    /** The key of the record at the position, however it begins. */
+    const char* key() const noexcept;
+
     iterator& operator++() noexcept;
 
     bool operator==(const iterator& other) const noexcept = default;
@@ -78,8 +81,6 @@ private:
         : m_container(container), m_position(position)
     {
     }
-
-    const char* key() const noexcept;
 
     DbContainer* m_container;
     std::uint32_t m_position; ///< offset from the start of the image

@@ -18,10 +18,10 @@ struct ParamKey
 {
     template <typename Text>
     requires std::convertible_to<const Text&, std::string_view> ParamKey(const Text& key)
-    noexcept : text(key), hash(std::hash<std::string_view>()(text)) {}
+    noexcept : text(key), hash(static_cast<std::uint32_t>(std::hash<std::string_view>()(text))) {}
 
     std::string_view text;
-    std::size_t hash;
+    std::uint32_t hash;
 };
 
 /**
@@ -29,9 +29,12 @@ struct ParamKey
  *
  * The entries stand in one array, in the order in which they came. Slots, a power of two and at
  * least twice as many, lead to them: a key is looked for from the slot that its hash names onwards,
- * up to the first empty one. A slot holds a part of the hash, so that hardly any entry but the
- * right one is looked at. One step to a slot and one to an entry is less than half of what the
+ * up to the first empty one. One step to a slot and one to an entry is less than half of what the
  * nodes of the standard map cost where they are not in a cache.
+ *
+ * A load costs what it touches, so a slot is one word. Its low bits, as many as choose a slot, are
+ * the entry's number, counted from 1; the others are those of the hash, so that hardly any entry
+ * but the right one is looked at.
  */
 template <typename Value>
 class KeyTable
@@ -39,7 +42,11 @@ class KeyTable
 public:
     struct Entry
     {
-        ParamKey key;
+        std::string_view key() const noexcept { return {text, length}; }
+
+        const char* text; ///< owned by the table
+        std::uint32_t length;
+        std::uint32_t hash;
         Value value;
     };
     using const_iterator = const Entry*;
@@ -51,15 +58,15 @@ public:
     /** The key's entry, or end(). */
     const_iterator find(const ParamKey& key) const noexcept
     {
-        const std::uint32_t entry = m_slots[slotOf(key)].entry;
-        return entry != 0 ? begin() + entry - 1 : end();
+        const std::uint32_t number = m_slots[slotOf(key.text, key.hash)] & mask();
+        return number != 0 ? begin() + number - 1 : end();
     }
 
     /** The key's value, or null. */
     Value* findValue(const ParamKey& key) noexcept
     {
-        const std::uint32_t entry = m_slots[slotOf(key)].entry;
-        return entry != 0 ? &m_entries[entry - 1].value : nullptr;
+        const std::uint32_t number = m_slots[slotOf(key.text, key.hash)] & mask();
+        return number != 0 ? &m_entries[number - 1].value : nullptr;
     }
 
     /** The key's value, made first if there is none. Later insertions may move it. */
@@ -67,12 +74,19 @@ public:
     {
         if (size() + 1 > m_slots.size() / slotsPerEntry)
             rehash(m_slots.size() * 2);
-        Slot& slot = m_slots[slotOf(key)];
-        if (slot.entry == 0) {
-            m_entries.push_back({copyOf(key), Value()});
-            slot = {tagOf(key), static_cast<std::uint32_t>(size())};
+        Slot& slot = m_slots[slotOf(key.text, key.hash)];
+        if (slot == emptySlot) {
+            const auto length = static_cast<std::uint32_t>(key.text.size());
+            m_entries.push_back({copyOf(key.text), length, key.hash, Value()});
+            slot = slotFor(key.hash, size());
         }
-        return m_entries[slot.entry - 1].value;
+        return m_entries[(slot & mask()) - 1].value;
+    }
+
+    /** Starts to fetch what a look for the key reads first. */
+    void prefetch(const ParamKey& key) const noexcept
+    {
+        __builtin_prefetch(&m_slots[key.hash & mask()]);
     }
 
     /** Makes room for `count` entries in all. */
@@ -84,27 +98,25 @@ public:
     }
 
 private:
+    using Slot = std::uint32_t;
+    static constexpr Slot emptySlot = 0;
     static constexpr std::size_t slotsPerEntry = 2;
 
-    struct Slot
-    {
-        std::uint32_t tag = 0;
-        std::uint32_t entry = 0; ///< its number, from 1; 0 in an empty slot
-    };
+    /** The bits of a hash that choose a slot, and those of a slot that number an entry. */
+    Slot mask() const noexcept { return static_cast<Slot>(m_slots.size() - 1); }
 
-    static std::uint32_t tagOf(const ParamKey& key) noexcept
+    Slot slotFor(std::uint32_t hash, std::size_t number) const noexcept
     {
-        return static_cast<std::uint32_t>(key.hash >> 32U);
+        return (hash & ~mask()) | static_cast<Slot>(number);
     }
 
     /** Where the key is, or else where it would have to be put. */
-    std::size_t slotOf(const ParamKey& key) const noexcept
+    std::size_t slotOf(std::string_view key, std::uint32_t hash) const noexcept
     {
-        const std::size_t mask = m_slots.size() - 1;
-        std::size_t i = key.hash & mask;
-        for (; m_slots[i].entry != 0; i = (i + 1) & mask) {
-            if (m_slots[i].tag == tagOf(key) &&
-                m_entries[m_slots[i].entry - 1].key.text == key.text)
+        std::size_t i = hash & mask();
+        for (; m_slots[i] != emptySlot; i = (i + 1) & mask()) {
+            const bool likely = ((m_slots[i] ^ hash) & ~mask()) == 0;
+            if (likely && m_entries[(m_slots[i] & mask()) - 1].key() == key)
                 break;
         }
         return i;
@@ -112,23 +124,22 @@ private:
 
     void rehash(std::size_t slots)
     {
-        m_slots.assign(slots, Slot());
-        for (std::size_t i = 0; i < size(); ++i) {
-            const ParamKey& key = m_entries[i].key;
-            m_slots[slotOf(key)] = {tagOf(key), static_cast<std::uint32_t>(i + 1)};
+        m_slots.assign(slots, emptySlot);
+        for (std::size_t number = 1; number <= size(); ++number) {
+            const Entry& entry = m_entries[number - 1];
+            m_slots[slotOf(entry.key(), entry.hash)] = slotFor(entry.hash, number);
         }
     }
 
-    /** The key with a text of its own. */
-    ParamKey copyOf(ParamKey key)
+    /** The text in memory of the table's own. */
+    const char* copyOf(std::string_view key)
     {
-        auto* const text = static_cast<char*>(m_texts.allocate(key.text.size(), 1));
-        std::copy(key.text.begin(), key.text.end(), text);
-        key.text = {text, key.text.size()};
-        return key;
+        auto* const text = static_cast<char*>(m_texts.allocate(key.size(), 1));
+        std::copy(key.begin(), key.end(), text);
+        return text;
     }
 
-    std::vector<Slot> m_slots = std::vector<Slot>(2);
+    std::vector<Slot> m_slots = std::vector<Slot>(slotsPerEntry);
     std::vector<Entry> m_entries;
     std::pmr::monotonic_buffer_resource m_texts;
 };

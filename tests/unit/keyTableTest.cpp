@@ -1,0 +1,269 @@
+#include "keyTable.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Varnix::Backend {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+class KeyTableTest : public testing::Test
+{
+protected:
+    /** A key with a hash of the test's choice. Its text has to stay. */
+    static ParamKey hashed(std::string_view text, std::uint32_t hash)
+    {
+        ParamKey key(text);
+        key.hash = hash;
+        return key;
+    }
+
+    static std::string nameOf(int number) { return "/unit/p" + std::to_string(number); }
+
+    /** Inserts the keys numbered from `first` to before `end`, each with its number. */
+    void fill(int first, int end)
+    {
+        for (int number = first; number < end; ++number)
+            table.findOrInsert(nameOf(number)) = number;
+    }
+
+    /** What the keys numbered from 0 to before `end` lead to; -1 where a key is missing. */
+    std::vector<int> found(int end) const
+    {
+        std::vector<int> values;
+        for (int number = 0; number < end; ++number)
+            values.push_back(valueOf(nameOf(number)));
+        return values;
+    }
+
+    int valueOf(const ParamKey& key) const
+    {
+        const auto entry = table.find(key);
+        return entry != table.end() ? entry->value : -1;
+    }
+
+    std::vector<std::string> keysInOrder() const
+    {
+        std::vector<std::string> keys;
+        for (const auto& entry : table)
+            keys.emplace_back(entry.key());
+        return keys;
+    }
+
+    static std::vector<int> numbersTo(int end)
+    {
+        std::vector<int> numbers;
+        for (int number = 0; number < end; ++number)
+            numbers.push_back(number);
+        return numbers;
+    }
+
+    KeyTable<int> table;
+};
+
+TEST_F(KeyTableTest, AnEmptyTableHoldsNoKey)
+{
+    EXPECT_EQ(table.size(), 0U);
+    EXPECT_EQ(table.begin(), table.end());
+    EXPECT_EQ(table.find("/a"), table.end());
+    EXPECT_EQ(table.find(""), table.end());
+    EXPECT_EQ(table.findValue("/a"), nullptr);
+}
+
+TEST_F(KeyTableTest, ReservingMakesNoEntry)
+{
+    table.reserve(100);
+
+    EXPECT_EQ(table.size(), 0U);
+    EXPECT_EQ(table.find("/a"), table.end());
+}
+
+TEST_F(KeyTableTest, ANewKeyHasTheValueOfNothing)
+{
+    EXPECT_EQ(table.findOrInsert("/a"), 0);
+    EXPECT_EQ(valueOf("/a"), 0);
+}
+
+TEST_F(KeyTableTest, AKeyThatIsThereKeepsItsValueAndItsEntry)
+{
+    table.findOrInsert("/a") = 1;
+    table.findOrInsert("/b") = 2;
+
+    EXPECT_EQ(table.findOrInsert("/a"), 1);
+    table.findOrInsert("/a") = 3;
+
+    EXPECT_EQ(table.size(), 2U);
+    EXPECT_EQ(valueOf("/a"), 3);
+    EXPECT_EQ(valueOf("/b"), 2);
+}
+
+TEST_F(KeyTableTest, AFoundValueCanBeChanged)
+{
+    table.findOrInsert("/a") = 1;
+
+    *table.findValue("/a") = 2;
+
+    EXPECT_EQ(valueOf("/a"), 2);
+}
+
+TEST_F(KeyTableTest, TheEmptyTextIsAKey)
+{
+    table.findOrInsert("") = 1;
+
+    EXPECT_EQ(valueOf(""), 1);
+    EXPECT_EQ(valueOf("/a"), -1);
+}
+
+TEST_F(KeyTableTest, EveryKeyIsFoundWhileTheTableGrows)
+{
+    for (int number = 0; number < 300; ++number) {
+        fill(number, number + 1);
+        ASSERT_THAT(found(number + 1), ElementsAreArray(numbersTo(number + 1)));
+        ASSERT_EQ(table.find(nameOf(number + 1)), table.end());
+    }
+    EXPECT_EQ(table.size(), 300U);
+}
+
+TEST_F(KeyTableTest, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
+{
+    table.reserve(100);
+    fill(0, 100);
+    EXPECT_THAT(found(100), ElementsAreArray(numbersTo(100)));
+
+    fill(100, 1000);
+    EXPECT_THAT(found(1000), ElementsAreArray(numbersTo(1000)));
+}
+
+TEST_F(KeyTableTest, ReservingForLaterFillsKeepsWhatIsThere)
+{
+    int first = 0;
+    for (const int end : {3, 50, 51, 400}) {
+        table.reserve(static_cast<std::size_t>(end));
+        EXPECT_THAT(found(first), ElementsAreArray(numbersTo(first)));
+        fill(first, end);
+        first = end;
+    }
+    table.reserve(10); // less than there is
+
+    EXPECT_EQ(table.size(), 400U);
+    EXPECT_THAT(found(400), ElementsAreArray(numbersTo(400)));
+}
+
+TEST_F(KeyTableTest, EntriesStandInTheOrderInWhichTheyCame)
+{
+    for (const char* const key : {"/z", "/a", "/m", "/a", "/b", "/z", "/c"})
+        table.findOrInsert(key);
+
+    EXPECT_THAT(keysInOrder(), ElementsAre("/z", "/a", "/m", "/b", "/c"));
+}
+
+TEST_F(KeyTableTest, TheTableOwnsTheTextOfItsKeys)
+{
+    std::string key = "/a key that is too long to stand in the string itself";
+    const std::string same = key;
+    table.findOrInsert(key) = 1;
+
+    key.assign(key.size(), 'x');
+
+    EXPECT_EQ(valueOf(same), 1);
+    EXPECT_EQ(valueOf(key), -1);
+    EXPECT_THAT(keysInOrder(), ElementsAre(same));
+}
+
+TEST_F(KeyTableTest, KeysDifferWhereverTheyDiffer)
+{
+    const std::string stem(1000, 'k');
+    const std::vector<std::string> keys = {stem,       stem + 'a',  stem + 'b',
+                                           'a' + stem, stem + '\0', stem.substr(1)};
+    // One hash for all, so that the text alone tells them apart.
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        table.findOrInsert(hashed(keys[i], 1)) = static_cast<int>(i);
+
+    EXPECT_THAT(keysInOrder(), ElementsAreArray(keys));
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        EXPECT_EQ(valueOf(hashed(keys[i], 1)), static_cast<int>(i));
+}
+
+TEST_F(KeyTableTest, KeysOfOneHashAreKeptApart)
+{
+    table.findOrInsert(hashed("/a", 7)) = 1;
+    table.findOrInsert(hashed("/b", 7)) = 2;
+    table.findOrInsert(hashed("/c", 7)) = 3;
+
+    EXPECT_EQ(valueOf(hashed("/a", 7)), 1);
+    EXPECT_EQ(valueOf(hashed("/b", 7)), 2);
+    EXPECT_EQ(valueOf(hashed("/c", 7)), 3);
+    EXPECT_EQ(valueOf(hashed("/d", 7)), -1);
+}
+
+TEST_F(KeyTableTest, KeysOfOneSlotAreKeptApart)
+{
+    // Eight slots; the low three bits of all these hashes are equal.
+    table.reserve(4);
+    table.findOrInsert(hashed("/a", 0x00000005)) = 1;
+    table.findOrInsert(hashed("/b", 0x80000005)) = 2;
+    table.findOrInsert(hashed("/c", 0x0000000D)) = 3;
+
+    EXPECT_EQ(valueOf(hashed("/a", 0x00000005)), 1);
+    EXPECT_EQ(valueOf(hashed("/b", 0x80000005)), 2);
+    EXPECT_EQ(valueOf(hashed("/c", 0x0000000D)), 3);
+    EXPECT_EQ(valueOf(hashed("/d", 0x0000000D)), -1);
+}
+
+TEST_F(KeyTableTest, ARunOfSlotsGoesOnAtTheFirst)
+{
+    // Eight slots; all these start at the last one.
+    table.reserve(4);
+    for (const char* const key : {"/a", "/b", "/c", "/d"})
+        table.findOrInsert(hashed(key, 7)) = key[1];
+
+    for (const char* const key : {"/a", "/b", "/c", "/d"})
+        EXPECT_EQ(valueOf(hashed(key, 7)), key[1]);
+    EXPECT_EQ(valueOf(hashed("/e", 0)), -1);
+}
+
+TEST_F(KeyTableTest, CollidingKeysAreFoundAfterGrowth)
+{
+    // Alike in 8, 16, all bits: they part at different sizes or never.
+    const std::vector<std::uint32_t> hashes = {0x00000011, 0x00000111, 0x00010011, 0x11000011};
+    std::vector<std::string> names;
+    for (int number = 0; number < 200; ++number)
+        names.push_back(nameOf(number));
+
+    for (std::size_t i = 0; i < names.size(); ++i)
+        table.findOrInsert(hashed(names[i], hashes[i % 4])) = static_cast<int>(i);
+
+    for (std::size_t i = 0; i < names.size(); ++i)
+        EXPECT_EQ(valueOf(hashed(names[i], hashes[i % 4])), static_cast<int>(i));
+    EXPECT_EQ(valueOf(hashed("/none", 0x11)), -1);
+}
+
+TEST_F(KeyTableTest, HashesAtBothEndsOfTheirRangeServe)
+{
+    constexpr std::uint32_t greatest = 0xFFFFFFFF;
+    table.findOrInsert(hashed("/a", 0)) = 1;
+    table.findOrInsert(hashed("/b", greatest)) = 2;
+    fill(0, 100);
+
+    EXPECT_EQ(valueOf(hashed("/a", 0)), 1);
+    EXPECT_EQ(valueOf(hashed("/b", greatest)), 2);
+    EXPECT_EQ(valueOf(hashed("/a", greatest)), -1);
+}
+
+TEST_F(KeyTableTest, PrefetchingAKeyMakesNoEntry)
+{
+    table.prefetch("/a");
+
+    EXPECT_EQ(table.size(), 0U);
+    EXPECT_EQ(table.find("/a"), table.end());
+}
+
+} // namespace
+
+} // namespace Varnix::Backend
