@@ -1,6 +1,9 @@
 #include "command.h"
 #include "dbfile/checker.h"
 #include "files.h"
+#include "terminal.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -15,10 +18,12 @@ namespace {
 Status checkFile(const std::string& path)
 {
     const DbFile::CheckResult result = DbFile::check(readInput(path));
+    const std::string error = Painter(STDOUT_FILENO).paint(Colour::Red, "error");
+    const std::string noted = Painter(STDERR_FILENO).paint(Colour::Bold, "note");
     for (const DbFile::Finding& finding : result.findings)
-        std::cout << describe(path, finding) << '\n';
+        std::cout << describe(path, finding, error) << '\n';
     for (const DbFile::Finding& note : result.notes)
-        std::cerr << describe(path, note, "note") << '\n';
+        std::cerr << describe(path, note, noted) << '\n';
     return result.findings.empty() ? Status::Done : Status::No;
 }
 

@@ -1,0 +1,88 @@
+#include "tests/support/child.h"
+#include "tests/support/nodeFolder.h"
+#include "tests/tools/toolTest.h"
+
+namespace Varnix::Test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* escape = "\033";
+
+/** The two commands whose findings are coloured, one finding each. */
+class ColourTest : public ToolTest
+{
+protected:
+    ColourTest()
+    {
+        DbBuilder().u8("ab", {1}).unchecked("ab").write(m_folder / "bad.db");
+        DbBuilder().text("/componentConfigId", "a_1").write(m_folder / "prod.db");
+        write("node.cfg", configText({{"a", "1", {"absent.db"}}}));
+    }
+
+    /** What the command prints at a terminal with these additions to its environment. */
+    std::string atTerminal(const std::vector<std::string>& settings,
+                           const std::vector<std::string>& arguments)
+    {
+        std::vector<std::string> command{
+            "/usr/bin/env", "-C",       m_folder.path().string(),
+            "-u",           "NO_COLOR", "sys_uflash_prod_db_dev=prod.db"};
+        command.insert(command.end(), settings.begin(), settings.end());
+        command.emplace_back(VARNIX_TOOL);
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        Child child(command, true);
+        const std::string shown = child.out().rest();
+        m_notes = child.err().rest();
+        return shown;
+    }
+
+    /** What went to standard error, which is a pipe. */
+    std::string m_notes;
+};
+
+const std::vector<std::vector<std::string>> commands{{"check", "bad.db"}, {"explain", "node.cfg"}};
+
+TEST_F(ColourTest, FindingsAreColouredAtATerminal)
+{
+    for (const std::vector<std::string>& command : commands)
+        EXPECT_THAT(atTerminal({}, command), HasSubstr(": \033[31merror\033[0m: "));
+}
+
+TEST_F(ColourTest, MatchingEntriesAreColouredAtATerminal)
+{
+    EXPECT_THAT(atTerminal({}, {"explain", "node.cfg"}), HasSubstr("\033[32mmatches a_1\033[0m"));
+}
+
+TEST_F(ColourTest, EachStreamIsLookedAtForItself)
+{
+    atTerminal({}, {"check", "bad.db"});
+    EXPECT_THAT(m_notes, AllOf(HasSubstr(": note: "), Not(HasSubstr(escape))));
+}
+
+TEST_F(ColourTest, UserWhoSaysSoGetsNone)
+{
+    for (const char* setting : {"NO_COLOR=1", "TERM=dumb"})
+        for (const std::vector<std::string>& command : commands)
+            EXPECT_THAT(atTerminal({setting}, command),
+                        AllOf(HasSubstr(": error: "), Not(HasSubstr(escape))));
+}
+
+TEST_F(ColourTest, EmptyNoColorSaysNothing)
+{
+    EXPECT_THAT(atTerminal({"NO_COLOR="}, {"check", "bad.db"}), HasSubstr(escape));
+}
+
+TEST_F(ColourTest, ThereIsNoneInAFileOrAPipe)
+{
+    for (const std::vector<std::string>& command : commands) {
+        const ProcessResult result =
+            varnix(command, {.environment = {"NO_COLOR", "sys_uflash_prod_db_dev=prod.db"}});
+        EXPECT_THAT(result.out, AllOf(HasSubstr(": error: "), Not(HasSubstr(escape))));
+        EXPECT_THAT(result.err, Not(HasSubstr(escape)));
+    }
+}
+
+} // namespace
+} // namespace Varnix::Test
