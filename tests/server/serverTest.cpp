@@ -1,7 +1,11 @@
 #include "serverFixture.h"
 
+#include <algorithm>
 #include <csignal>
+#include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -270,11 +274,50 @@ TEST_F(ServerTest, OptionsFollowTheToolsRules)
     EXPECT_EQ(unknown.out().rest(), "");
 }
 
-TEST_F(ServerTest, InputThatCannotBeReadIsStatus3)
+/** A shell's redirection of the server, and how it ends. */
+struct BadStream
 {
-    Child child({"/bin/sh", "-c", std::string("exec '") + DBCSI_SERVER_PROGRAM + "' </"});
-    EXPECT_EQ(child.wait(), 3);
-    EXPECT_EQ(child.err().line(), "dbcsi-server: standard input cannot be read: Is a directory");
+    const char* redirection;
+    int status;
+    std::optional<std::string> complaint;
+};
+
+TEST_F(ServerTest, StreamsThatAreNoGoodEndItWithTheirStatusAndOneMessage)
+{
+    const std::string unread = "dbcsi-server: standard input cannot be read: ";
+    const std::string endless =
+        "dbcsi-server: standard input holds a line of more than 4194304 bytes";
+    const std::string unwritten = "dbcsi-server: cannot write to standard output";
+    for (const auto& [redirection, status, complaint] :
+         std::vector<BadStream>{{"</", 3, unread + "Is a directory"},
+                                {"<&-", 3, unread + "Bad file descriptor"},
+                                {"0>/dev/null", 3, unread + "Bad file descriptor"},
+                                {"</dev/zero", 3, endless},
+                                {"</dev/full", 3, endless},
+                                {"</dev/null", 0, std::nullopt},
+                                {"</dev/null >/dev/full", 0, std::nullopt},
+                                {"<<<status >/dev/full", 3, unwritten}}) {
+        SCOPED_TRACE(redirection);
+        Child child(
+            {"/bin/bash", "-c", std::string("exec '") + DBCSI_SERVER_PROGRAM + "' " + redirection});
+        EXPECT_EQ(child.wait(), status);
+        EXPECT_EQ(child.err().line(), complaint);
+        EXPECT_EQ(child.out().rest(), "");
+    }
+}
+
+TEST_F(ServerTest, RandomBytesAreReportedWithTheirPlaceAndDoNoHarm)
+{
+    std::mt19937 random(1);
+    std::string bytes(5000, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+    startServer();
+    server().write(std::string("a\0b\n", 4) + bytes);
+    EXPECT_EQ(complaint(), "<stdin>:1:2: error: NUL byte");
+    server().write("\nstatus\n");
+    server().endInput();
+    EXPECT_EQ(server().wait(), 4);
+    EXPECT_TRUE(server().out().rest().ends_with("0 subscribers\n"));
 }
 
 TEST_F(ServerTest, OutputThatCannotBeWrittenIsStatus3)

@@ -7,8 +7,10 @@
 #include "server.h"
 
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -41,14 +43,23 @@ std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSig
     return std::make_unique<PipeSource>(endSignals);
 }
 
+/** Before anything is opened and takes the number of an input that is closed. */
+void refuseClosedInput()
+{
+    if (::fcntl(STDIN_FILENO, F_GETFD) < 0) {
+        throw InputError::ofRead(errno);
+    }
+}
+
 /** Serves until the operator, the end of input or a signal ends it. */
 ExitStatus serve(const Options& options)
 {
+    refuseClosedInput();
     const EndSignals endSignals;
     // One mailbox for the server, one for this thread, which speaks for the operator.
     if (!Mailbox::initialise(2) ||
         Mailbox::create(("dbcsiOperator" + std::to_string(::getpid())).c_str()) == ITC_NO_MBOX_ID) {
-        throw ServerError("mailboxes cannot be used here");
+        throw ServerError("mailboxes cannot be used here; VARNIX_ITC_DIR may name another folder");
     }
     Server server(options.refusals);
     Operator console(server, endSignals);

@@ -8,6 +8,13 @@
 
 namespace Dbcsi {
 
+namespace {
+
+/** More than any command takes; what has no lines at all must not fill the memory. */
+constexpr std::size_t longestLine = std::size_t{1} << 22U;
+
+} // namespace
+
 std::optional<std::string> PipeSource::next()
 {
     std::size_t searched = 0;
@@ -19,6 +26,10 @@ std::optional<std::string> PipeSource::next()
             return line;
         }
         searched = m_pending.size();
+        if (searched > longestLine) {
+            throw InputError("standard input holds a line of more than " +
+                             std::to_string(longestLine) + " bytes");
+        }
         if (!readMore()) {
             break;
         }

@@ -74,7 +74,8 @@ Server::Server(Refusals refusals)
         lock.unlock();
         m_thread.join();
         throw ServerError(std::string("cannot own the mailbox \"") + serverMailboxName +
-                          "\": another server runs, or mailboxes cannot be used here");
+                          "\": another server runs, which has to end first, or mailboxes cannot be "
+                          "used here");
     }
 }
 
