@@ -69,7 +69,7 @@ std::map<std::string, std::string> gotByClient(const Json& document)
     for (const Json& error : document["errors"]) {
         const std::string message = error["message"];
         results[error["key"]] =
-            message.ends_with("there is no such key") ? "absent" : "type mismatch";
+            message.find("there is no such key") != std::string::npos ? "absent" : "type mismatch";
     }
     return results;
 }

@@ -159,7 +159,7 @@ TEST_F(Build, OverItsSourceIsWrongUsage)
 {
     write("a.db", "/a U8 1");
     expectResult(varnix({"build", "a.db"}), 2, "",
-                 "varnix: the output would replace the source a.db\n");
+                 "varnix: the output would replace a.db; name another file with -o\n");
     EXPECT_EQ(varnix({"build", "-o", "./a.db", "a.db"}).status, 2);
     EXPECT_EQ(read("a.db"), "/a U8 1");
 }

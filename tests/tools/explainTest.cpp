@@ -237,8 +237,8 @@ TEST_F(Explain, WithoutIdentitiesSaysWhatToDo)
 {
     DbBuilder().u8("/fixed", {1}).write(m_folder / "prod.db");
     expectResult(explain({"node.cfg"}), 5, "",
-                 "varnix: no identities: the production database holds no text at "
-                 "/componentConfigId\nGive identities with --identity to go on.\n");
+                 "varnix: no identities: the production database prod.db holds no text at "
+                 "/componentConfigId\nAdd it to its source, or give identities with --identity.\n");
 }
 
 TEST_F(Explain, AbsentConfigurationSaysSo)

@@ -7,8 +7,10 @@
 namespace Varnix::Test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 class Usage : public ToolTest
 {
@@ -44,6 +46,7 @@ TEST_F(Usage, WrongCommandLinesMustFail)
         {},
         {"unknown"},
         {"--unknown"},
+        {"get", "--type"},
         {"build"},
         {"build", "-o"},
         {"build", "--unknown", "a"},
@@ -61,8 +64,14 @@ TEST_F(Usage, WrongCommandLinesMustFail)
         const ProcessResult result = varnix(arguments);
         EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
         EXPECT_THAT(result.out, IsEmpty());
-        EXPECT_THAT(result.err, HasSubstr("Try varnix --help."));
+        EXPECT_THAT(result.err, MatchesRegex("varnix: [^\n]+\nTry varnix [a-z ]*--help.\n"));
     }
+}
+
+TEST_F(Usage, WrongUsageOfASubcommandPointsToItsHelp)
+{
+    EXPECT_THAT(varnix({"get"}).err, EndsWith("\nTry varnix get --help.\n"));
+    EXPECT_THAT(varnix({"unknown"}).err, EndsWith("\nTry varnix --help.\n"));
 }
 
 TEST_F(Usage, WrongUsageWithJsonIsADocumentToo)

@@ -39,21 +39,22 @@ bool isSameFile(const std::string& a, const std::string& b)
     return a == b || fs::equivalent(a, b, error);
 }
 
-void refuseOverwriting(const std::string& output, const std::vector<std::string>& sources)
+void refuseReplacing(const std::string& replaced, const std::string& path, const std::string& role,
+                     const std::string& option)
 {
-    for (const std::string& source : sources)
-        if (isSameFile(output, source))
-            throw Failure(Status::WrongUsage,
-                          "varnix: the output would replace the source " + source);
+    if (isSameFile(path, replaced))
+        throw Failure(Status::WrongUsage, "varnix: the " + role + " would replace " + replaced +
+                                              "; name another file with " + option);
 }
 
 void refuseDepfile(const BuildOptions& options, const std::string& output)
 {
     if (output == standardOutput)
-        throw Failure(Status::WrongUsage, "varnix: --depfile needs an output file to name");
-    if (isSameFile(options.depfile, output))
-        throw Failure(Status::WrongUsage, "varnix: the dependency file would replace the output");
-    refuseOverwriting(options.depfile, options.sources);
+        throw Failure(Status::WrongUsage,
+                      "varnix: --depfile needs an output file; name one with -o");
+    refuseReplacing(output, options.depfile, "dependency file", "--depfile");
+    for (const std::string& source : options.sources)
+        refuseReplacing(source, options.depfile, "dependency file", "--depfile");
 }
 
 /** A path as make and Ninja read it in a rule. */
@@ -94,8 +95,10 @@ Status build(const BuildOptions& options)
 {
     const std::string output = outputPath(options);
     if (output == standardOutput && ::isatty(STDOUT_FILENO) != 0)
-        throw Failure(Status::WrongUsage, "varnix: a database is not written to a terminal");
-    refuseOverwriting(output, options.sources);
+        throw Failure(Status::WrongUsage,
+                      "varnix: a database is not written to a terminal; name a file with -o");
+    for (const std::string& source : options.sources)
+        refuseReplacing(source, output, "output", "-o");
     if (!options.depfile.empty())
         refuseDepfile(options, output);
 

@@ -14,6 +14,12 @@ namespace DBUtils = Backend::DBUtils;
 
 namespace {
 
+/** Whether the file could not be read, and not understood: every syntax error has a line. */
+bool isReadFailure(const DBUtils::ConfigError& error)
+{
+    return error.kind == DBUtils::ConfigError::Kind::UNREADABLE && error.line == 0;
+}
+
 std::string positionedText(const DBUtils::ConfigError& error, const std::string& config)
 {
     const std::string place =
@@ -24,33 +30,33 @@ std::string positionedText(const DBUtils::ConfigError& error, const std::string&
 
 } // namespace
 
-bool isFolder(const std::string& path)
+bool hasNoEnd(const std::string& path)
 {
     std::error_code error;
-    return std::filesystem::is_directory(path, error);
+    return std::filesystem::is_directory(path, error) ||
+           std::filesystem::is_character_file(path, error);
 }
 
-std::optional<std::string> whyNotOpened(const std::string& config)
+void refuseUnopened(const std::string& config)
 {
-    if (isFolder(config))
-        return "no configuration: " + config + " is a folder";
+    if (hasNoEnd(config))
+        throw Failure(Status::NodeUnusable,
+                      "varnix: no configuration: " + config + " is a folder or a device");
     if (::access(config.c_str(), R_OK) != 0)
-        return "no configuration: cannot open " + config + ": " +
-               std::system_category().message(errno);
-    return std::nullopt;
+        throw Failure(Status::NodeUnusable, "varnix: no configuration: cannot open " + config +
+                                                ": " + std::system_category().message(errno));
 }
 
 std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config)
 {
-    if (const std::optional<std::string> reason = whyNotOpened(config))
-        throw Failure(Status::NodeUnusable, "varnix: " + *reason);
+    refuseUnopened(config);
     std::vector<DBUtils::DbConfiguration> entries;
-    if (const auto error = DBUtils::readConfigFile(config, entries)) {
-        if (error->kind == DBUtils::ConfigError::Kind::UNREADABLE && error->line == 0)
-            throw Failure(Status::NodeUnusable,
-                          "varnix: no configuration: cannot read " + config + ": " + error->reason);
+    const auto error = DBUtils::readConfigFile(config, entries);
+    if (error && isReadFailure(*error))
+        throw Failure(Status::NodeUnusable,
+                      "varnix: no configuration: cannot read " + config + ": " + error->reason);
+    if (error)
         throw Failure(Status::Invalid, positionedText(*error, config));
-    }
     return entries;
 }
 

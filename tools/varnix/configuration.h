@@ -3,16 +3,16 @@
 
 #include "configFile.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace Varnix::Tool {
 
-bool isFolder(const std::string& path);
+/** Whether it is a folder or a character device, which nothing reads to its end. */
+bool hasNoEnd(const std::string& path);
 
-/** Why a configuration file cannot be opened; nothing: it can. */
-std::optional<std::string> whyNotOpened(const std::string& config);
+/** Failure with NodeUnusable when the configuration file cannot be opened. */
+void refuseUnopened(const std::string& config);
 
 /** The entries of a configuration file; Failure with NodeUnusable or Invalid. */
 std::vector<Backend::DBUtils::DbConfiguration> readConfiguration(const std::string& config);

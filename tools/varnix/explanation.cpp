@@ -25,8 +25,7 @@ void readNode(Explanation& explanation, const std::vector<std::string>& identiti
 {
     if (identities.empty())
         refuseEndlessNode(explanation.config);
-    const std::vector<ProductionFile> files = productionFiles();
-    const std::optional<Production> production = readProduction(files);
+    const std::optional<Production> production = readProduction(productionFiles());
     if (production) {
         explanation.production = production->file;
         explanation.productionStore.populate(production->database, 0);
@@ -34,18 +33,10 @@ void readNode(Explanation& explanation, const std::vector<std::string>& identiti
     if (!identities.empty()) {
         explanation.identities = identities;
         if (!production)
-            explanation.noProduction = whyNoProduction(files);
+            explanation.noProduction = whyNoProduction();
         return;
     }
-    if (!production)
-        throw Failure(Status::NodeUnusable,
-                      "varnix: no production database: " + whyNoProduction(files) +
-                          "\nName one in the environment, or give identities with --identity.");
-    const auto found = identitiesIn(production->database);
-    if (!found)
-        throw Failure(Status::NodeUnusable, "varnix: " + whyNoIdentities() +
-                                                "\nGive identities with --identity to go on.");
-    explanation.identities = *found;
+    explanation.identities = requireIdentities(production, ", or give identities with --identity");
 }
 
 ExplainedEntry explainEntry(const DbConfiguration& configuration,

@@ -101,8 +101,16 @@ constexpr std::array typedReads{
     TypedRead{"S32", readAs<std::vector<std::int32_t>>},
 };
 
+/** Why there is no value for a key; explain knows where it was looked for. */
+Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
+{
+    return {Status::No,
+            "varnix: " + key + ": " + why + "; see varnix explain " + options.config + ' ' + key};
+}
+
 /** The value with the one type that accepts the key; nothing: it is absent. Failure with No. */
-std::optional<Parameter> readParameter(const DatabaseIf& database, const std::string& key)
+std::optional<Parameter> readParameter(const DatabaseIf& database, const std::string& key,
+                                       const GetOptions& options)
 {
     for (const TypedRead& typed : typedReads) {
         Parameter parameter{typed.type, {}};
@@ -112,23 +120,22 @@ std::optional<Parameter> readParameter(const DatabaseIf& database, const std::st
         if (result == RetCode::KEY_NOT_FOUND)
             return std::nullopt;
     }
-    throw Failure(Status::No, "varnix: " + key +
-                                  ": no read accepts it; its type has no name, or "
-                                  "it is empty and has none");
+    throw noValue(options, key,
+                  "no read accepts it: its type has no name, or it is empty and has none");
 }
 
 /** What to print for the key; Failure with No. */
 Parameter parameterFor(const DatabaseIf& database, const std::string& key,
                        const GetOptions& options)
 {
-    std::optional<Parameter> parameter = readParameter(database, key);
+    std::optional<Parameter> parameter = readParameter(database, key, options);
     if (!parameter && options.standIn)
         return {nullptr, *options.standIn};
     if (!parameter)
-        throw Failure(Status::No, "varnix: " + key + ": there is no such key");
+        throw noValue(options, key, "there is no such key");
     if (!options.type.empty() && options.type != parameter->type)
-        throw Failure(Status::No,
-                      "varnix: " + key + ": it is " + parameter->type + ", not " + options.type);
+        throw noValue(options, key,
+                      std::string("it is ") + parameter->type + ", not " + options.type);
     return *std::move(parameter);
 }
 
@@ -146,7 +153,7 @@ std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
     refuseEndlessNode(config);
     std::shared_ptr<DatabaseIf> database = V1::DbRegistryIf::getInstance().initDb(config);
     if (!database)
-        throw Failure(Status::NodeUnusable, whyUnusable(config));
+        refuseUnusableNode(config);
     return database;
 }
 

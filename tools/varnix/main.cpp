@@ -9,12 +9,21 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
 using Varnix::Tool::Failure;
 using Varnix::Tool::Status;
+
+/** The command line that shows the help for what was meant. */
+std::string helpFor(const CLI::App& app)
+{
+    const std::vector<CLI::App*> named = app.get_subcommands();
+    return app.get_name() + (named.empty() ? "" : ' ' + named.front()->get_name()) + " --help";
+}
 
 /** A message on standard error and, where one document was asked for, in that document. */
 Status fail(Status status, const std::string& text, bool asDocument)
@@ -54,7 +63,8 @@ Status run(int argc, char** argv)
             return Status::Done;
         }
         return fail(Status::WrongUsage,
-                    std::string("varnix: ") + error.what() + "\nTry varnix --help.", asDocument);
+                    std::string("varnix: ") + error.what() + "\nTry " + helpFor(app) + '.',
+                    asDocument);
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
     } catch (const std::bad_alloc&) {

@@ -8,12 +8,13 @@ namespace Varnix::Tool {
 
 /**
  * Refuses what would keep the library from answering at all: a production database that ends
- * early, for whose rest the loader waits, and a folder as configuration. Failure with NodeUnusable.
+ * early, for whose rest the loader waits, and a configuration that has no end. Failure with
+ * NodeUnusable.
  */
 void refuseEndlessNode(const std::string& config);
 
-/** What is wrong with the node, found out after initDb answered nothing for `config`. */
-std::string whyUnusable(const std::string& config);
+/** Says what is wrong after initDb answered nothing for `config`: Failure as explain() fails. */
+[[noreturn]] void refuseUnusableNode(const std::string& config);
 
 } // namespace Varnix::Tool
 

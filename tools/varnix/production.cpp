@@ -1,5 +1,6 @@
 #include "production.h"
 
+#include "command.h"
 #include "dbfile/decoder.h"
 #include "dbfile/types.h"
 #include "files.h"
@@ -34,8 +35,9 @@ std::optional<Production> readProduction(const std::vector<ProductionFile>& file
     return std::nullopt;
 }
 
-std::string whyNoProduction(const std::vector<ProductionFile>& files)
+std::string whyNoProduction()
 {
+    const std::vector<ProductionFile> files = productionFiles();
     if (files.empty())
         return std::string("neither ") + productionVariables[0] + " nor " + productionVariables[1] +
                " is set in the environment";
@@ -48,19 +50,22 @@ std::string whyNoProduction(const std::vector<ProductionFile>& files)
     return text;
 }
 
-std::optional<std::vector<std::string>> identitiesIn(const DbFile::Database& production)
+std::vector<std::string> requireIdentities(const std::optional<Production>& production,
+                                           const std::string& alternative)
 {
+    if (!production)
+        throw Failure(Status::NodeUnusable, "varnix: no production database: " + whyNoProduction() +
+                                                "\nName one in the environment" + alternative +
+                                                '.');
     Store store;
-    store.populate(production, 0);
+    store.populate(production->database, 0);
     const StoredValue* const found = store.find(identitiesKey);
     if (found == nullptr || found->value.type != DbFile::charType)
-        return std::nullopt;
+        throw Failure(Status::NodeUnusable, "varnix: no identities: the production database " +
+                                                production->file.path + " holds no text at " +
+                                                identitiesKey + "\nAdd it to its source" +
+                                                alternative + '.');
     return Backend::DBUtils::tokenize(found->value.data, " ");
-}
-
-std::string whyNoIdentities()
-{
-    return std::string("no identities: the production database holds no text at ") + identitiesKey;
 }
 
 } // namespace Varnix::Tool

@@ -32,14 +32,15 @@ std::vector<ProductionFile> productionFiles();
 /** The first of the files that can be used. */
 std::optional<Production> readProduction(const std::vector<ProductionFile>& files);
 
-/** Why none of the files can be used. */
-std::string whyNoProduction(const std::vector<ProductionFile>& files);
+/** Why none of the files that the environment names can be used. */
+std::string whyNoProduction();
 
-/** The node's identities; nothing when the production database holds no text for them. */
-std::optional<std::vector<std::string>> identitiesIn(const DbFile::Database& production);
-
-/** What to say when identitiesIn() answers nothing. */
-std::string whyNoIdentities();
+/**
+ * The node's identities. Failure with NodeUnusable without a production database or without a text
+ * for them in it; `alternative` ends the sentence that says what to do.
+ */
+std::vector<std::string> requireIdentities(const std::optional<Production>& production,
+                                           const std::string& alternative = {});
 
 } // namespace Varnix::Tool
 
