@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,10 @@ using Bytes = std::vector<unsigned char>;
 
 inline void append(Bytes& bytes, const void* data, std::size_t size)
 {
-    const auto* const first = static_cast<const unsigned char*>(data);
-    bytes.insert(bytes.end(), first, first + size);
+    // Not insert(): g++ 12 sees it write behind a small vector's end when it optimises.
+    const std::size_t end = bytes.size();
+    bytes.resize(end + size);
+    std::memcpy(bytes.data() + end, data, size);
 }
 
 /** The bytes of 32-bit words in the node's own byte order. */
