@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,9 +37,9 @@ protected:
     /** What the keys numbered from 0 to before `end` lead to; -1 where a key is missing. */
     std::vector<int> found(int end) const
     {
-        std::vector<int> values;
-        for (int number = 0; number < end; ++number)
-            values.push_back(valueOf(nameOf(number)));
+        std::vector<int> values = numbersTo(end);
+        for (int& value : values)
+            value = valueOf(nameOf(value));
         return values;
     }
 
@@ -58,9 +59,8 @@ protected:
 
     static std::vector<int> numbersTo(int end)
     {
-        std::vector<int> numbers;
-        for (int number = 0; number < end; ++number)
-            numbers.push_back(number);
+        std::vector<int> numbers(static_cast<std::size_t>(end));
+        std::iota(numbers.begin(), numbers.end(), 0);
         return numbers;
     }
 
@@ -220,28 +220,27 @@ TEST_F(KeyTableTest, ARunOfSlotsGoesOnAtTheFirst)
 {
     // Eight slots; all these start at the last one.
     table.reserve(4);
-    for (const char* const key : {"/a", "/b", "/c", "/d"})
-        table.findOrInsert(hashed(key, 7)) = key[1];
+    for (int number = 0; number < 4; ++number)
+        table.findOrInsert(hashed(nameOf(number), 7)) = number;
 
-    for (const char* const key : {"/a", "/b", "/c", "/d"})
-        EXPECT_EQ(valueOf(hashed(key, 7)), key[1]);
-    EXPECT_EQ(valueOf(hashed("/e", 0)), -1);
+    for (int number = 0; number < 4; ++number)
+        EXPECT_EQ(valueOf(hashed(nameOf(number), 7)), number);
+    EXPECT_EQ(valueOf(hashed("/none", 0)), -1);
 }
 
 TEST_F(KeyTableTest, CollidingKeysAreFoundAfterGrowth)
 {
-    // Alike in 8, 16, all bits: they part at different sizes or never.
-    const std::vector<std::uint32_t> hashes = {0x00000011, 0x00000111, 0x00010011, 0x11000011};
-    std::vector<std::string> names;
+    // Alike in their lowest 8, 16, 24 bits or in all: they part at different sizes or never.
+    const auto hashOf = [](int number) {
+        constexpr std::uint32_t hashes[] = {0x00000011, 0x00000111, 0x00010011, 0x11000011};
+        return hashes[number % 4];
+    };
     for (int number = 0; number < 200; ++number)
-        names.push_back(nameOf(number));
+        table.findOrInsert(hashed(nameOf(number), hashOf(number))) = number;
 
-    for (std::size_t i = 0; i < names.size(); ++i)
-        table.findOrInsert(hashed(names[i], hashes[i % 4])) = static_cast<int>(i);
-
-    for (std::size_t i = 0; i < names.size(); ++i)
-        EXPECT_EQ(valueOf(hashed(names[i], hashes[i % 4])), static_cast<int>(i));
-    EXPECT_EQ(valueOf(hashed("/none", 0x11)), -1);
+    for (int number = 0; number < 200; ++number)
+        EXPECT_EQ(valueOf(hashed(nameOf(number), hashOf(number))), number);
+    EXPECT_EQ(valueOf(hashed("/none", hashOf(0))), -1);
 }
 
 TEST_F(KeyTableTest, HashesAtBothEndsOfTheirRangeServe)
