@@ -8,8 +8,10 @@ WIDTH, LABELS, BAR, GAP = 640, 110, 22, 8
 
 def bar_chart(title, bars, logarithmic=False):
     """One horizontal bar for each (name, value); lengths on a logarithmic scale where asked."""
+    least = 0.8 * min(value for _, value in bars)
+
     def length(value):
-        return math.log10(value * 1.25) if logarithmic else value
+        return math.log10(value / least) if logarithmic else value
 
     longest = max(length(value) for _, value in bars)
     room = WIDTH - LABELS - 70

@@ -1,50 +1,16 @@
+#include "bench/probe.h"
+
 #include <varnix/dbRegistryIf.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 
-#include <malloc.h>
-#include <time.h>
-#include <unistd.h>
-
-// A process that loads once and says what that took: nanoseconds from nothing to a registry,
-// nanoseconds for the load, by the clock and of the processor, and by how many bytes the heap and
-// the resident memory grew.
+// A process that loads once.
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-long long nanosecondsSince(Clock::time_point start)
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
-}
-
-/** What the calling thread had of the processor, in nanoseconds. */
-long long processorTime()
-{
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
-
-long long heapInUse()
-{
-    const auto info = ::mallinfo2();
-    return static_cast<long long>(info.uordblks + info.hblkhd);
-}
-
-long long residentBytes()
-{
-    long long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages >> pages;
-    return pages * ::sysconf(_SC_PAGESIZE);
-}
 
 /** What a load cannot do without: read the file, copy it into memory that stays. */
 std::unique_ptr<char[]> readAndCopy(const char* path)
@@ -65,26 +31,11 @@ std::unique_ptr<char[]> readAndCopy(const char* path)
     return copy;
 }
 
-template <typename Load>
-void report(long long startup, const Load& load)
-{
-    const long long heap = heapInUse();
-    const long long resident = residentBytes();
-    const long long processor = processorTime();
-    const auto start = Clock::now();
-    const auto loaded = load();
-    const long long took = nanosecondsSince(start);
-    const long long processorTook = processorTime() - processor;
-    if (!loaded)
-        std::exit(1);
-    std::printf("%lld %lld %lld %lld %lld\n", startup, took, processorTook, heapInUse() - heap,
-                residentBytes() - resident);
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
+    using namespace Varnix::Bench;
     using Varnix::V1::DbRegistryIf;
 
     if (argc == 3 && std::string(argv[1]) == "floor") {

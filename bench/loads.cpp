@@ -1,4 +1,5 @@
 #include "bench/node.h"
+#include "bench/peers.h"
 #include "bench/report.h"
 
 #include <cstdio>
@@ -26,14 +27,14 @@ struct Sample
     double resident = 0;
 };
 
-Sample runProbe(const std::string& arguments)
+Sample runProbe(const std::string& command)
 {
-    const std::unique_ptr<std::FILE, decltype(&::pclose)> output(
-        ::popen((LOAD_PROBE " " + arguments).c_str(), "r"), ::pclose);
+    const std::unique_ptr<std::FILE, decltype(&::pclose)> output(::popen(command.c_str(), "r"),
+                                                                 ::pclose);
     Sample sample;
     if (!output || std::fscanf(output.get(), "%lf %lf %lf %lf %lf", &sample.startup, &sample.load,
                                &sample.processor, &sample.heap, &sample.resident) != 5)
-        throw std::runtime_error("the probe failed: " + arguments);
+        throw std::runtime_error("the probe failed: " + command);
     return sample;
 }
 
@@ -46,14 +47,14 @@ void makeCold(const std::string& path)
     ::close(fd);
 }
 
-void measure(benchmark::State& state, const std::string& arguments, const std::string& file,
+void measure(benchmark::State& state, const std::string& command, const std::string& file,
              bool cold, std::size_t count)
 {
     Sample sum;
     for (auto _ : state) {
         if (cold)
             makeCold(file);
-        const Sample sample = runProbe(arguments);
+        const Sample sample = runProbe(command);
         state.SetIterationTime(sample.load / 1e9);
         sum.startup += sample.startup;
         sum.processor += sample.processor;
@@ -68,6 +69,27 @@ void measure(benchmark::State& state, const std::string& arguments, const std::s
     state.counters["resident_per_parameter"] = sum.resident / parameters;
 }
 
+void addLoad(const std::string& name, const std::string& command, const std::string& file,
+             bool cold, std::size_t count)
+{
+    benchmark::RegisterBenchmark(("load/" + name).c_str(), measure, command, file, cold, count)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Unit(benchmark::kMicrosecond);
+}
+
+/** Of one size: with more, one of them takes seconds. */
+void addPeers(const Node& node)
+{
+    constexpr std::size_t count = 10000;
+    for (const Peer* const peer : peers) {
+        const std::string file = node.folder() / peer->name;
+        peer->write(file, {u32x4, count});
+        addLoad(std::to_string(count) + "-warm/" + peer->name,
+                std::string(PEER_PROBE " ") + peer->name + ' ' + file, file, false, count);
+    }
+}
+
 void addLoads(const Node& node)
 {
     const std::string empty = node.writeConfig("empty.cfg", {});
@@ -76,15 +98,10 @@ void addLoads(const Node& node)
         const std::string file = node.writeDatabase(name + ".db", {u32x4, count});
         const std::string config = node.writeConfig(name + ".cfg", {file});
         for (const bool cold : {false, true}) {
-            const auto add = [&](const std::string& who, const std::string& arguments) {
-                const std::string label = "load/" + name + (cold ? "-cold/" : "-warm/") + who;
-                benchmark::RegisterBenchmark(label.c_str(), measure, arguments, file, cold, count)
-                    ->UseManualTime()
-                    ->Iterations(1)
-                    ->Unit(benchmark::kMicrosecond);
-            };
-            add("varnix", "varnix " + empty + ' ' + config);
-            add("floor", "floor " + file);
+            const std::string label = name + (cold ? "-cold/" : "-warm/");
+            addLoad(label + "varnix", LOAD_PROBE " varnix " + empty + ' ' + config, file, cold,
+                    count);
+            addLoad(label + "floor", LOAD_PROBE " floor " + file, file, cold, count);
         }
     }
 }
@@ -100,5 +117,6 @@ int main(int argc, char** argv)
     const Node node;
     node.writeProduction({});
     addLoads(node);
+    addPeers(node);
     return runBenchmarks(argc, argv);
 }

@@ -107,11 +107,6 @@ void addParallelReads(const std::string& name, const std::vector<std::string>& k
  * @{ */
 void addFloor();
 void addVarnix(const Node& node);
-void addLmdb(const Node& node);
-void addTinyCdb(const Node& node);
-void addSqlite(const Node& node);
-void addLibconfig(const Node& node);
-void addKeyFile(const Node& node);
 /** @} */
 
 } // namespace Varnix::Bench

@@ -1,3 +1,4 @@
+#include "bench/peers.h"
 #include "bench/reads.h"
 #include "bench/report.h"
 
@@ -8,10 +9,7 @@ int main(int argc, char** argv)
     const Node node;
     addFloor();
     addVarnix(node);
-    addLmdb(node);
-    addTinyCdb(node);
-    addSqlite(node);
-    addLibconfig(node);
-    addKeyFile(node);
+    for (const Peer* const peer : peers)
+        peer->addReads(node);
     return runBenchmarks(argc, argv);
 }

@@ -1,9 +1,11 @@
+#include "bench/peers.h"
 #include "bench/reads.h"
 
 #include <glib.h>
 
 #include <memory>
 #include <span>
+#include <stdexcept>
 
 namespace Varnix::Bench {
 
@@ -14,10 +16,10 @@ constexpr const char* group = "unit";
 using KeyFile = std::shared_ptr<GKeyFile>;
 
 /** A key file with integer lists, or strings, in one group. */
-KeyFile makeKeyFile(const Value& value)
+KeyFile makeKeyFile(const Value& value, std::size_t count)
 {
     KeyFile file(g_key_file_new(), g_key_file_free);
-    for (std::size_t i = 0; i < keyCount; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const std::string bytes = bytesOf(value, i);
         std::vector<gint> numbers(bytes.begin(), bytes.end());
         numbers.resize(value.elements());
@@ -54,12 +56,25 @@ unsigned readNumbers(GKeyFile* file, const std::string& key, std::vector<gint>& 
     return static_cast<unsigned>(output.front());
 }
 
-} // namespace
+void write(const std::string& path, const Parameters& parameters)
+{
+    const KeyFile file = makeKeyFile(parameters.value, parameters.count);
+    if (g_key_file_save_to_file(file.get(), path.c_str(), nullptr) == FALSE)
+        throw std::runtime_error("cannot write " + path);
+}
 
-void addKeyFile(const Node& /*node*/)
+std::shared_ptr<void> load(const std::string& path)
+{
+    KeyFile file(g_key_file_new(), g_key_file_free);
+    if (g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr) == FALSE)
+        throw std::runtime_error("cannot load " + path);
+    return file;
+}
+
+void addAllReads(const Node& /*node*/)
 {
     for (const Value& value : commonValues) {
-        const KeyFile file = makeKeyFile(value);
+        const KeyFile file = makeKeyFile(value, keyCount);
         const std::string name = std::string(value.name) + "/GKeyFile";
         if (isText(value)) {
             addReads(name, shuffledKeys(), [file] {
@@ -76,5 +91,9 @@ void addKeyFile(const Node& /*node*/)
         }
     }
 }
+
+} // namespace
+
+const Peer keyFile{"GKeyFile", write, load, addAllReads};
 
 } // namespace Varnix::Bench

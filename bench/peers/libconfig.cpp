@@ -1,3 +1,4 @@
+#include "bench/peers.h"
 #include "bench/reads.h"
 
 #include <libconfig.h>
@@ -14,15 +15,27 @@ namespace {
 class Store
 {
 public:
-    explicit Store(const Value& value) : m_text(isText(value))
+    Store(const Value& value, std::size_t count) : m_text(isText(value))
     {
         config_init(&m_config);
-        for (std::size_t i = 0; i < keyCount; ++i)
+        for (std::size_t i = 0; i < count; ++i)
             add(keyOf(i), bytesOf(value, i));
+    }
+    explicit Store(const std::string& path)
+    {
+        config_init(&m_config);
+        if (config_read_file(&m_config, path.c_str()) == CONFIG_FALSE)
+            throw std::runtime_error("cannot load " + path);
     }
     ~Store() { config_destroy(&m_config); }
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
+
+    void write(const std::string& path)
+    {
+        if (config_write_file(&m_config, path.c_str()) == CONFIG_FALSE)
+            throw std::runtime_error("cannot write " + path);
+    }
 
     unsigned readText(const std::string& path, std::string& output) const
     {
@@ -71,7 +84,7 @@ private:
             config_setting_set_int_elem(setting, -1, bytes[i]);
     }
 
-    bool m_text;
+    bool m_text = false;
     config_t m_config{};
 };
 
@@ -85,15 +98,27 @@ std::vector<std::string> pathsOf(std::vector<std::string> keys)
     return keys;
 }
 
-} // namespace
+/** One integer an element, whatever its width in a database file. */
+Value elementsOf(Value value)
+{
+    value.size = isText(value) ? value.size : value.elements();
+    return value;
+}
 
-void addLibconfig(const Node& /*node*/)
+void write(const std::string& path, const Parameters& parameters)
+{
+    Store(elementsOf(parameters.value), parameters.count).write(path);
+}
+
+std::shared_ptr<void> load(const std::string& path)
+{
+    return std::make_shared<Store>(path);
+}
+
+void addAllReads(const Node& /*node*/)
 {
     for (const Value& value : commonValues) {
-        // One integer an element, whatever its width in a database file.
-        Value elements = value;
-        elements.size = isText(value) ? value.size : value.elements();
-        const auto store = std::make_shared<Store>(elements);
+        const auto store = std::make_shared<Store>(elementsOf(value), keyCount);
         const std::string name = std::string(value.name) + "/libconfig";
         if (isText(value)) {
             addReads(name, pathsOf(shuffledKeys()), [store] {
@@ -110,5 +135,9 @@ void addLibconfig(const Node& /*node*/)
         }
     }
 }
+
+} // namespace
+
+const Peer libconfig{"libconfig", write, load, addAllReads};
 
 } // namespace Varnix::Bench

@@ -1,3 +1,4 @@
+#include "bench/peers.h"
 #include "bench/reads.h"
 
 #include <sqlite3.h>
@@ -16,25 +17,10 @@ using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
 class Store
 {
 public:
-    Store(const std::string& path, const Value& value)
+    explicit Store(const std::string& path)
     {
         require(sqlite3_open(path.c_str(), &m_db));
         run("PRAGMA locking_mode = EXCLUSIVE"); // else every read locks the file
-        run("CREATE TABLE p (key TEXT PRIMARY KEY, value BLOB) WITHOUT ROWID");
-        run("BEGIN");
-        const Statement insert = prepare("INSERT INTO p VALUES (?, ?)");
-        for (std::size_t i = 0; i < keyCount; ++i) {
-            const std::string key = keyOf(i);
-            const std::string bytes = bytesOf(value, i);
-            bind(insert.get(), key);
-            sqlite3_bind_blob(insert.get(), 2, bytes.data(), static_cast<int>(bytes.size()),
-                              SQLITE_STATIC);
-            if (sqlite3_step(insert.get()) != SQLITE_DONE)
-                throw std::runtime_error(sqlite3_errmsg(m_db));
-            sqlite3_reset(insert.get());
-        }
-        run("COMMIT");
-        m_query = prepare("SELECT value FROM p WHERE key = ?");
     }
     ~Store()
     {
@@ -44,8 +30,36 @@ public:
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
+    void fill(const Parameters& parameters)
+    {
+        run("CREATE TABLE p (key TEXT PRIMARY KEY, value BLOB) WITHOUT ROWID");
+        run("BEGIN");
+        const Statement insert = prepare("INSERT INTO p VALUES (?, ?)");
+        for (std::size_t i = 0; i < parameters.count; ++i) {
+            const std::string key = keyOf(i);
+            const std::string bytes = bytesOf(parameters.value, i);
+            bind(insert.get(), key);
+            sqlite3_bind_blob(insert.get(), 2, bytes.data(), static_cast<int>(bytes.size()),
+                              SQLITE_STATIC);
+            if (sqlite3_step(insert.get()) != SQLITE_DONE)
+                throw std::runtime_error(sqlite3_errmsg(m_db));
+            sqlite3_reset(insert.get());
+        }
+        run("COMMIT");
+    }
+
+    void walk()
+    {
+        const Statement all = prepare("SELECT key, value FROM p");
+        while (sqlite3_step(all.get()) == SQLITE_ROW)
+            sqlite3_column_blob(all.get(), 1);
+        require(sqlite3_reset(all.get()));
+    }
+
     unsigned read(const std::string& key, std::vector<unsigned char>& output)
     {
+        if (!m_query)
+            m_query = prepare("SELECT value FROM p WHERE key = ?");
         bind(m_query.get(), key);
         if (sqlite3_step(m_query.get()) != SQLITE_ROW)
             std::abort();
@@ -77,18 +91,33 @@ private:
     Statement m_query{nullptr, sqlite3_finalize};
 };
 
-} // namespace
+void write(const std::string& path, const Parameters& parameters)
+{
+    Store(path).fill(parameters);
+}
 
-void addSqlite(const Node& node)
+std::shared_ptr<void> load(const std::string& path)
+{
+    const auto store = std::make_shared<Store>(path);
+    store->walk();
+    return store;
+}
+
+void addAllReads(const Node& node)
 {
     for (const Value& value : commonValues) {
-        const auto store =
-            std::make_shared<Store>(node.folder() / (std::string(value.name) + ".sqlite"), value);
+        const std::string path = node.folder() / (std::string(value.name) + ".sqlite");
+        const auto store = std::make_shared<Store>(path);
+        store->fill({value, keyCount});
         addReads(std::string(value.name) + "/SQLite", shuffledKeys(), [store, size = value.size] {
             return [store, output = std::vector<unsigned char>(size)](
                        const std::string& key) mutable { return store->read(key, output); };
         });
     }
 }
+
+} // namespace
+
+const Peer sqlite{"SQLite", write, load, addAllReads};
 
 } // namespace Varnix::Bench

@@ -1,4 +1,7 @@
+#include "bench/peers.h"
 #include "bench/reads.h"
+
+#include "src/fileDescriptor.h"
 
 #include <cdb.h>
 
@@ -17,30 +20,44 @@ unsigned sizeOf(const std::string& text)
     return static_cast<unsigned>(text.size());
 }
 
+void write(const std::string& path, const Parameters& parameters)
+{
+    const Backend::FileDescriptor fd(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    cdb_make make{};
+    bool good = fd.isOpen() && cdb_make_start(&make, fd.get()) == 0;
+    for (std::size_t i = 0; good && i < parameters.count; ++i) {
+        const std::string key = keyOf(i);
+        const std::string bytes = bytesOf(parameters.value, i);
+        good = cdb_make_add(&make, key.data(), sizeOf(key), bytes.data(), sizeOf(bytes)) == 0;
+    }
+    if (!good || cdb_make_finish(&make) != 0)
+        throw std::runtime_error("cannot write " + path);
+}
+
 /** A constant database in a mapped file. */
 class Store
 {
 public:
-    Store(const std::string& path, const Value& value)
-        : m_fd(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600))
+    explicit Store(const std::string& path) : m_fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
     {
-        cdb_make make{};
-        bool good = m_fd >= 0 && cdb_make_start(&make, m_fd) == 0;
-        for (std::size_t i = 0; good && i < keyCount; ++i) {
-            const std::string key = keyOf(i);
-            const std::string bytes = bytesOf(value, i);
-            good = cdb_make_add(&make, key.data(), sizeOf(key), bytes.data(), sizeOf(bytes)) == 0;
-        }
-        if (!good || cdb_make_finish(&make) != 0 || cdb_init(&m_cdb, m_fd) != 0)
-            throw std::runtime_error("no constant database");
+        if (!m_fd.isOpen() || cdb_init(&m_cdb, m_fd.get()) != 0)
+            throw std::runtime_error("cannot load " + path);
     }
-    ~Store()
-    {
-        cdb_free(&m_cdb);
-        ::close(m_fd);
-    }
+    ~Store() { cdb_free(&m_cdb); }
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
+
+    void walk()
+    {
+        unsigned position = 0;
+        cdb_seqinit(&position, &m_cdb);
+        int result = 1;
+        while (result > 0)
+            result = cdb_seqnext(&position, &m_cdb);
+        if (result < 0)
+            throw std::runtime_error("not a constant database");
+    }
 
     unsigned read(const std::string& key, std::vector<unsigned char>& output)
     {
@@ -51,22 +68,32 @@ public:
     }
 
 private:
-    int m_fd;
+    Backend::FileDescriptor m_fd;
     cdb m_cdb{};
 };
 
-} // namespace
+std::shared_ptr<void> load(const std::string& path)
+{
+    const auto store = std::make_shared<Store>(path);
+    store->walk();
+    return store;
+}
 
-void addTinyCdb(const Node& node)
+void addAllReads(const Node& node)
 {
     for (const Value& value : commonValues) {
-        const auto store =
-            std::make_shared<Store>(node.folder() / (std::string(value.name) + ".cdb"), value);
+        const std::string path = node.folder() / (std::string(value.name) + ".cdb");
+        write(path, {value, keyCount});
+        const auto store = std::make_shared<Store>(path);
         addReads(std::string(value.name) + "/tinycdb", shuffledKeys(), [store, size = value.size] {
             return [store, output = std::vector<unsigned char>(size)](
                        const std::string& key) mutable { return store->read(key, output); };
         });
     }
 }
+
+} // namespace
+
+const Peer tinyCdb{"tinycdb", write, load, addAllReads};
 
 } // namespace Varnix::Bench
