@@ -1,6 +1,8 @@
 #ifndef VARNIX_TESTS_FAULTS_CHILD_H
 #define VARNIX_TESTS_FAULTS_CHILD_H
 
+#include "tests/support/waitUntil.h"
+
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -14,7 +16,7 @@
 namespace Varnix::Test {
 
 /** A child that takes longer than this hangs. */
-inline constexpr unsigned childSeconds = 120;
+inline const unsigned childSeconds = 120 * slowness();
 
 /** Starts a process of the test's own that runs `body` and ends as a program does. */
 template <typename Body>

@@ -3,6 +3,7 @@
 #define VARNIX_TESTS_ITC_SUPPORT_H
 
 #include "itc.h"
+#include "tests/support/waitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@
 namespace ItcTest {
 
 /** How long a test waits for what must happen. */
-inline constexpr std::uint32_t patience = 20'000;
+inline const std::uint32_t patience = 20'000 * Varnix::Test::slowness();
 
 /** A process of the test's own that runs `body`; its failed expectations make it fail. */
 class Process

@@ -13,8 +13,8 @@ namespace {
 using namespace Dbcsi;
 using namespace ServerTests;
 
-constexpr std::uint32_t patienceMilliseconds =
-    std::chrono::milliseconds(Varnix::Test::patience).count();
+const auto patienceMilliseconds =
+    static_cast<std::uint32_t>(std::chrono::milliseconds(Varnix::Test::patience).count());
 
 /** Sends requests as no client of the library would, from a mailbox of the test's own. */
 class RequestTest : public ServerFixture

@@ -1,6 +1,7 @@
 #include "tests/support/process.h"
 
 #include "dbfile/descriptor.h"
+#include "tests/support/waitUntil.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -19,7 +20,7 @@ namespace {
 
 using DbFile::Descriptor;
 
-constexpr unsigned timeLimitInSeconds = 60;
+const unsigned timeLimitInSeconds = 60 * slowness();
 constexpr int cannotStart = 127;
 
 void require(bool condition, const char* what)

@@ -1,5 +1,7 @@
 #include "subscriptionServer.h"
 
+#include "tests/support/waitUntil.h"
+
 #include <cstring>
 #include <stdexcept>
 
@@ -11,7 +13,8 @@ namespace {
 
 using namespace Dbcsi;
 
-constexpr std::uint32_t patienceInMilliseconds = 30'000;
+const auto patienceInMilliseconds =
+    static_cast<std::uint32_t>(std::chrono::milliseconds(patience).count());
 
 /** Delivered when a subscriber's mailbox goes. */
 constexpr std::uint32_t subscriberGone = 1;
