@@ -8,7 +8,6 @@
 
 #include <fcntl.h>
 #include <libconfig.h>
-#include <sys/stat.h>
 
 namespace Varnix::Backend::DBUtils {
 
@@ -43,11 +42,9 @@ public:
     explicit Source(const std::string& path) noexcept
         : m_file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
           m_stream(::fopencookie(this, "r", {.read = &read, .write = {}, .seek = {}, .close = {}}),
-                   &std::fclose)
+                   &std::fclose),
+          m_failed(!m_file.isOpen() || !m_stream)
     {
-        struct stat status = {};
-        m_failed = !m_file.isOpen() || !m_stream || ::fstat(m_file.get(), &status) != 0 ||
-                   S_ISDIR(status.st_mode);
     }
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
@@ -69,7 +66,7 @@ private:
 
     FileDescriptor m_file;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_stream;
-    bool m_failed = false;
+    bool m_failed;
 };
 
 constexpr const char* inputError = "file I/O error"; // as libconfig words it

@@ -114,15 +114,10 @@ bool DatabaseImpl::store(const DbRecord& record)
         return true;
     }
     DbParam_t& param = m_params.findOrInsert(record.key);
-    const bool heldData = param.data != nullptr;
     delete[] param.data;
     param.data = nullptr;
-    if (record.length == 0) {
-        // The type stays: a new key stays undefined, a known one keeps what it was.
-        if (heldData)
-            param.length = 0;
-        return true;
-    }
+    if (record.length == 0)
+        return true; // the type stays: a new key stays undefined, a known one keeps what it was
     param.data = allocateValue(record.length);
     if (param.data == nullptr)
         return false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -24,9 +25,12 @@ ScriptedRead::~ScriptedRead()
     active = nullptr;
 }
 
-ReadOutcome ScriptedRead::next()
+ReadOutcome ScriptedRead::next(int fd)
 {
-    if (active == nullptr || active->m_script.empty())
+    if (active == nullptr)
+        return ReadOutcome::ordinary();
+    active->m_leaked = active->m_leaked || (::fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
+    if (active->m_script.empty())
         return ReadOutcome::ordinary();
     const ReadOutcome outcome = active->m_script.front();
     active->m_script.pop_front();
@@ -38,7 +42,7 @@ ReadOutcome ScriptedRead::next()
 extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void* buffer,
                                                                std::size_t size)
 {
-    const auto outcome = Varnix::Test::ScriptedRead::next();
+    const auto outcome = Varnix::Test::ScriptedRead::next(fd);
     if (outcome.error != 0) {
         errno = outcome.error;
         return -1;

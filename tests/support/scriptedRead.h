@@ -36,11 +36,15 @@ public:
     /** How many outcomes were not asked for yet. */
     std::size_t left() const noexcept { return m_script.size(); }
 
-    /** The outcome of the next call; ordinary without a script. */
-    static ReadOutcome next();
+    /** Whether a program started during a call would have got its descriptor. */
+    bool leaked() const noexcept { return m_leaked; }
+
+    /** The outcome of the next call, which reads from `fd`; ordinary without a script. */
+    static ReadOutcome next(int fd);
 
 private:
     std::deque<ReadOutcome> m_script;
+    bool m_leaked = false;
 };
 
 } // namespace Varnix::Test

@@ -1,3 +1,4 @@
+#include "tests/support/scriptedRead.h"
 #include "tests/support/temporaryFolder.h"
 #include "tests/support/traceSession.h"
 #include "tests/support/traceSite.h"
@@ -6,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -16,7 +19,9 @@ namespace {
 using DBUtils::ConfigError;
 using DBUtils::DbConfiguration;
 using DBUtils::tokenize;
+using Test::ReadOutcome;
 using Test::reportedAt;
+using Test::ScriptedRead;
 using Test::TemporaryFolder;
 using Test::TraceRecord;
 using Test::TraceSession;
@@ -43,10 +48,25 @@ protected:
         return DBUtils::parseDbConfigFile(path, entries);
     }
 
-    /** Parses a file with the given list of entries. */
+    /** Writes a file with the given list of entries. */
+    void writeList(const std::string& list) const
+    {
+        std::ofstream(path) << "varnix = { component_versions = " + list + "; };";
+    }
+
     bool parseList(const std::string& list)
     {
-        return parse("varnix = { component_versions = " + list + "; };");
+        writeList(list);
+        return DBUtils::parseDbConfigFile(path, entries);
+    }
+
+    /** Parses the file while its reads go like these, all of which it must ask for. */
+    bool parseDuring(std::initializer_list<ReadOutcome> reads)
+    {
+        const ScriptedRead script(reads);
+        const bool parsed = DBUtils::parseDbConfigFile(path, entries);
+        EXPECT_EQ(script.left(), 0U);
+        return parsed;
     }
 
     /** Parses a list that must be refused with this message, once. */
@@ -66,6 +86,12 @@ protected:
     static testing::Matcher<const TraceRecord&> error(const std::string& message)
     {
         return reportedAt("ERROR", "dbUtils.cpp", "describe(*error, configFile)", message);
+    }
+
+    testing::Matcher<const TraceRecord&> unreadable() const
+    {
+        return error("Error when attempting to read file: " + path +
+                     " Error on line 0: file I/O error");
     }
 
     TemporaryFolder folder;
@@ -151,9 +177,40 @@ TEST_F(ConfigFile, ThatIsMissingIsReported)
 {
     TraceSession::ofThisProcess().take();
     EXPECT_FALSE(DBUtils::parseDbConfigFile(path, entries));
-    EXPECT_THAT(TraceSession::ofThisProcess().take(),
-                ElementsAre(error("Error when attempting to read file: " + path +
-                                  " Error on line 0: file I/O error")));
+    EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable()));
+}
+
+TEST_F(ConfigFile, ThatIsAFolderIsReported)
+{
+    std::filesystem::create_directory(path);
+    TraceSession::ofThisProcess().take();
+    EXPECT_FALSE(DBUtils::parseDbConfigFile(path, entries));
+    EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable()));
+}
+
+TEST_F(ConfigFile, WhoseReadFailsIsReported)
+{
+    writeList("(" + good + ")");
+    TraceSession::ofThisProcess().take();
+    EXPECT_FALSE(parseDuring({ReadOutcome::failing(EIO)}));
+    EXPECT_FALSE(parseDuring({ReadOutcome::atMost(9), ReadOutcome::failing(EIO)}));
+    EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable(), unreadable()));
+}
+
+TEST_F(ConfigFile, WhoseReadIsInterruptedIsReadOn)
+{
+    writeList("(" + good + ")");
+    EXPECT_TRUE(parseDuring(
+        {ReadOutcome::failing(EINTR), ReadOutcome::atMost(9), ReadOutcome::failing(EINTR)}));
+    EXPECT_THAT(entries, ElementsAre(entry("a", "R1", {"/f"})));
+}
+
+TEST_F(ConfigFile, IsNotOpenInProgramsStartedMeanwhile)
+{
+    writeList("(" + good + ")");
+    const ScriptedRead script{};
+    EXPECT_TRUE(DBUtils::parseDbConfigFile(path, entries));
+    EXPECT_FALSE(script.leaked());
 }
 
 TEST_F(ConfigFile, WithASyntaxErrorIsReportedWithItsLine)
@@ -229,6 +286,38 @@ TEST_F(ConfigFile, MissingAnElementWouldBeReportedLikeTheOthers)
 {
     EXPECT_EQ(describe(ConfigError{ConfigError::Kind::NO_ELEMENT, 3}, path),
               about("Failed to get element number 3"));
+}
+
+TEST_F(ConfigFile, SaysWhereEachEntryBegins)
+{
+    writeList("(\n" + good + ",\n\n" + good + ")");
+    EXPECT_FALSE(DBUtils::readConfigFile(path, entries));
+    ASSERT_THAT(entries, SizeIs(2));
+    EXPECT_EQ(entries[0].line, 2);
+    EXPECT_EQ(entries[1].line, 4);
+    EXPECT_EQ(DbConfiguration().line, 0);
+}
+
+TEST_F(ConfigFile, SaysWhereItsErrorIs)
+{
+    writeList("(\n" + good +
+              ",\n{ component_id = \"b\"; revision = \"R1\"; file_paths = (\"/f\", 7); })");
+    const auto error = DBUtils::readConfigFile(path, entries);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->kind, ConfigError::Kind::BAD_FILE_PATH);
+    EXPECT_EQ(error->line, 3);
+    EXPECT_EQ(error->element, 1);
+    EXPECT_EQ(error->path, 1);
+}
+
+TEST_F(ConfigFile, ErrorsHaveNoPlaceWithoutAnEntry)
+{
+    std::ofstream(path) << "other = 1;";
+    const auto error = DBUtils::readConfigFile(path, entries);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->line, 0);
+    EXPECT_EQ(error->element, 0);
+    EXPECT_EQ(error->path, 0);
 }
 
 TEST_F(ConfigFile, IsReadTheSameWithoutASessionThatRecords)

@@ -89,6 +89,14 @@ TEST_F(ProductionLoader, LoadsAGoodFileAndSaysSo)
     EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
 }
 
+TEST_F(ProductionLoader, LeavesNoDescriptorToProgramsStartedMeanwhile)
+{
+    write(goodFile);
+    const ScriptedRead script{};
+    EXPECT_TRUE(container.loadProductionDb(path));
+    EXPECT_FALSE(script.leaked());
+}
+
 TEST_F(ProductionLoader, IgnoresWhatFollowsTheChecksum)
 {
     write(DbBuilder(goodFile).extra(std::string(1000, 'x')));

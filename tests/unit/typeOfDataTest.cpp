@@ -59,6 +59,12 @@ class TypeOfData : public StoreTest
 {
 };
 
+TEST_F(TypeOfData, OfElementsThatNoNamedTypeHasIsUndefined)
+{
+    EXPECT_EQ(typeOfElement<std::int64_t>(), TypeOfData_t::UNDEFINED);
+    EXPECT_EQ(typeOfElement<std::uint64_t>(), TypeOfData_t::UNDEFINED);
+}
+
 TEST_F(TypeOfData, TakesOneByte)
 {
     EXPECT_EQ(sizeof(TypeOfData_t), 1U);

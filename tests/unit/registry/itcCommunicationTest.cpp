@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <new>
 #include <semaphore>
 #include <thread>
 
@@ -170,6 +171,20 @@ TEST_F(Channel, FailedInitStillHandlesMessages)
 TEST_F(Channel, MailboxThatCannotBeCreatedEndsTheThread)
 {
     m_itc.answerCreateMailbox(ITC_NO_MBOX_ID);
+    registry();
+    EXPECT_TRUE(waitUntilEnded());
+    EXPECT_EQ(m_itc.newCalls(), initCalls);
+    EXPECT_EQ(traced().back(),
+              "ERROR " + site + "\nFailed to create mailbox for db change notifications.");
+    EXPECT_EQ(gain().size(), 5U);
+}
+
+TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxEndsTheThread)
+{
+    m_itc.onCall([](const std::string& function) {
+        if (function == "create_mailbox")
+            throw std::bad_alloc();
+    });
     registry();
     EXPECT_TRUE(waitUntilEnded());
     EXPECT_EQ(m_itc.newCalls(), initCalls);

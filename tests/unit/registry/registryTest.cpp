@@ -4,6 +4,8 @@
 
 #include <thread>
 
+#include <pthread.h>
+
 namespace {
 
 using namespace Varnix::Backend;
@@ -89,6 +91,48 @@ TEST_F(Registry, RunsOneThreadNamedVarnixCmd)
     EXPECT_EQ(threadsNamed("varnixCmd"), 0U);
     registry();
     EXPECT_EQ(threadsNamed("varnixCmd"), 1U);
+}
+
+/** While it lives, no thread can be started: there is no memory for so large a stack. */
+class NoThreads
+{
+public:
+    NoThreads()
+    {
+        pthread_attr_t attributes;
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_getstacksize(&attributes, &m_before);
+        pthread_attr_destroy(&attributes);
+        set(std::size_t{1} << 47U);
+    }
+    ~NoThreads() { set(m_before); }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+private:
+    static void set(std::size_t stackSize)
+    {
+        pthread_attr_t attributes;
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_setstacksize(&attributes, stackSize);
+        pthread_setattr_default_np(&attributes);
+        pthread_attr_destroy(&attributes);
+    }
+
+    std::size_t m_before = 0;
+};
+
+TEST_F(Registry, WhoseThreadCannotBeStartedReadsAllTheSame)
+{
+    identities("a_1");
+    {
+        const NoThreads noThreads;
+        registry();
+    }
+    EXPECT_EQ(threadsNamed("varnixCmd"), 0U);
+    EXPECT_EQ(winner({{"a", "1", {file("one.db", 1)}}}), Values{1});
+    DbRegistryImpl::freeInstance();
+    EXPECT_EQ(m_itc.newCalls(), std::vector<std::string>{});
 }
 
 TEST_F(Registry, ReadsTheProductionDatabaseAgainWhenMadeAnew)
