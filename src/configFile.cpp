@@ -133,14 +133,15 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
     Config config;
     Source source(configFile);
     if (source.failed())
-        return ConfigError{Kind::UNREADABLE, 0, 0, 0, inputError};
+        return ConfigError{.kind = Kind::UNREADABLE, .reason = inputError};
     const int parsed = config_read(config.get(), source.stream());
     if (source.failed())
-        return ConfigError{Kind::UNREADABLE, 0, 0, 0, inputError};
+        return ConfigError{.kind = Kind::UNREADABLE, .reason = inputError};
     if (parsed != CONFIG_TRUE) {
         const char* const reason = config_error_text(config.get());
-        return ConfigError{Kind::UNREADABLE, 0, 0, config_error_line(config.get()),
-                           reason != nullptr ? reason : ""};
+        return ConfigError{.kind = Kind::UNREADABLE,
+                           .line = config_error_line(config.get()),
+                           .reason = reason != nullptr ? reason : ""};
     }
     const config_setting_t* const list = config_lookup(config.get(), componentVersions);
     if (list == nullptr)
