@@ -96,6 +96,17 @@ protected:
         EXPECT_TRUE(waitUntilEnded());
     }
 
+    /** Starts the thread, which must end for want of a mailbox; the databases stay readable. */
+    void expectAnEndWithoutMailbox()
+    {
+        registry();
+        EXPECT_TRUE(waitUntilEnded());
+        EXPECT_EQ(m_itc.newCalls(), initCalls);
+        EXPECT_EQ(traced().back(),
+                  "ERROR " + site + "\nFailed to create mailbox for db change notifications.");
+        EXPECT_EQ(gain().size(), 5U);
+    }
+
     static bool waitUntilEnded()
     {
         return waitUntil([] { return threadsNamed("varnixCmd") == 0; });
@@ -171,12 +182,7 @@ TEST_F(Channel, FailedInitStillHandlesMessages)
 TEST_F(Channel, MailboxThatCannotBeCreatedEndsTheThread)
 {
     m_itc.answerCreateMailbox(ITC_NO_MBOX_ID);
-    registry();
-    EXPECT_TRUE(waitUntilEnded());
-    EXPECT_EQ(m_itc.newCalls(), initCalls);
-    EXPECT_EQ(traced().back(),
-              "ERROR " + site + "\nFailed to create mailbox for db change notifications.");
-    EXPECT_EQ(gain().size(), 5U);
+    expectAnEndWithoutMailbox();
 }
 
 TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxEndsTheThread)
@@ -185,12 +191,7 @@ TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxEndsTheThread)
         if (function == "create_mailbox")
             throw std::bad_alloc();
     });
-    registry();
-    EXPECT_TRUE(waitUntilEnded());
-    EXPECT_EQ(m_itc.newCalls(), initCalls);
-    EXPECT_EQ(traced().back(),
-              "ERROR " + site + "\nFailed to create mailbox for db change notifications.");
-    EXPECT_EQ(gain().size(), 5U);
+    expectAnEndWithoutMailbox();
 }
 
 TEST_F(Channel, LocateReplyIsMonitoredAndAnsweredWithAConnectionRequest)
