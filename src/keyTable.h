@@ -58,14 +58,14 @@ public:
     /** The key's entry, or end(). */
     const_iterator find(const ParamKey& key) const noexcept
     {
-        const std::uint32_t number = m_slots[slotOf(key.text, key.hash)] & mask();
+        const Slot number = numberOf(key);
         return number != 0 ? begin() + number - 1 : end();
     }
 
     /** The key's value, or null. */
     Value* findValue(const ParamKey& key) noexcept
     {
-        const std::uint32_t number = m_slots[slotOf(key.text, key.hash)] & mask();
+        const Slot number = numberOf(key);
         return number != 0 ? &m_entries[number - 1].value : nullptr;
     }
 
@@ -108,6 +108,12 @@ private:
     Slot slotFor(std::uint32_t hash, std::size_t number) const noexcept
     {
         return (hash & ~mask()) | static_cast<Slot>(number);
+    }
+
+    /** The key's entry, counted from 1, or 0. */
+    Slot numberOf(const ParamKey& key) const noexcept
+    {
+        return m_slots[slotOf(key.text, key.hash)] & mask();
     }
 
     /** Where the key is, or else where it would have to be put. */
