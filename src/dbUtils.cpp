@@ -4,7 +4,6 @@
 #include "trace.h"
 
 #include <cstring>
-#include <limits>
 
 namespace Varnix::Backend::DBUtils {
 
@@ -12,13 +11,14 @@ bool checkSumCheck(const unsigned char* image, std::uint32_t length) noexcept
 {
     constexpr std::uint32_t coveredBehindLength = 10;
     constexpr std::uint32_t storedBehindLength = 12;
-    if (length > std::numeric_limits<std::uint32_t>::max() - coveredBehindLength)
+    const std::uint32_t covered = length + coveredBehindLength;
+    if (covered < length)
         return false; // more bytes than the checksum can count
 
     std::uint16_t stored = 0;
     std::memcpy(&stored, image + length + std::size_t{storedBehindLength}, sizeof stored);
     SwapEnd(stored);
-    return stored == Checksum::checksum_crc16(image, length + coveredBehindLength);
+    return stored == Checksum::checksum_crc16(image, covered);
 }
 
 bool parseDbConfigFile(const std::string& configFile, std::vector<DbConfiguration>& configurations)
