@@ -25,10 +25,11 @@ ScriptedRead::~ScriptedRead()
     active = nullptr;
 }
 
-ReadOutcome ScriptedRead::next(int fd)
+ReadOutcome ScriptedRead::next(int fd, std::size_t size)
 {
     if (active == nullptr)
         return ReadOutcome::ordinary();
+    active->m_asked.push_back(size);
     active->m_leaked = active->m_leaked || (::fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
     if (active->m_script.empty())
         return ReadOutcome::ordinary();
@@ -42,7 +43,7 @@ ReadOutcome ScriptedRead::next(int fd)
 extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void* buffer,
                                                                std::size_t size)
 {
-    const auto outcome = Varnix::Test::ScriptedRead::next(fd);
+    const auto outcome = Varnix::Test::ScriptedRead::next(fd, size);
     if (outcome.error != 0) {
         errno = outcome.error;
         return -1;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <initializer_list>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -39,11 +40,15 @@ public:
     /** Whether a program started during a call would have got its descriptor. */
     bool leaked() const noexcept { return m_leaked; }
 
-    /** The outcome of the next call, which reads from `fd`; ordinary without a script. */
-    static ReadOutcome next(int fd);
+    /** How many bytes each call asked for. */
+    const std::vector<std::size_t>& asked() const noexcept { return m_asked; }
+
+    /** The outcome of the next call, for `size` bytes of `fd`; ordinary without a script. */
+    static ReadOutcome next(int fd, std::size_t size);
 
 private:
     std::deque<ReadOutcome> m_script;
+    std::vector<std::size_t> m_asked;
     bool m_leaked = false;
 };
 

@@ -1,3 +1,5 @@
+#include "fileDescriptor.h"
+
 #include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
 #include "tests/support/nodeFolder.h"
@@ -9,7 +11,9 @@
 #include <fstream>
 #include <future>
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace Varnix::Backend {
 namespace {
@@ -196,6 +200,27 @@ TEST_F(ProductionLoader, GoesOnAfterShortAndEmptyReads)
     EXPECT_TRUE(container.loadProductionDb(path));
     EXPECT_EQ(script.left(), 0U);
     EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
+}
+
+TEST_F(ProductionLoader, NeverAsksForMoreThanItsSizeStillLacks)
+{
+    const std::size_t size = goodFile.image().size();
+    write(goodFile.image() + "what follows");
+    const ScriptedRead script{ReadOutcome::ordinary(), ReadOutcome::atMost(1),
+                              ReadOutcome::atMost(7)};
+    EXPECT_TRUE(container.loadProductionDb(path));
+    EXPECT_THAT(script.asked(), ElementsAre(10, size, size - 1, size - 8));
+}
+
+TEST_F(ProductionLoader, ReadsThroughDescriptorZeroAndClosesItToo)
+{
+    write(goodFile);
+    const FileDescriptor input(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
+    ::close(STDIN_FILENO);
+    EXPECT_TRUE(container.loadProductionDb(path));
+    EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);
+    if (input.isOpen())
+        ::dup2(input.get(), STDIN_FILENO);
 }
 
 TEST_F(ProductionLoader, WaitsForWhatAShortFileStillLacks)
