@@ -179,6 +179,13 @@ TEST_F(Channel, FailedInitStillHandlesMessages)
                                 "messages."});
 }
 
+TEST_F(Channel, FailedInitLeavesItUnsubscribed)
+{
+    m_itc.answerInit(-1);
+    start();
+    EXPECT_FALSE(isSubscribed(70));
+}
+
 TEST_F(Channel, MailboxThatCannotBeCreatedEndsTheThread)
 {
     m_itc.answerCreateMailbox(ITC_NO_MBOX_ID);

@@ -2,6 +2,8 @@
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 #include <pthread.h>
@@ -371,6 +373,35 @@ TEST_F(Registry, FailedInitDbRegistersNothing)
     writeNumbers("/who", {"70000"}, 0);
     EXPECT_EQ(traced(),
               Records{"TRACE1 " + source + "updateDbs, key: /who, index: 0, values: 70000,"});
+}
+
+using Deed = void (*)();
+
+/** Done behind the destruction of every static object, the registry's too. */
+constinit Deed atTheVeryEnd = nullptr;
+
+/** Ahead of the first static object's construction. */
+[[gnu::constructor(101)]] void prepareTheVeryEnd()
+{
+    std::atexit([] {
+        if (atTheVeryEnd != nullptr)
+            atTheVeryEnd();
+    });
+}
+
+TEST(EndOfTheProcess, RegistryThatIsMadeThenStartsNoThread)
+{
+    NodeFolder::noProduction();
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            atTheVeryEnd = [] {
+                DbRegistryImpl::getInstance();
+                std::fprintf(stderr, "%zu threads", threadsNamed("varnixCmd"));
+            };
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "^0 threads$");
 }
 
 } // namespace
