@@ -143,7 +143,7 @@ TEST_F(KeyTableTest, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
 TEST_F(KeyTableTest, ReservingForLaterFillsKeepsWhatIsThere)
 {
     int first = 0;
-    for (const int end : {3, 50, 51, 400}) {
+    for (const int end : {3, 50, 51, 128, 129, 400}) { // 128 fill what was reserved
         table.reserve(static_cast<std::size_t>(end));
         EXPECT_THAT(found(first), ElementsAreArray(numbersTo(first)));
         fill(first, end);
