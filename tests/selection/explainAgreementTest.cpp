@@ -1,4 +1,5 @@
 #include "tests/selection/randomNode.h"
+#include "tests/support/countOf.h"
 #include "tests/tools/toolTest.h"
 
 #include <nlohmann/json.hpp>
@@ -10,7 +11,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr int nodes = 200;
 const std::vector<std::string> keys{"/a", "/b", "/c", "/d"};
 const std::vector<std::string> paths{"a.db", "b.db", "./a.db", "c.db"};
 
@@ -90,6 +90,7 @@ std::map<std::string, std::string> explained(const Json& document)
 TEST_F(ExplainAgreement, OfRandomNodesExplainAnswersWhatAClientGets)
 {
     Random random(3);
+    const int nodes = countOf("VARNIX_TEST_NODES", 200);
     for (int i = 0; i < nodes; ++i) {
         writeNode(random);
         const auto [got, gotStatus] = ask("get");

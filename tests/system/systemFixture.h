@@ -2,6 +2,7 @@
 #define VARNIX_TESTS_SYSTEMFIXTURE_H
 
 #include "tests/support/child.h"
+#include "tests/support/countOf.h"
 #include "tests/support/nodeFolder.h"
 
 #include <gtest/gtest.h>
@@ -11,13 +12,6 @@
 #include <string>
 
 namespace Varnix::Test {
-
-/** How often something is done: a share in the usual run, all of it where `variable` says so. */
-inline int countOf(const char* variable, int share)
-{
-    const char* const text = std::getenv(variable);
-    return text == nullptr ? share : std::atoi(text);
-}
 
 /**
  * A node with a production database ("/node/gain"), a component ("/unit/gain", four elements, and

@@ -1,4 +1,5 @@
 #include "loaderTest.h"
+#include "tests/support/countOf.h"
 
 #include <fstream>
 #include <map>
@@ -46,11 +47,12 @@ protected:
         ASSERT_TRUE(file.flush());
     }
 
-    /** The bytes that a file could have at `offset` instead of its own. */
+    /** The bytes that a file could have at `offset` instead of its own, or a share of them. */
     static std::string otherValues(const std::string& image, std::size_t offset)
     {
+        static const int step = 256 / Varnix::Test::countOf("VARNIX_TEST_VALUES", 256);
         std::string values;
-        for (int value = 0; value < 256; ++value) {
+        for (int value = 0; value < 256; value += step) {
             if (static_cast<char>(value) != image[offset])
                 values += static_cast<char>(value);
         }
