@@ -12,6 +12,15 @@ inline int countOf(const char* variable, int share)
     return text == nullptr ? share : std::atoi(text);
 }
 
+/**
+ * Of rounds that only differ in their values, the how many-th each is run: 1 in the usual run, more
+ * where VARNIX_TEST_SHARE says so.
+ */
+inline unsigned everyNth()
+{
+    return static_cast<unsigned>(countOf("VARNIX_TEST_SHARE", 1));
+}
+
 } // namespace Varnix::Test
 
 #endif

@@ -1,3 +1,4 @@
+#include "tests/support/countOf.h"
 #include "tests/support/nodeFolder.h"
 #include "tests/tools/toolTest.h"
 
@@ -116,7 +117,7 @@ TEST_F(BadInput, OfRandomBytesIsRefusedByEverySubcommand)
 TEST_F(BadInput, OfAFileCutAtAnyByteIsReportedWithThePlace)
 {
     const std::string image = read("good");
-    for (std::size_t size = 0; size < image.size(); ++size) {
+    for (std::size_t size = 0; size < image.size(); size += everyNth()) {
         write("bad", image.substr(0, size));
         const ProcessResult dump = tool({"dump", "bad"});
         EXPECT_EQ(dump.status, invalid);
@@ -130,7 +131,7 @@ TEST_F(BadInput, OfAFileWithAnyByteChangedIsNeverAnotherValue)
 {
     const std::string image = read("good");
     const std::string value = tool({"dump", "good"}).out;
-    for (std::size_t place = 0; place < image.size(); ++place) {
+    for (std::size_t place = 0; place < image.size(); place += everyNth()) {
         std::string changed = image;
         changed[place] = static_cast<char>(changed[place] ^ 0x10);
         write("bad", changed);

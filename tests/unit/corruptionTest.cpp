@@ -50,9 +50,9 @@ protected:
     /** The bytes that a file could have at `offset` instead of its own, or a share of them. */
     static std::string otherValues(const std::string& image, std::size_t offset)
     {
-        static const int step = 256 / Varnix::Test::countOf("VARNIX_TEST_VALUES", 256);
+        using Varnix::Test::everyNth;
         std::string values;
-        for (int value = 0; value < 256; value += step) {
+        for (unsigned value = 0; value < 256; value += everyNth()) {
             if (static_cast<char>(value) != image[offset])
                 values += static_cast<char>(value);
         }
