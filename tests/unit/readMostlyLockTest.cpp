@@ -6,12 +6,16 @@
 
 #include <atomic>
 #include <barrier>
+#include <fstream>
 #include <future>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Varnix::Backend {
 namespace {
@@ -56,6 +60,32 @@ template <typename Lock>
 std::future<void> pass(ReadMostlyLock& lock)
 {
     return std::async(std::launch::async, [&lock] { const Lock passing(lock); });
+}
+
+bool isAsleep(pid_t thread)
+{
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    return line.find(") S ") != std::string::npos;
+}
+
+/** Starts to pass a lock that is taken; the thread must be asleep many looks in a row. */
+template <typename Lock>
+std::future<void> passAsleep(ReadMostlyLock& lock)
+{
+    std::promise<pid_t> id;
+    std::future<pid_t> thread = id.get_future();
+    auto passing = std::async(std::launch::async, [&lock, id = std::move(id)]() mutable {
+        id.set_value(::gettid());
+        const Lock entered(lock);
+    });
+    int looks = 0;
+    EXPECT_TRUE(waitUntil([&looks, waiter = thread.get()] {
+        looks = isAsleep(waiter) ? looks + 1 : 0;
+        return looks == 50;
+    }));
+    return passing;
 }
 
 /** Has all threads meet while each of them holds the lock shared. */
@@ -130,6 +160,23 @@ TEST(ReadMostlyLock, KeepsAWriterOutUntilTheLastReaderLeaves)
     second.set_value();
     secondReader.join();
     EXPECT_TRUE(finishes(writer));
+}
+
+TEST(ReadMostlyLock, LetsThoseWhoWaitSleep)
+{
+    ReadMostlyLock lock;
+    std::future<void> writer;
+    std::future<void> reader;
+    {
+        const Shared reading(lock);
+        writer = passAsleep<Exclusive>(lock);
+    }
+    EXPECT_TRUE(finishes(writer));
+    {
+        const Exclusive writing(lock);
+        reader = passAsleep<Shared>(lock);
+    }
+    EXPECT_TRUE(finishes(reader));
 }
 
 TEST(ReadMostlyLock, RefusesAWriterThatIsInsideAlready)
