@@ -8,9 +8,8 @@ constexpr const char* textCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ01234567890_ ";
 constexpr const char* hexDigits = "0123456789abcdefABCDEF";
 constexpr const char* decimalDigits = "0123456789";
-constexpr std::size_t longestDecimal = 10;
-constexpr std::size_t longestHex = 8;
-constexpr std::size_t hexPrefix = 2; // "0x"
+constexpr std::size_t longestNumber = 10; // in characters, be they digits or "0x" and eight digits
+constexpr std::size_t hexPrefix = 2;      // "0x"
 
 bool consistsOf(const std::string& text, const char* characters, std::size_t from = 0)
 {
@@ -26,8 +25,7 @@ bool isHex(const std::string& text)
 /** Why the unsigned `text` is no number. */
 std::optional<std::string> numberError(const std::string& text)
 {
-    const std::size_t longest = isHex(text) ? hexPrefix + longestHex : longestDecimal;
-    if (text.size() > longest)
+    if (text.size() > longestNumber)
         return "Value too large: " + text;
     if (!isHex(text) && !consistsOf(text, decimalDigits))
         return "Invalid value: " + text;

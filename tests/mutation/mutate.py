@@ -278,7 +278,7 @@ def main():
         if not run_tests(build.folder / "bin" / program):
             sys.exit(f"{program} fails without any change")
 
-    count = os.cpu_count() or 1
+    count = (os.cpu_count() or 1) + 1 # while a mutant hangs, its worker rests
     workers = queue.SimpleQueue()
     for i in range(count):
         workers.put(Worker(build, folder / f"worker{i}"))
