@@ -63,8 +63,8 @@ Request parseOptions(const Words& words)
     }
 
     const std::string& key = words[keyWord];
-    Words values = next < words.size() ? wordsFrom(words, next) : Words();
-    if (count < 1)
+    Words values = wordsFrom(words, next); // no option lacks its value: that is not past the end
+    if (count == 0)
         return WriteList{key, std::move(values), index};
     if (values.size() != 1)
         return Rejected{"\nDBCSI_DBWRITE_IND with invalid number of arguments for repeat option."};

@@ -13,7 +13,7 @@ struct SetText
 {
     std::string key;
     std::string value;
-    bool append = false;
+    bool append;
 };
 
 /** Write values into consecutive elements. */
@@ -21,7 +21,7 @@ struct WriteList
 {
     std::string key;
     std::vector<std::string> values;
-    int index = 0;
+    int index;
 };
 
 /** Write one value into `count` consecutive elements. */
@@ -29,8 +29,8 @@ struct Repeat
 {
     std::string key;
     std::string value;
-    int index = 0;
-    int count = 0;
+    int index;
+    int count;
 };
 
 /** The words ask for nothing that can be done; `reason` is the text to trace. */

@@ -95,6 +95,7 @@ TEST(WriteIndication, RepeatOptionRepeatsOneValue)
     EXPECT_EQ(request({"-r", "4", "9"}), "repeat /unit/gain @0 x4 [9]");
     EXPECT_EQ(request({"-r", "4", "-i", "1", "9"}), "repeat /unit/gain @1 x4 [9]");
     EXPECT_EQ(request({"-i", "1", "-r", "4", "9"}), "repeat /unit/gain @1 x4 [9]");
+    EXPECT_EQ(request({"-r", "1", "9"}), "repeat /unit/gain @0 x1 [9]");
     EXPECT_EQ(request({"-r", "16777215", "9"}), "repeat /unit/gain @0 x16777215 [9]");
 }
 
@@ -140,6 +141,7 @@ TEST(WriteIndication, FirstBadOptionDecides)
 TEST(WriteIndication, RepeatTakesExactlyOneValue)
 {
     EXPECT_EQ(request({"-r", "4", "9", "10"}), invalidRepeat);
+    EXPECT_EQ(request({"-r", "1", "9", "10"}), invalidRepeat);
     EXPECT_EQ(request({"-r", "4", "-i", "1"}), invalidRepeat);
 }
 
