@@ -2,6 +2,7 @@
 
 #include "fileDescriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -61,7 +62,7 @@ private:
             got = ::read(source.m_file.get(), data, size);
         while (got < 0 && errno == EINTR);
         source.m_failed = source.m_failed || got < 0;
-        return got < 0 ? 0 : got;
+        return std::max<ssize_t>(got, 0);
     }
 
     FileDescriptor m_file;

@@ -59,6 +59,12 @@ const EndAtExit endAtExit;
     DbRegistryImpl::freeInstance();
 }
 
+bool populateProduction(DatabaseImpl& db)
+{
+    DbContainer container;
+    return container.loadProductionDb() && db.populate(container);
+}
+
 constexpr const char* identitiesKey = "/componentConfigId";
 
 } // namespace
@@ -76,10 +82,10 @@ void DbRegistryImpl::freeInstance()
     const std::unique_ptr<DbRegistryImpl> instance = std::move(m_instance.value);
 }
 
-DbRegistryImpl::DbRegistryImpl() : m_prodDb(std::make_shared<DatabaseImpl>()), m_process(getpid())
+DbRegistryImpl::DbRegistryImpl()
+    : m_prodDb(std::make_shared<DatabaseImpl>()), m_prodDbPopulated(populateProduction(*m_prodDb)),
+      m_process(getpid())
 {
-    DbContainer container;
-    m_prodDbPopulated = container.loadProductionDb() && m_prodDb->populate(container);
     if (!processEnds)
         startSubscription();
 }

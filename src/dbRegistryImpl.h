@@ -83,8 +83,8 @@ private:
 
     std::vector<std::shared_ptr<DatabaseImpl>> m_databases; ///< guarded by m_databasesMutex
     std::shared_mutex m_databasesMutex;
-    std::shared_ptr<DatabaseImpl> m_prodDb;        ///< fixed at construction
-    bool m_prodDbPopulated = false;                ///< fixed at construction
+    std::shared_ptr<DatabaseImpl> m_prodDb; ///< fixed at construction
+    const bool m_prodDbPopulated;
     std::optional<pthread_t> m_subscriptionThread; ///< empty when it could not be started
     pid_t m_process; ///< whose thread that is: a forked child has none
 };

@@ -5,6 +5,7 @@
 #include "trace.h"
 #include "writeIndication.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <mutex>
@@ -152,10 +153,9 @@ void Itc_communication::establish_Connection(itc_msg* locateReply)
     setField(request.get(), offsetof(ConnEstablishReq, alsoOne), 1);
     setField(request.get(), offsetof(ConnEstablishReq, versionCount),
              static_cast<std::uint32_t>(versions));
-    for (std::size_t i = 0; i < versions; ++i) {
-        setField(request.get(), offsetof(ConnEstablishReq, versions) + i * sizeof(std::uint32_t),
-                 m_protocolVersions[i]);
-    }
+    std::copy_n(reinterpret_cast<const char*>(m_protocolVersions.data()),
+                versions * sizeof(std::uint32_t),
+                reinterpret_cast<char*>(request.get()) + offsetof(ConnEstablishReq, versions));
     send(std::move(request), m_serverMailbox);
 }
 
