@@ -1,3 +1,5 @@
+#include "itc_communication.h"
+
 #include "registryFixture.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
@@ -329,6 +331,21 @@ INSTANTIATE_TEST_SUITE_P(
                "\nSubscription to db updates failed. The COLI subscription server did not accept "
                "the subscription."}),
     [](const auto& tested) { return tested.param.name; });
+
+TEST_F(Channel, SubscriptionRejectionTakesASubscriptionBack)
+{
+    start();
+    Itc_communication channel;
+    const auto stops = [&](Bytes bytes) {
+        return channel.handleMsg(&registry(), reinterpret_cast<itc_msg*>(bytes.data()));
+    };
+    EXPECT_FALSE(stops(message(DBCSI_SUBSCRIBE_CFM)));
+    EXPECT_TRUE(stops(message(DBCSI_SUBSCRIBE_REJ)));
+    EXPECT_FALSE(stops(writeIndication({"db", "write", "/unit/gain", "70"})));
+    EXPECT_EQ(traced().back(),
+              "ERROR " + site + "\nITC message DBCSI_DBWRITE_IND received without subscribing.");
+    EXPECT_EQ(gain().at(0), 1);
+}
 
 TEST_F(Channel, UnknownNumbersAreTracedAndIgnored)
 {
