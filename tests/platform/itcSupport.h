@@ -21,7 +21,7 @@
 namespace ItcTest {
 
 /** How long a test waits for what must happen. */
-inline const std::uint32_t patience = 20'000 * Varnix::Test::slowness();
+inline const std::uint32_t patience = 60'000 * Varnix::Test::slowness();
 
 /** A process of the test's own that runs `body`; its failed expectations make it fail. */
 class Process
