@@ -25,7 +25,7 @@ packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconf
     libedit-dev:arm64 liblttng-ctl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
-packages_fuzz="clang libclang-rt-dev"
+packages_fuzz="clang libclang-rt-dev llvm" # the last names functions in reports, and so what leaks
 packages_compared="udev dconf-cli tinycdb lmdb-utils libubootenv-tool"
 packages_coverage="gcovr"
 
