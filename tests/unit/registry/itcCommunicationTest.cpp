@@ -28,6 +28,8 @@ constexpr std::uint32_t server = 0x00020007;
 constexpr std::uint32_t serverRef = 0x12345678;
 
 const std::string site = "itc_communication.cpp: ";
+const std::string unasked =
+    "ERROR " + site + "\nITC message DBCSI_DBWRITE_IND received without subscribing.";
 const std::string receiveCall = R"(receive(null, 0xffffffff, 0xfff11111, "", 0))";
 const Calls initCalls = {
     R"(init(1, 0, null, null, 0, "", 0))",
@@ -250,8 +252,6 @@ TEST_F(Channel, SubscriptionConfirmationOpensTheWay)
 TEST_F(Channel, WriteBeforeTheConfirmationIsIgnored)
 {
     start();
-    const std::string unasked =
-        "ERROR " + site + "\nITC message DBCSI_DBWRITE_IND received without subscribing.";
     EXPECT_FALSE(isSubscribed(70));
     receives(message(DBCSI_LOCATE_IND));
     EXPECT_FALSE(isSubscribed(71));
@@ -272,8 +272,7 @@ TEST_F(Channel, DeadServerIsLocatedAgain)
               Records{"INFO " + site +
                       "\nServer mailbox is not responding, trying to re-establish connection."});
     EXPECT_FALSE(isSubscribed(70));
-    EXPECT_EQ(traced(), Records{"ERROR " + site +
-                                "\nITC message DBCSI_DBWRITE_IND received without subscribing."});
+    EXPECT_EQ(traced(), Records{unasked});
 }
 
 TEST_F(Channel, RestartedServerGetsItsNewReference)
@@ -342,8 +341,7 @@ TEST_F(Channel, SubscriptionRejectionTakesASubscriptionBack)
     EXPECT_FALSE(stops(message(DBCSI_SUBSCRIBE_CFM)));
     EXPECT_TRUE(stops(message(DBCSI_SUBSCRIBE_REJ)));
     EXPECT_FALSE(stops(writeIndication({"db", "write", "/unit/gain", "70"})));
-    EXPECT_EQ(traced().back(),
-              "ERROR " + site + "\nITC message DBCSI_DBWRITE_IND received without subscribing.");
+    EXPECT_EQ(traced().back(), unasked);
     EXPECT_EQ(gain().at(0), 1);
 }
 
