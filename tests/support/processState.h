@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include <sys/types.h>
+
 /** What /proc tells of the test's own process. */
 namespace Varnix::Test {
 
@@ -23,6 +25,15 @@ inline std::size_t threadsNamed(std::string_view name)
             ++count;
     }
     return count;
+}
+
+/** Whether a thread of the process sleeps. */
+inline bool isAsleep(pid_t thread)
+{
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    return line.find(") S ") != std::string::npos;
 }
 
 inline std::size_t entriesOf(const char* folder)

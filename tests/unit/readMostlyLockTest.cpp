@@ -1,3 +1,4 @@
+#include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 
 #include "readMostlyLock.h"
@@ -6,11 +7,9 @@
 
 #include <atomic>
 #include <barrier>
-#include <fstream>
 #include <future>
 #include <mutex>
 #include <shared_mutex>
-#include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -62,14 +61,6 @@ std::future<void> pass(ReadMostlyLock& lock)
     return std::async(std::launch::async, [&lock] { const Lock passing(lock); });
 }
 
-bool isAsleep(pid_t thread)
-{
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    return line.find(") S ") != std::string::npos;
-}
-
 /** Starts to pass a lock that is taken; the thread must be asleep many looks in a row. */
 template <typename Lock>
 std::future<void> passAsleep(ReadMostlyLock& lock)
@@ -82,7 +73,7 @@ std::future<void> passAsleep(ReadMostlyLock& lock)
     });
     int looks = 0;
     EXPECT_TRUE(waitUntil([&looks, waiter = thread.get()] {
-        looks = isAsleep(waiter) ? looks + 1 : 0;
+        looks = Test::isAsleep(waiter) ? looks + 1 : 0;
         return looks == 50;
     }));
     return passing;
