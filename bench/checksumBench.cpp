@@ -1,10 +1,9 @@
 #include "bench/inner.h"
-
 #include "checksum.h"
 
-#include <benchmark/benchmark.h>
-
 #include <array>
+
+#include <benchmark/benchmark.h>
 
 namespace Varnix::Bench {
 

@@ -1,8 +1,6 @@
 #include "bench/node.h"
 #include "bench/report.h"
 
-#include <varnix/dbRegistryIf.h>
-
 #include <chrono>
 #include <csignal>
 #include <cstddef>
@@ -16,6 +14,7 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <varnix/dbRegistryIf.h>
 
 // How long a write takes from the server's send to a reader in another process: the server writes
 // the time of the send, and the reader compares it with its own clock.

@@ -1,12 +1,12 @@
 #include "bench/probe.h"
 
-#include <varnix/dbRegistryIf.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+
+#include <varnix/dbRegistryIf.h>
 
 // A process that loads once.
 

@@ -83,7 +83,7 @@ void addPeers(const Node& node)
 {
     constexpr std::size_t count = 10000;
     for (const Peer* const peer : peers) {
-        const std::string file = node.folder() / peer->name;
+        const std::string file = node.directory() / peer->name;
         peer->write(file, {u32x4, count});
         addLoad(std::to_string(count) + "-warm/" + peer->name,
                 std::string(PEER_PROBE " ") + peer->name + ' ' + file, file, false, count);

@@ -56,19 +56,19 @@ Node::Node()
 {
     std::string name = std::filesystem::temp_directory_path() / "varnix-bench-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr)
-        throw std::runtime_error("no temporary folder");
-    m_folder = name;
-    ::setenv("sys_uflash_prod_db_dev", (m_folder / "production.db").c_str(), 1);
+        throw std::runtime_error("no temporary directory");
+    m_directory = name;
+    ::setenv("sys_uflash_prod_db_dev", (m_directory / "production.db").c_str(), 1);
     ::unsetenv("sys_uflash_prod_db_dev_dev");
-    ::setenv("VARNIX_ITC_DIR", (m_folder / "itc").c_str(), 1);
-    std::filesystem::create_directory(m_folder / "itc");
-    std::filesystem::permissions(m_folder / "itc", std::filesystem::perms::owner_all);
+    ::setenv("VARNIX_ITC_DIR", (m_directory / "itc").c_str(), 1);
+    std::filesystem::create_directory(m_directory / "itc");
+    std::filesystem::permissions(m_directory / "itc", std::filesystem::perms::owner_all);
 }
 
 Node::~Node()
 {
     std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
+    std::filesystem::remove_all(m_directory, ignored);
 }
 
 void Node::writeProduction(const std::vector<Parameters>& parameters) const
@@ -78,14 +78,14 @@ void Node::writeProduction(const std::vector<Parameters>& parameters) const
         {.key = "/componentConfigId", .type = DbFile::charType, .data = identity});
     for (const Parameters& some : parameters)
         append(database, some);
-    writeFile(m_folder / "production.db", DbFile::encode(database));
+    writeFile(m_directory / "production.db", DbFile::encode(database));
 }
 
 std::string Node::writeDatabase(const std::string& name, const Parameters& parameters) const
 {
     DbFile::Database database;
     append(database, parameters);
-    const std::filesystem::path path = m_folder / name;
+    const std::filesystem::path path = m_directory / name;
     writeFile(path, DbFile::encode(database));
     return path;
 }
@@ -95,7 +95,7 @@ std::string Node::writeConfig(const std::string& name, const std::vector<std::st
     std::string list;
     for (const std::string& file : files)
         list += (list.empty() ? "\"" : ", \"") + file + '"';
-    const std::filesystem::path path = m_folder / name;
+    const std::filesystem::path path = m_directory / name;
     writeFile(path, "varnix = { component_versions = ( { component_id = \"bench-unit\"; "
                     "revision = \"R1\"; file_paths = [ " +
                         list + " ]; } ); };\n");

@@ -49,7 +49,7 @@ struct Parameters
     std::size_t first = 0; ///< the number of the first, which names its key
 };
 
-/** A temporary folder with database files, its production database known to the environment. */
+/** A temporary directory with database files, its production database known to the environment. */
 class Node
 {
 public:
@@ -58,7 +58,7 @@ public:
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
-    const std::filesystem::path& folder() const noexcept { return m_folder; }
+    const std::filesystem::path& directory() const noexcept { return m_directory; }
 
     /** Makes the node's production database of the identity and these. */
     void writeProduction(const std::vector<Parameters>& parameters) const;
@@ -70,7 +70,7 @@ public:
     std::string writeConfig(const std::string& name, const std::vector<std::string>& files) const;
 
 private:
-    std::filesystem::path m_folder;
+    std::filesystem::path m_directory;
 };
 
 } // namespace Varnix::Bench

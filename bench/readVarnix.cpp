@@ -1,9 +1,9 @@
 #include "bench/reads.h"
 
-#include <varnix/dbRegistryIf.h>
-
 #include <memory>
 #include <stdexcept>
+
+#include <varnix/dbRegistryIf.h>
 
 // Reads as a client makes them: through the public interface of the installed shared library.
 
@@ -72,10 +72,9 @@ template <typename... Overloads>
 void addOverloads(const Node& node, const Overloads&... overloads)
 {
     const auto add = [&]<typename Output>(const Overload<Output>& overload) {
-        for (const Value& value : {overload.small, overload.large}) {
+        for (const Value& value : {overload.small, overload.large})
             addReads(std::string(value.name) + "/varnix", shuffledKeys(),
                      readerOf<Output>(open(node, value)));
-        }
     };
     (add(overloads), ...);
 }

@@ -3,13 +3,13 @@
 
 #include "bench/node.h"
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 /**
  * How reads are measured, whoever answers them. A reader is a callable that is given a key, copies
@@ -98,9 +98,8 @@ void addParallelReads(const std::string& name, const std::vector<std::string>& k
                       MakeReader makeReader)
 {
     const int cores = static_cast<int>(std::max(2U, std::thread::hardware_concurrency()));
-    for (const int threads : {1, cores}) {
+    for (const int threads : {1, cores})
         addReads("parallel/" + name, keys, makeReader)->Threads(threads)->UseRealTime();
-    }
 }
 
 /** @name Who is measured

@@ -1,11 +1,11 @@
 #ifndef VARNIX_BENCH_REPORT_H
 #define VARNIX_BENCH_REPORT_H
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 namespace Varnix::Bench {
 

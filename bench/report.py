@@ -29,9 +29,9 @@ MARKS = ("<!-- results -->\n", "<!-- end of results -->\n")
 class Results:
     """The medians of every benchmark, by its name without what the harness appends."""
 
-    def __init__(self, folder):
+    def __init__(self, directory):
         self.medians = {}
-        for path in sorted(folder.glob("*.json")):
+        for path in sorted(directory.glob("*.json")):
             for run in json.loads(path.read_text())["benchmarks"]:
                 if run.get("aggregate_name") == "median":
                     self.medians[self.plain_name(run["run_name"])] = run
@@ -218,20 +218,20 @@ SECTIONS = (("Goals", goals), ("Reads", reads), ("How a read ends", outcomes),
             ("The rest", others))
 
 
-def charts(results, folder):
-    folder.mkdir(exist_ok=True)
+def charts(results, directory):
+    directory.mkdir(exist_ok=True)
     small = [("floor", 1.0)] + [(who, results.ratio(f"read/U32x4/{who}", "read/U32x4/floor"))
                                 for who in ("varnix",) + PEERS]
-    (folder / "reads.svg").write_text(
+    (directory / "reads.svg").write_text(
         bar_chart("One read of four U32, × a bare map", small, logarithmic=True))
     ours = [(size, results.ratio(f"load/{size}-warm/varnix", f"load/{size}-warm/floor",
                                  "processor_ns")) for size in SIZES]
-    (folder / "loads.svg").write_text(
+    (directory / "loads.svg").write_text(
         bar_chart("Loading that many parameters, × reading and copying the file", ours))
     prefix = f"load/{PEERS_LOAD}-warm/"
     everybody = [(who, results.ratio(prefix + who, prefix + "floor", "processor_ns"))
                  for who, _ in LOADERS]
-    (folder / "loads-beside-others.svg").write_text(
+    (directory / "loads-beside-others.svg").write_text(
         bar_chart(f"Loading {int(PEERS_LOAD):,} parameters, × reading and copying the file",
                   everybody, logarithmic=True))
 
@@ -243,11 +243,11 @@ def publish(document, text):
 
 
 def main():
-    folder = pathlib.Path(sys.argv[1])
-    results = Results(folder)
+    directory = pathlib.Path(sys.argv[1])
+    results = Results(directory)
     text = machine() + "".join(f"\n## {title}\n\n{make(results)}" for title, make in SECTIONS)
     print(text)
-    (folder / "ratios.md").write_text(text)
+    (directory / "ratios.md").write_text(text)
     if sys.argv[2:3] == ["--publish"]:
         document = pathlib.Path(sys.argv[3])
         publish(document, text)

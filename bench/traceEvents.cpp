@@ -1,5 +1,4 @@
 #include "bench/inner.h"
-
 #include "trace.h"
 
 #include <benchmark/benchmark.h>

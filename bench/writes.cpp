@@ -1,6 +1,5 @@
 #include "bench/inner.h"
 #include "bench/report.h"
-
 #include "database.h"
 #include "dbRegistryImpl.h"
 

@@ -1,9 +1,9 @@
 #ifndef VARNIX_DBFILE_DESCRIPTOR_H
 #define VARNIX_DBFILE_DESCRIPTOR_H
 
-#include <unistd.h>
-
 #include <utility>
+
+#include <unistd.h>
 
 namespace Varnix::DbFile {
 

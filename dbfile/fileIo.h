@@ -15,7 +15,7 @@ public:
 };
 
 /**
- * The content of a regular file, a pipe or a block device. Folders and character devices, which
+ * The content of a regular file, a pipe or a block device. Directories and character devices, which
  * have no end to read to, are a FileError like everything that fails.
  */
 std::string readWholeFile(const std::string& path);
@@ -23,7 +23,7 @@ std::string readWholeFile(const std::string& path);
 /**
  * Makes `content` the content of the file at `path`, whole or not at all.
  *
- * A temporary file beside it is written, flushed and renamed over it, and the folder flushed. On
+ * A temporary file beside it is written, flushed and renamed over it, and the directory flushed. On
  * FileError the old file is as it was and the temporary one is gone; signals that end the process
  * wait until then. A symbolic link is followed; what exists and is not a regular file is refused.
  * The file's mode is what the umask says.

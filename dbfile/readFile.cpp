@@ -1,12 +1,12 @@
 #include "dbfile/descriptor.h"
 #include "dbfile/fileIo.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <array>
 #include <cerrno>
 #include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace Varnix::DbFile {
 
@@ -24,7 +24,7 @@ void refuseEndless(int fd, const std::string& path)
     if (::fstat(fd, &status) != 0)
         fail("read", path);
     if (S_ISDIR(status.st_mode))
-        throw FileError("cannot read " + path + ": it is a folder");
+        throw FileError("cannot read " + path + ": it is a directory");
     if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISBLK(status.st_mode))
         throw FileError("cannot read " + path + ": it is neither a file nor a pipe");
 }

@@ -1,9 +1,6 @@
 #include "dbfile/descriptor.h"
 #include "dbfile/fileIo.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -11,6 +8,9 @@
 #include <initializer_list>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace Varnix::DbFile {
 
@@ -28,7 +28,7 @@ namespace fs = std::filesystem;
     fail(path, std::system_category().message(errno));
 }
 
-fs::path folderOf(const fs::path& path)
+fs::path directoryOf(const fs::path& path)
 {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
@@ -71,8 +71,8 @@ public:
     explicit TemporaryFile(const fs::path& target) : m_target(target)
     {
         for (unsigned attempt = 0; !m_file.isOpen(); ++attempt) {
-            m_path = folderOf(target) / (".varnix-" + std::to_string(::getpid()) + "-" +
-                                         std::to_string(attempt) + ".tmp");
+            m_path = directoryOf(target) / (".varnix-" + std::to_string(::getpid()) + "-" +
+                                            std::to_string(attempt) + ".tmp");
             m_file =
                 Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
             if (!m_file.isOpen() && errno != EEXIST)
@@ -124,7 +124,7 @@ fs::path resolved(const fs::path& path)
     if (error)
         fail(path, error.message());
     if (status.type() != fs::file_type::regular)
-        fail(path, status.type() == fs::file_type::directory ? "it is a folder"
+        fail(path, status.type() == fs::file_type::directory ? "it is a directory"
                                                              : "it is not a regular file");
     if (!fs::is_symlink(path, error))
         return path;
@@ -134,12 +134,12 @@ fs::path resolved(const fs::path& path)
     return target;
 }
 
-void flushFolder(const fs::path& folder)
+void flushDirectory(const fs::path& directory)
 {
-    const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // Some file systems cannot flush a folder and say so with EINVAL.
+    const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Some file systems cannot flush a directory and say so with EINVAL.
     if (!descriptor.isOpen() || (::fsync(descriptor.get()) != 0 && errno != EINVAL))
-        failWithErrno(folder);
+        failWithErrno(directory);
 }
 
 } // namespace
@@ -151,7 +151,7 @@ void replaceFile(const std::string& path, std::string_view content)
     TemporaryFile file(target);
     file.write(content);
     file.takePlace();
-    flushFolder(folderOf(target));
+    flushDirectory(directoryOf(target));
 }
 
 } // namespace Varnix::DbFile

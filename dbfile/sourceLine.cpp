@@ -55,12 +55,12 @@ private:
     {
         const std::size_t begin = column();
         m_position += directiveMark.size();
-        return {Token::Kind::Word, std::string(directiveMark), begin, column()};
+        return {Token::Kind::WORD, std::string(directiveMark), begin, column()};
     }
 
     Token readWord()
     {
-        Token token{Token::Kind::Word, {}, column(), 0};
+        Token token{Token::Kind::WORD, {}, column(), 0};
         for (; !atEnd() && !isBlank(peek()); ++m_position) {
             if (peek() == quote)
                 throw LineError(column(), "a blank is missing before the double quote");
@@ -74,7 +74,7 @@ private:
 
     Token readText()
     {
-        Token token{Token::Kind::Text, {}, column(), 0};
+        Token token{Token::Kind::TEXT, {}, column(), 0};
         ++m_position;
         while (!atLineEnd() && peek() != quote) {
             if (peek() == '\t')
@@ -125,7 +125,7 @@ std::vector<Token> readLine(std::string_view line)
 std::string quoted(std::string_view bytes)
 {
     std::string text(1, quote);
-    for (const char c : bytes) {
+    for (const char c : bytes)
         if (c == quote || c == '\\')
             text.append(1, '\\').append(1, c);
         else if (c == '\n')
@@ -136,7 +136,6 @@ std::string quoted(std::string_view bytes)
             text.push_back(c);
         else
             text.append("\\x").append(hexBytes(std::string_view(&c, 1)));
-    }
     return text.append(1, quote);
 }
 

@@ -14,11 +14,11 @@ struct Token
 {
     enum class Kind
     {
-        Word,
-        Text
+        WORD,
+        TEXT
     };
 
-    Kind kind = Kind::Word;
+    Kind kind = Kind::WORD;
     std::string text;
     /** Where it begins, and where the next byte stands; counted in bytes, from 1. */
     std::size_t column = 0;

@@ -101,7 +101,7 @@ void SourceParser::readSourceLine(std::string_view line)
 void SourceParser::readParameter(Tokens tokens)
 {
     const Token& key = tokens.front();
-    if (key.kind != Token::Kind::Word || !isPlainKey(key.text))
+    if (key.kind != Token::Kind::WORD || !isPlainKey(key.text))
         throw LineError(key.column, "a key is \"/\" and at least one character more, not quoted");
     if (tokens.size() < 2)
         throw LineError(endOf(tokens), "the type is missing");
@@ -136,7 +136,7 @@ void SourceParser::readRecord(Tokens tokens)
     if (tokens.size() < 4)
         throw LineError(endOf(tokens), "a record takes its tag, its key, its type and its value");
     const Token& key = tokens[2];
-    if (key.kind != Token::Kind::Text || key.text.find('\0') != std::string::npos)
+    if (key.kind != Token::Kind::TEXT || key.text.find('\0') != std::string::npos)
         throw LineError(key.column, "a record's key stands between double quotes, without a NUL");
     const SourceType type = readType(tokens[3]);
     addRecord({.tag = readHexBytes(tokens.subspan(1, 1)).front(),

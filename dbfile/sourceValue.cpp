@@ -42,7 +42,7 @@ std::string oneText(std::span<const Token> values, std::string_view typeText)
 {
     if (values.empty())
         return {};
-    if (values.front().kind != Token::Kind::Text)
+    if (values.front().kind != Token::Kind::TEXT)
         throw LineError(values.front().column,
                         "a value of " + std::string(typeText) + " stands between double quotes");
     if (values.size() > 1)
@@ -54,7 +54,7 @@ std::string oneText(std::span<const Token> values, std::string_view typeText)
 std::int64_t readElement(const Type& type, const Token& token)
 {
     const std::string name(type.name);
-    if (token.kind != Token::Kind::Word)
+    if (token.kind != Token::Kind::WORD)
         throw LineError(token.column, "a value of " + name + " is a number");
     const std::optional<std::int64_t> value = readInteger(token.text);
     if (!value)
@@ -70,7 +70,7 @@ std::int64_t readElement(const Type& type, const Token& token)
 
 SourceType readType(const Token& token)
 {
-    if (token.kind == Token::Kind::Word) {
+    if (token.kind == Token::Kind::WORD) {
         if (const Type* const type = findType(token.text))
             return {type->number, true};
         const std::optional<std::int64_t> number = readInteger(token.text);
@@ -108,7 +108,7 @@ std::string readHexBytes(std::span<const Token> pairs)
         unsigned value = 0;
         const char* const begin = pair.text.data();
         const char* const end = begin + pair.text.size();
-        if (pair.kind != Token::Kind::Word || pair.text.size() != 2 ||
+        if (pair.kind != Token::Kind::WORD || pair.text.size() != 2 ||
             std::from_chars(begin, end, value, 16).ptr != end)
             throw LineError(pair.column, "a byte is written as two hex digits");
         bytes.push_back(static_cast<char>(value));

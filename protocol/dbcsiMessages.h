@@ -1,3 +1,6 @@
+#ifndef VARNIX_DBCSI_MESSAGES_H
+#define VARNIX_DBCSI_MESSAGES_H
+
 /**
  * The messages between a subscriber and the subscription server "DbcsiServer".
  *
@@ -5,8 +8,6 @@
  * message begins with its number. The layouts are frozen: both ends of a
  * running node may be of different ages.
  */
-#ifndef VARNIX_DBCSI_MESSAGES_H
-#define VARNIX_DBCSI_MESSAGES_H
 
 #include <cstddef>
 #include <cstdint>

@@ -154,10 +154,9 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
     }
     // From the last to the first: of a key in several files, the earliest file's value stays.
     const std::vector<std::string> loadOrder(paths.rbegin(), paths.rend());
-    for (const std::string& path : loadOrder) {
+    for (const std::string& path : loadOrder)
         if (!loadFile(configFile, path, *db))
             return nullptr;
-    }
 
     const std::unique_lock lock(m_databasesMutex);
     m_databases.push_back(db);

@@ -49,10 +49,9 @@ public:
         refuseDeadlock();
         m_writers.lock();
         m_writing.store(1);
-        for (Slot& slot : m_slots) {
+        for (Slot& slot : m_slots)
             while (const std::uint32_t inside = slot.readers.load())
                 slot.readers.wait(inside);
-        }
         m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
     }
 

@@ -58,10 +58,9 @@ inline constexpr std::array namedTypes{
 /** The entry of a type, or null for a value without a name. */
 constexpr const TypeInfo* findType(TypeOfData_t type) noexcept
 {
-    for (const TypeInfo& info : namedTypes) {
+    for (const TypeInfo& info : namedTypes)
         if (info.type == type)
             return &info;
-    }
     return nullptr;
 }
 
@@ -69,11 +68,10 @@ constexpr const TypeInfo* findType(TypeOfData_t type) noexcept
 template <typename T>
 constexpr TypeOfData_t typeOfElement() noexcept
 {
-    for (const TypeInfo& info : namedTypes) {
+    for (const TypeInfo& info : namedTypes)
         if (info.isInteger() && info.elementSize == sizeof(T) &&
             (info.min < 0) == std::is_signed_v<T>)
             return info.type;
-    }
     return TypeOfData_t::UNDEFINED;
 }
 

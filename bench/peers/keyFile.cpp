@@ -1,11 +1,11 @@
 #include "bench/peers.h"
 #include "bench/reads.h"
 
-#include <glib.h>
-
 #include <memory>
 #include <span>
 #include <stdexcept>
+
+#include <glib.h>
 
 namespace Varnix::Bench {
 

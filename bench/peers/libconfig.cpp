@@ -1,11 +1,11 @@
 #include "bench/peers.h"
 #include "bench/reads.h"
 
-#include <libconfig.h>
-
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+
+#include <libconfig.h>
 
 namespace Varnix::Bench {
 

@@ -1,11 +1,11 @@
 #include "bench/peers.h"
 #include "bench/reads.h"
 
-#include <lmdb.h>
-
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+
+#include <lmdb.h>
 
 namespace Varnix::Bench {
 
@@ -108,7 +108,7 @@ std::shared_ptr<void> load(const std::string& path)
 void addAllReads(const Node& node)
 {
     for (const Value& value : commonValues) {
-        const std::string path = node.folder() / (std::string(value.name) + ".mdb");
+        const std::string path = node.directory() / (std::string(value.name) + ".mdb");
         write(path, {value, keyCount});
         const auto store = std::make_shared<Store>(path);
         addReads(std::string(value.name) + "/LMDB", shuffledKeys(), [store, size = value.size] {

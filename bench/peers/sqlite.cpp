@@ -1,11 +1,11 @@
 #include "bench/peers.h"
 #include "bench/reads.h"
 
-#include <sqlite3.h>
-
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+
+#include <sqlite3.h>
 
 namespace Varnix::Bench {
 
@@ -106,7 +106,7 @@ std::shared_ptr<void> load(const std::string& path)
 void addAllReads(const Node& node)
 {
     for (const Value& value : commonValues) {
-        const std::string path = node.folder() / (std::string(value.name) + ".sqlite");
+        const std::string path = node.directory() / (std::string(value.name) + ".sqlite");
         const auto store = std::make_shared<Store>(path);
         store->fill({value, keyCount});
         addReads(std::string(value.name) + "/SQLite", shuffledKeys(), [store, size = value.size] {

@@ -1,13 +1,11 @@
 #include "bench/peers.h"
 #include "bench/reads.h"
-
 #include "src/fileDescriptor.h"
-
-#include <cdb.h>
 
 #include <memory>
 #include <stdexcept>
 
+#include <cdb.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -82,7 +80,7 @@ std::shared_ptr<void> load(const std::string& path)
 void addAllReads(const Node& node)
 {
     for (const Value& value : commonValues) {
-        const std::string path = node.folder() / (std::string(value.name) + ".cdb");
+        const std::string path = node.directory() / (std::string(value.name) + ".cdb");
         write(path, {value, keyCount});
         const auto store = std::make_shared<Store>(path);
         addReads(std::string(value.name) + "/tinycdb", shuffledKeys(), [store, size = value.size] {

@@ -10,8 +10,6 @@
  *
  *     export sys_uflash_prod_db_dev=production.db
  */
-#include <varnix/dbRegistryIf.h>
-
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -21,6 +19,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <varnix/dbRegistryIf.h>
 
 using Varnix::V1::DatabaseIf;
 using Varnix::V1::DbRegistryIf;
@@ -37,9 +37,8 @@ std::string toText(const std::string& text)
 std::string toText(const std::vector<std::string>& words)
 {
     std::string text;
-    for (const std::string& word : words) {
+    for (const std::string& word : words)
         text += '<' + word + '>';
-    }
     return text;
 }
 
@@ -47,9 +46,8 @@ template <typename Integer>
 std::string toText(const std::vector<Integer>& values)
 {
     std::string text;
-    for (const Integer value : values) {
+    for (const Integer value : values)
         text += (text.empty() ? "" : " ") + std::to_string(value);
-    }
     return text;
 }
 
@@ -140,11 +138,9 @@ int main(int argc, char** argv)
     }
 
     const std::vector<Parameter> parameters = readAll(*database);
-    for (const Parameter& parameter : parameters) {
+    for (const Parameter& parameter : parameters)
         print(parameter);
-    }
-    if (argc == 3) {
+    if (argc == 3)
         follow(*database, parameters, std::strtoul(argv[2], nullptr, 10));
-    }
     return 0;
 }

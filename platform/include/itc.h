@@ -1,3 +1,6 @@
+#ifndef VARNIX_PLATFORM_ITC_H
+#define VARNIX_PLATFORM_ITC_H
+
 /**
  * The node's mailbox messaging library (libitc.so.1), as Varnix uses it.
  *
@@ -9,8 +12,6 @@
  * The last two arguments of every operation name the caller's source file and
  * line, for the messaging library's own diagnostics.
  */
-#ifndef VARNIX_PLATFORM_ITC_H
-#define VARNIX_PLATFORM_ITC_H
 
 #include <stddef.h>
 #include <stdint.h>

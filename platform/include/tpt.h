@@ -1,6 +1,7 @@
-/** The node's trace helper library (libtpt.so.0), as Varnix uses it. */
 #ifndef VARNIX_PLATFORM_TPT_H
 #define VARNIX_PLATFORM_TPT_H
+
+/** The node's trace helper library (libtpt.so.0), as Varnix uses it. */
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,10 +1,11 @@
-/** An owned file descriptor. */
 #ifndef VARNIX_PLATFORM_ITC_DESCRIPTOR_H
 #define VARNIX_PLATFORM_ITC_DESCRIPTOR_H
 
-#include <unistd.h>
+/** An owned file descriptor. */
 
 #include <utility>
+
+#include <unistd.h>
 
 namespace Itc {
 
@@ -23,9 +24,8 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor()
     {
-        if (m_fd >= 0) {
+        if (m_fd >= 0)
             ::close(m_fd);
-        }
     }
 
     int get() const noexcept { return m_fd; }

@@ -11,8 +11,8 @@ constexpr std::uint32_t frameMagic = 0x31435449; // "ITC1"
 bool isValid(const FrameHeader& header) noexcept
 {
     return header.magic == frameMagic &&
-           (header.kind == FrameKind::locate ||
-            (header.kind == FrameKind::message && header.nameSize == 0)) &&
+           (header.kind == FrameKind::LOCATE ||
+            (header.kind == FrameKind::MESSAGE && header.nameSize == 0)) &&
            header.nameSize <= maxNameSize && header.messageSize >= minMessageSize &&
            header.messageSize <= maxMessageSize;
 }
@@ -22,19 +22,16 @@ bool isValid(const FrameHeader& header) noexcept
 Parsed parseFrame(std::span<const std::byte> bytes) noexcept
 {
     FrameHeader header{};
-    if (bytes.size() < sizeof header) {
-        return {Verdict::incomplete, {}};
-    }
+    if (bytes.size() < sizeof header)
+        return {Verdict::INCOMPLETE, {}};
     std::memcpy(&header, bytes.data(), sizeof header);
-    if (!isValid(header)) {
-        return {Verdict::malformed, {}};
-    }
+    if (!isValid(header))
+        return {Verdict::MALFORMED, {}};
     const auto rest = bytes.subspan(sizeof header);
-    if (rest.size() < std::size_t{header.nameSize} + header.messageSize) {
-        return {Verdict::incomplete, {}};
-    }
+    if (rest.size() < std::size_t{header.nameSize} + header.messageSize)
+        return {Verdict::INCOMPLETE, {}};
     const std::string_view name(reinterpret_cast<const char*>(rest.data()), header.nameSize);
-    return {Verdict::whole,
+    return {Verdict::WHOLE,
             {header.kind, header.sender, name, rest.subspan(header.nameSize, header.messageSize)}};
 }
 

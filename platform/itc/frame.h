@@ -1,3 +1,6 @@
+#ifndef VARNIX_PLATFORM_ITC_FRAME_H
+#define VARNIX_PLATFORM_ITC_FRAME_H
+
 /**
  * What passes between two mailboxes: its form in the stream from a sending process to a mailbox.
  *
@@ -5,8 +8,6 @@
  * message. Both ends of a stream run on one host, but they may be of different builds, and anybody
  * of the same user can write to a mailbox: nothing in a frame is taken for granted.
  */
-#ifndef VARNIX_PLATFORM_ITC_FRAME_H
-#define VARNIX_PLATFORM_ITC_FRAME_H
 
 #include <cstddef>
 #include <cstdint>
@@ -24,8 +25,8 @@ inline constexpr std::size_t maxNameSize = 253;
 
 enum class FrameKind : std::uint32_t
 {
-    message = 1, ///< to be queued; no name
-    locate = 2   ///< to be delivered when a mailbox of that name exists
+    MESSAGE = 1, ///< to be queued; no name
+    LOCATE = 2   ///< to be delivered when a mailbox of that name exists
 };
 
 struct FrameHeader
@@ -51,9 +52,9 @@ struct Frame
 
 enum class Verdict
 {
-    whole,      ///< a frame stands at the beginning
-    incomplete, ///< so far so good, but bytes are missing
-    malformed   ///< no frame begins so
+    WHOLE,      ///< a frame stands at the beginning
+    INCOMPLETE, ///< so far so good, but bytes are missing
+    MALFORMED   ///< no frame begins so
 };
 
 struct Parsed

@@ -3,13 +3,13 @@
 #include "link.h"
 #include "transfer.h"
 
-#include <fcntl.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+
+#include <fcntl.h>
+#include <sys/socket.h>
 
 namespace Itc {
 
@@ -31,21 +31,19 @@ bool isOwnUser(int connection) noexcept
 bool Inlet::read(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take)
 {
     const Connection state = m_stream ? readConnection() : readGreeting();
-    if (!m_stream) {
-        return state == Connection::quiet;
-    }
+    if (!m_stream)
+        return state == Connection::QUIET;
     // Even when quiet: an earlier read may have been interrupted after it had taken the wakes.
-    return readStream(buffer, take) && state != Connection::over;
+    return readStream(buffer, take) && state != Connection::OVER;
 }
 
 Inlet::Connection Inlet::readConnection()
 {
     std::array<std::byte, 4096> wakes;
     const ssize_t size = ::recv(m_connection.get(), wakes.data(), wakes.size(), MSG_DONTWAIT);
-    if (size > 0) {
-        return Connection::woken;
-    }
-    return size < 0 && (errno == EAGAIN || errno == EINTR) ? Connection::quiet : Connection::over;
+    if (size > 0)
+        return Connection::WOKEN;
+    return size < 0 && (errno == EAGAIN || errno == EINTR) ? Connection::QUIET : Connection::OVER;
 }
 
 Inlet::Connection Inlet::readGreeting()
@@ -60,9 +58,8 @@ Inlet::Connection Inlet::readGreeting()
     header.msg_controllen = CMSG_LEN(sizeof(int)); // room for one descriptor, not for two
 
     const ssize_t size = ::recvmsg(m_connection.get(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return Connection::quiet;
-    }
+    if (size < 0 && (errno == EAGAIN || errno == EINTR))
+        return Connection::QUIET;
     Descriptor handed;
     const cmsghdr* const rights = size > 0 ? CMSG_FIRSTHDR(&header) : nullptr;
     if (rights != nullptr && rights->cmsg_level == SOL_SOCKET && rights->cmsg_type == SCM_RIGHTS &&
@@ -73,11 +70,10 @@ Inlet::Connection Inlet::readGreeting()
     }
     // Only a file in memory has seals; to read anything else might wait.
     if (size != static_cast<ssize_t>(sizeof greeting) || (header.msg_flags & MSG_CTRUNC) != 0 ||
-        greeting != Greeting{} || !handed || ::fcntl(handed.get(), F_GET_SEALS) < 0) {
-        return Connection::over;
-    }
+        greeting != Greeting{} || !handed || ::fcntl(handed.get(), F_GET_SEALS) < 0)
+        return Connection::OVER;
     m_stream = std::move(handed);
-    return Connection::woken;
+    return Connection::WOKEN;
 }
 
 bool Inlet::readStream(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take)
@@ -90,16 +86,15 @@ bool Inlet::readStream(std::span<std::byte> buffer, const std::function<void(con
         std::span<const std::byte> bytes(buffer.data(),
                                          static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
         bool progress = false;
-        for (Parsed next = parseFrame(bytes); next.verdict == Verdict::whole;
+        for (Parsed next = parseFrame(bytes); next.verdict == Verdict::WHOLE;
              next = parseFrame(bytes)) {
             take(next.frame);
             bytes = bytes.subspan(next.frame.size());
             m_consumed += static_cast<off_t>(next.frame.size());
             progress = true;
         }
-        if (!progress) {
+        if (!progress)
             return false; // the stream holds whole frames only
-        }
         freeConsumed();
     }
     return m_consumed == end;

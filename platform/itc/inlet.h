@@ -1,15 +1,16 @@
-/** The receiving end of a connection to a mailbox: see link.h. */
 #ifndef VARNIX_PLATFORM_ITC_INLET_H
 #define VARNIX_PLATFORM_ITC_INLET_H
+
+/** The receiving end of a connection to a mailbox: see link.h. */
 
 #include "descriptor.h"
 #include "frame.h"
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <functional>
 #include <span>
+
+#include <sys/types.h>
 
 namespace Itc {
 
@@ -30,9 +31,9 @@ public:
 private:
     enum class Connection
     {
-        quiet,
-        woken,
-        over
+        QUIET,
+        WOKEN,
+        OVER
     };
 
     Connection readConnection();

@@ -56,9 +56,8 @@ public:
 
     int remaining() const
     {
-        if (m_endless) {
+        if (m_endless)
             return -1;
-        }
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()).count();
         return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
@@ -75,24 +74,21 @@ MessagePtr receive(Mailbox& mailbox, const Selection& selection, const Deadline&
     std::array<epoll_event, eventsAtOnce> events;
     mailbox.resume();
     for (;;) {
-        if (MessagePtr taken = mailbox.take(selection)) {
+        if (MessagePtr taken = mailbox.take(selection))
             return taken;
-        }
         const int remaining = deadline.remaining();
         const std::size_t count = operation.wait(mailbox.events(), events, remaining);
         mailbox.handle({events.data(), count});
-        if (remaining == 0 && count < events.size()) {
+        if (remaining == 0 && count < events.size())
             return mailbox.take(selection);
-        }
     }
 }
 
 /** Says that a message is too long, and whose it was. */
 bool fits(Message& message, const char* file, int line)
 {
-    if (message.size >= minMessageSize && message.size <= maxMessageSize) {
+    if (message.size >= minMessageSize && message.size <= maxMessageSize)
         return true;
-    }
     report(file, line,
            ("message " + std::to_string(message.number()) + " of " + std::to_string(message.size) +
             " bytes is dropped: the limit is " + std::to_string(maxMessageSize))
@@ -105,9 +101,8 @@ bool fits(Message& message, const char* file, int line)
 int __itc_init(int32_t, int, void*, char*, uint32_t, const char* file, int line)
 {
     return operate(file, line, -1, [](Process& process, Operation&) {
-        if (process.isInitialised()) {
+        if (process.isInitialised())
             return ITC_ALREADY_INITIALISED;
-        }
         process.initialise();
         return 0;
     });
@@ -127,26 +122,23 @@ void __itc_locate_async(const char* name, union itc_msg** msg, uint32_t reply_to
     MessagePtr message = takeOver(msg);
     operate(file, line, [&](Process& process) {
         Mailbox* const mine = process.own();
-        if (!message || name == nullptr) {
+        if (!message || name == nullptr)
             return;
-        }
         const std::uint32_t receiver = process.resolve(reply_to);
-        if (mine != nullptr && receiver == mine->id()) {
+        if (mine != nullptr && receiver == mine->id())
             mine->locate(name, std::move(message));
-        } else if (fits(*message, file, line)) {
+        else if (fits(*message, file, line))
             process.send(
-                {FrameKind::locate, process.resolve(ITC_MY_MBOX_ID), name, message->bytes()},
+                {FrameKind::LOCATE, process.resolve(ITC_MY_MBOX_ID), name, message->bytes()},
                 receiver);
-        }
     });
 }
 
 union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char*, int)
 {
     MessagePtr message = makeMessage(std::max(size, minMessageSize));
-    if (message) {
+    if (message)
         message->body()->msgno = msgno;
-    }
     return handOut(std::move(message));
 }
 
@@ -154,17 +146,15 @@ void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* fil
 {
     MessagePtr message = takeOver(msg);
     operate(file, line, [&](Process& process) {
-        if (!message || !fits(*message, file, line)) {
+        if (!message || !fits(*message, file, line))
             return;
-        }
         Mailbox* const mine = process.own();
         const std::uint32_t receiver = process.resolve(to);
         const std::uint32_t sender = process.resolve(from);
-        if (mine != nullptr && receiver == mine->id()) {
+        if (mine != nullptr && receiver == mine->id())
             mine->enqueue(std::move(message), sender);
-        } else {
-            process.send({FrameKind::message, sender, {}, message->bytes()}, receiver);
-        }
+        else
+            process.send({FrameKind::MESSAGE, sender, {}, message->bytes()}, receiver);
     });
 }
 
@@ -175,13 +165,11 @@ union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t 
                    [&](Process& process, Operation& operation) -> itc_msg* {
                        operation.offerCancellation();
                        Mailbox* const mine = process.own();
-                       if (mine == nullptr) {
+                       if (mine == nullptr)
                            return nullptr;
-                       }
                        Selection selection{{}, process.resolve(from)};
-                       if (filter != nullptr) {
+                       if (filter != nullptr)
                            selection.numbers = {filter + 1, *filter};
-                       }
                        return handOut(receive(*mine, selection, Deadline(timeout), operation));
                    });
 }
@@ -196,9 +184,8 @@ uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, 
     MessagePtr message = takeOver(msg);
     return operate(file, line, std::uint32_t{0}, [&](Process& process, Operation&) {
         Mailbox* const mine = process.own();
-        if (!message || mine == nullptr) {
+        if (!message || mine == nullptr)
             return std::uint32_t{0};
-        }
         return mine->monitor(process.resolve(mailbox), std::move(message));
     });
 }

@@ -3,14 +3,14 @@
 #include "report.h"
 #include "transfer.h"
 
-#include <poll.h>
-#include <sys/mman.h>
-#include <sys/socket.h>
-
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <vector>
+
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
 
 namespace Itc {
 
@@ -26,9 +26,8 @@ iovec slice(const void* data, std::size_t size) noexcept
 bool Link::send(const Frame& frame)
 {
     write(frame);
-    if (!m_greeted) {
+    if (!m_greeted)
         return greet();
-    }
     // A connection that is full of such bytes wakes its receiver without another.
     return ::send(m_connection.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1 || errno == EAGAIN;
 }
@@ -37,9 +36,8 @@ void Link::write(const Frame& frame)
 {
     if (!m_stream) {
         m_stream = Descriptor(::memfd_create("itc", MFD_CLOEXEC));
-        if (!m_stream) {
+        if (!m_stream)
             throwErrno("cannot make a stream");
-        }
     }
     const FrameHeader header = headerOf(frame);
     std::array<iovec, 3> parts = {slice(&header, sizeof header),
@@ -47,9 +45,8 @@ void Link::write(const Frame& frame)
                                   slice(frame.message.data(), frame.message.size())};
     const off_t end = m_written + static_cast<off_t>(frame.size());
     if (!writeAll(m_stream.get(), m_written, parts) ||
-        ::lseek(m_stream.get(), end, SEEK_SET) != end) {
+        ::lseek(m_stream.get(), end, SEEK_SET) != end)
         throwErrno("cannot hold a message");
-    }
     m_written = end;
 }
 
@@ -73,43 +70,37 @@ bool Link::greet()
 
     m_greeted = ::sendmsg(m_connection.get(), &header, MSG_DONTWAIT | MSG_NOSIGNAL) ==
                 static_cast<ssize_t>(sizeof greeting);
-    if (!m_greeted && errno != EPIPE && errno != ECONNRESET) {
+    if (!m_greeted && errno != EPIPE && errno != ECONNRESET)
         throwErrno("cannot hand over a stream");
-    }
     return m_greeted;
 }
 
-std::shared_ptr<Link> Links::to(std::uint32_t mailbox, const Folder& folder)
+std::shared_ptr<Link> Links::to(std::uint32_t mailbox, const Directory& directory)
 {
-    if (const auto known = m_links.find(mailbox); known != m_links.end()) {
+    if (const auto known = m_links.find(mailbox); known != m_links.end())
         return known->second;
-    }
     dropDead();
-    Descriptor connection = folder.connect(mailbox);
-    if (!connection) {
+    Descriptor connection = directory.connect(mailbox);
+    if (!connection)
         return nullptr;
-    }
     return m_links.emplace(mailbox, std::make_shared<Link>(std::move(connection))).first->second;
 }
 
 void Links::drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link)
 {
     const auto known = m_links.find(mailbox);
-    if (known != m_links.end() && known->second == link) {
+    if (known != m_links.end() && known->second == link)
         m_links.erase(known);
-    }
 }
 
 /** Links to mailboxes that have gone; dropping them with each new one keeps their number level. */
 void Links::dropDead()
 {
     std::vector<pollfd> polled;
-    for (const auto& [mailbox, link] : m_links) {
+    for (const auto& [mailbox, link] : m_links)
         polled.push_back({link->connection(), 0, 0});
-    }
-    if (::poll(polled.data(), polled.size(), 0) <= 0) {
+    if (::poll(polled.data(), polled.size(), 0) <= 0)
         return;
-    }
     auto current = polled.begin();
     std::erase_if(m_links, [&](const auto&) { return (current++)->revents != 0; });
 }

@@ -1,3 +1,6 @@
+#ifndef VARNIX_PLATFORM_ITC_LINK_H
+#define VARNIX_PLATFORM_ITC_LINK_H
+
 /**
  * The way from this process to one mailbox: a connection, which says that both ends live, and a
  * stream, which holds the frames.
@@ -7,18 +10,16 @@
  * the sender. The file's offset, which both ends share, says how far whole frames reach; a byte
  * on the connection wakes the receiver.
  */
-#ifndef VARNIX_PLATFORM_ITC_LINK_H
-#define VARNIX_PLATFORM_ITC_LINK_H
 
 #include "descriptor.h"
-#include "folder.h"
+#include "directory.h"
 #include "frame.h"
-
-#include <sys/types.h>
 
 #include <cstdint>
 #include <map>
 #include <memory>
+
+#include <sys/types.h>
 
 namespace Itc {
 
@@ -56,7 +57,7 @@ class Links
 {
 public:
     /** The link to a mailbox, made where it is missing; null where the mailbox has gone. */
-    std::shared_ptr<Link> to(std::uint32_t mailbox, const Folder& folder);
+    std::shared_ptr<Link> to(std::uint32_t mailbox, const Directory& directory);
     void drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link);
     void clear() { m_links.clear(); }
 

@@ -2,9 +2,6 @@
 
 #include "report.h"
 
-#include <fcntl.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -12,6 +9,9 @@
 #include <new>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/socket.h>
 
 namespace Itc {
 
@@ -22,14 +22,13 @@ bool Selection::takes(Message& message) const noexcept
             std::find(numbers.begin(), numbers.end(), message.number()) != numbers.end());
 }
 
-Mailbox::Mailbox(const std::string& nameEntry, Folder::Endpoint endpoint, const Folder& folder,
-                 Links& links)
-    : m_folder(folder), m_links(links), m_id(endpoint.id), m_nameEntry(nameEntry),
+Mailbox::Mailbox(const std::string& nameEntry, Directory::Endpoint endpoint,
+                 const Directory& directory, Links& links)
+    : m_directory(directory), m_links(links), m_id(endpoint.id), m_nameEntry(nameEntry),
       m_listener(std::move(endpoint.socket)), m_events(::epoll_create1(EPOLL_CLOEXEC))
 {
-    if (!m_events) {
+    if (!m_events)
         throwErrno("cannot create a mailbox");
-    }
     setAccepting(true);
 }
 
@@ -76,16 +75,16 @@ void Mailbox::handleEach(std::span<const epoll_event> events)
     for (const epoll_event& event : events) {
         const auto key = static_cast<std::uint32_t>(event.data.u64);
         switch (static_cast<Source>(event.data.u64 >> 32)) {
-        case Source::listener:
+        case Source::LISTENER:
             acceptAll();
             break;
-        case Source::inlet:
+        case Source::INLET:
             readInlet(static_cast<int>(key));
             break;
-        case Source::channel:
+        case Source::CHANNEL:
             answerLocates();
             break;
-        case Source::monitor:
+        case Source::MONITOR:
             gone.push_back(key);
             break;
         }
@@ -99,13 +98,12 @@ void Mailbox::handleEach(std::span<const epoll_event> events)
 
 void Mailbox::locate(std::string_view name, MessagePtr message)
 {
-    if (const std::uint32_t found = m_folder.find(name); found != ITC_NO_MBOX_ID) {
+    if (const std::uint32_t found = m_directory.find(name); found != ITC_NO_MBOX_ID) {
         enqueue(std::move(message), found);
         return;
     }
-    if (!m_channel) {
+    if (!m_channel)
         openChannel();
-    }
     m_locates.push_back({std::string(name), std::move(message)});
     // It may have been created before the channel was there to tell.
     attempt([this] { answerLocates(); });
@@ -113,11 +111,11 @@ void Mailbox::locate(std::string_view name, MessagePtr message)
 
 void Mailbox::openChannel()
 {
-    Descriptor channel = m_folder.openChannel(m_id);
+    Descriptor channel = m_directory.openChannel(m_id);
     try {
-        watch(channel.get(), Source::channel, 0, EPOLLIN);
+        watch(channel.get(), Source::CHANNEL, 0, EPOLLIN);
     } catch (...) {
-        m_folder.removeChannel(m_id);
+        m_directory.removeChannel(m_id);
         throw;
     }
     m_channel = std::move(channel);
@@ -125,21 +123,19 @@ void Mailbox::openChannel()
 
 void Mailbox::answerLocates()
 {
-    if (!m_channel) {
+    if (!m_channel)
         return;
-    }
     std::array<char, 16> wakes;
     while (::recv(m_channel.get(), wakes.data(), wakes.size(), MSG_DONTWAIT) >= 0) {
     }
     std::erase_if(m_locates, [&](Locate& pending) {
-        const std::uint32_t found = m_folder.find(pending.name);
-        if (found != ITC_NO_MBOX_ID) {
+        const std::uint32_t found = m_directory.find(pending.name);
+        if (found != ITC_NO_MBOX_ID)
             enqueue(std::move(pending.message), found);
-        }
         return found != ITC_NO_MBOX_ID;
     });
     if (m_locates.empty()) {
-        m_folder.removeChannel(m_id);
+        m_directory.removeChannel(m_id);
         m_channel = {};
     }
 }
@@ -148,7 +144,7 @@ std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
 {
     auto known = m_monitors.find(mailbox);
     if (known == m_monitors.end()) {
-        std::shared_ptr<Link> link = m_links.to(mailbox, m_folder);
+        std::shared_ptr<Link> link = m_links.to(mailbox, m_directory);
         if (!link) {
             enqueue(std::move(message), mailbox);
             return nextReference();
@@ -156,7 +152,7 @@ std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
         known = m_monitors.try_emplace(mailbox).first;
         known->second.link = std::move(link);
         try { // a hang-up is always reported
-            watch(known->second.link->connection(), Source::monitor, mailbox, 0);
+            watch(known->second.link->connection(), Source::MONITOR, mailbox, 0);
         } catch (...) {
             m_monitors.erase(known);
             throw;
@@ -173,24 +169,22 @@ std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
 void Mailbox::checkMonitor(std::uint32_t mailbox)
 {
     const auto found = m_monitors.find(mailbox);
-    if (found == m_monitors.end()) {
+    if (found == m_monitors.end())
         return;
-    }
     Monitor& monitor = found->second;
     unwatch(monitor.link->connection());
     m_links.drop(mailbox, monitor.link);
     try {
-        monitor.link = m_links.to(mailbox, m_folder);
+        monitor.link = m_links.to(mailbox, m_directory);
         if (monitor.link) {
-            watch(monitor.link->connection(), Source::monitor, mailbox, 0);
+            watch(monitor.link->connection(), Source::MONITOR, mailbox, 0);
             return;
         }
     } catch (const std::exception& error) { // nobody would tell of its end any more
         report(nullptr, 0, error.what());
     }
-    while (MessagePtr message = monitor.messages.takeFirst()) {
+    while (MessagePtr message = monitor.messages.takeFirst())
         enqueue(std::move(message), mailbox);
-    }
     m_monitors.erase(found);
 }
 
@@ -199,9 +193,8 @@ void Mailbox::watch(int fd, Source source, std::uint32_t key, std::uint32_t even
     epoll_event event{};
     event.events = events;
     event.data.u64 = std::uint64_t{static_cast<std::uint32_t>(source)} << 32 | key;
-    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0) {
+    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0)
         throwErrno("cannot wait for a mailbox's events");
-    }
 }
 
 void Mailbox::unwatch(int fd) noexcept
@@ -212,11 +205,10 @@ void Mailbox::unwatch(int fd) noexcept
 void Mailbox::setAccepting(bool accepting)
 {
     if (accepting != m_accepting) {
-        if (accepting) {
-            watch(m_listener.get(), Source::listener, 0, EPOLLIN);
-        } else {
+        if (accepting)
+            watch(m_listener.get(), Source::LISTENER, 0, EPOLLIN);
+        else
             unwatch(m_listener.get());
-        }
         m_accepting = accepting;
     }
 }
@@ -228,7 +220,7 @@ void Mailbox::acceptAll()
         if (connection) {
             if (isOwnUser(connection.get())) {
                 const int fd = connection.get();
-                watch(fd, Source::inlet, static_cast<std::uint32_t>(fd), EPOLLIN);
+                watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
                 m_inlets.emplace(fd, Inlet(std::move(connection)));
                 readInlet(fd);
             }
@@ -253,12 +245,10 @@ Descriptor Mailbox::acceptOne() const
 void Mailbox::readInlet(int fd)
 {
     const auto inlet = m_inlets.find(fd);
-    if (inlet == m_inlets.end()) {
+    if (inlet == m_inlets.end())
         return;
-    }
-    if (!m_buffer) {
+    if (!m_buffer)
         m_buffer = std::make_unique_for_overwrite<std::byte[]>(maxFrameSize);
-    }
     if (!inlet->second.read({m_buffer.get(), maxFrameSize},
                             [this](const Frame& frame) { takeFrame(frame); })) {
         m_inlets.erase(inlet);
@@ -270,20 +260,18 @@ void Mailbox::readEverything()
 {
     acceptAll();
     std::vector<int> inlets;
-    for (const auto& [fd, inlet] : m_inlets) {
+    for (const auto& [fd, inlet] : m_inlets)
         inlets.push_back(fd);
-    }
     std::for_each(inlets.begin(), inlets.end(), [&](int fd) { readInlet(fd); });
 }
 
 void Mailbox::takeFrame(const Frame& frame)
 {
     MessagePtr message = makeMessage(frame.message.size());
-    if (!message) {
+    if (!message)
         throw std::bad_alloc();
-    }
     std::memcpy(message->bytes().data(), frame.message.data(), frame.message.size());
-    if (frame.kind == FrameKind::message) {
+    if (frame.kind == FrameKind::MESSAGE) {
         enqueue(std::move(message), frame.sender);
         return;
     }

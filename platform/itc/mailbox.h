@@ -1,14 +1,13 @@
-/** A thread's mailbox: what it has received, and what it waits for. */
 #ifndef VARNIX_PLATFORM_ITC_MAILBOX_H
 #define VARNIX_PLATFORM_ITC_MAILBOX_H
 
+/** A thread's mailbox: what it has received, and what it waits for. */
+
 #include "descriptor.h"
-#include "folder.h"
+#include "directory.h"
 #include "inlet.h"
 #include "link.h"
 #include "messageQueue.h"
-
-#include <sys/epoll.h>
 
 #include <cstdint>
 #include <list>
@@ -18,6 +17,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <sys/epoll.h>
 
 namespace Itc {
 
@@ -33,11 +34,11 @@ struct Selection
 class Mailbox
 {
 public:
-    Mailbox(const std::string& nameEntry, Folder::Endpoint endpoint, const Folder& folder,
+    Mailbox(const std::string& nameEntry, Directory::Endpoint endpoint, const Directory& directory,
             Links& links);
 
     std::uint32_t id() const noexcept { return m_id; }
-    /** How its name stands in the folder. */
+    /** How its name stands in the directory. */
     const std::string& nameEntry() const noexcept { return m_nameEntry; }
     /** What becomes readable when there is something to handle. */
     int events() const noexcept { return m_events.get(); }
@@ -58,10 +59,10 @@ public:
 private:
     enum class Source : std::uint32_t
     {
-        listener,
-        inlet,
-        channel,
-        monitor
+        LISTENER,
+        INLET,
+        CHANNEL,
+        MONITOR
     };
 
     struct Locate
@@ -94,7 +95,7 @@ private:
     void checkMonitor(std::uint32_t mailbox);
     std::uint32_t nextReference() noexcept { return ++m_lastReference; }
 
-    const Folder& m_folder;
+    const Directory& m_directory;
     Links& m_links;
     const std::uint32_t m_id;
     const std::string m_nameEntry;

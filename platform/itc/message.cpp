@@ -25,14 +25,12 @@ void MessageDeleter::operator()(Message* message) const noexcept
 
 MessagePtr makeMessage(std::size_t size) noexcept
 {
-    if (size > PTRDIFF_MAX - sizeof(Message)) {
+    if (size > PTRDIFF_MAX - sizeof(Message))
         return nullptr;
-    }
     const std::size_t room = std::max(size, fixedFields);
     void* const memory = ::operator new(sizeof(Message) + room, std::nothrow);
-    if (memory == nullptr) {
+    if (memory == nullptr)
         return nullptr;
-    }
     MessagePtr message(new (memory) Message{size, ITC_NO_MBOX_ID});
     std::memset(message->body(), 0, room);
     return message;

@@ -1,6 +1,7 @@
-/** A message in memory: what is known of it, then the bytes that its holder sees. */
 #ifndef VARNIX_PLATFORM_ITC_MESSAGE_H
 #define VARNIX_PLATFORM_ITC_MESSAGE_H
+
+/** A message in memory: what is known of it, then the bytes that its holder sees. */
 
 #include "itc.h"
 

@@ -1,7 +1,8 @@
-/** Messages in the order in which they came. Linked through the messages: to queue one needs no
- * memory and cannot fail. */
 #ifndef VARNIX_PLATFORM_ITC_MESSAGEQUEUE_H
 #define VARNIX_PLATFORM_ITC_MESSAGEQUEUE_H
+
+/** Messages in the order in which they came. Linked through the messages: to queue one needs no
+ * memory and cannot fail. */
 
 #include "message.h"
 
@@ -35,9 +36,8 @@ public:
             Message* const message = *link;
             if (wanted(*message)) {
                 *link = message->next;
-                if (m_end == &message->next) {
+                if (m_end == &message->next)
                     m_end = link;
-                }
                 return MessagePtr(message);
             }
         }

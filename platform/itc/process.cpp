@@ -17,9 +17,8 @@ namespace {
 /** For what answers an error's number. */
 void check(int error)
 {
-    if (error != 0) {
+    if (error != 0)
         throw std::system_error(error, std::generic_category(), "cannot keep mailboxes");
-    }
 }
 
 } // namespace
@@ -43,9 +42,9 @@ Process::Process()
 
 void Process::initialise()
 {
-    Folder folder = Folder::open();
-    folder.sweep();
-    m_folder = std::move(folder);
+    Directory directory = Directory::open();
+    directory.sweep();
+    m_directory = std::move(directory);
 }
 
 Mailbox* Process::own() const noexcept
@@ -55,49 +54,44 @@ Mailbox* Process::own() const noexcept
 
 Mailbox* Process::create(std::string_view name)
 {
-    if (!isInitialised() || own() != nullptr) {
+    if (!isInitialised() || own() != nullptr)
         return nullptr;
-    }
-    auto endpoint = m_folder->create(name);
-    if (!endpoint) {
+    auto endpoint = m_directory->create(name);
+    if (!endpoint)
         return nullptr;
-    }
     const std::uint32_t id = endpoint->id;
     const std::string entry = std::move(endpoint->entry);
     try {
-        auto made = std::make_unique<Mailbox>(entry, std::move(*endpoint), *m_folder, m_links);
+        auto made = std::make_unique<Mailbox>(entry, std::move(*endpoint), *m_directory, m_links);
         check(::pthread_setspecific(m_ownMailbox, made.get()));
         return m_mailboxes.emplace(id, std::move(made)).first->second.get();
     } catch (...) {
         ::pthread_setspecific(m_ownMailbox, nullptr);
-        m_folder->remove(id, entry);
+        m_directory->remove(id, entry);
         throw;
     }
 }
 
 std::uint32_t Process::resolve(std::uint32_t id) const noexcept
 {
-    if (id != ITC_MY_MBOX_ID) {
+    if (id != ITC_MY_MBOX_ID)
         return id;
-    }
     const Mailbox* const mine = own();
     return mine != nullptr ? mine->id() : ITC_NO_MBOX_ID;
 }
 
 void Process::send(const Frame& frame, std::uint32_t to)
 {
-    if (!isInitialised()) {
+    if (!isInitialised())
         return;
-    }
-    const std::shared_ptr<Link> link = m_links.to(to, *m_folder);
-    if (link && !link->send(frame)) {
+    const std::shared_ptr<Link> link = m_links.to(to, *m_directory);
+    if (link && !link->send(frame))
         m_links.drop(to, link);
-    }
 }
 
 void Process::end(Mailbox& mailbox)
 {
-    m_folder->remove(mailbox.id(), mailbox.nameEntry());
+    m_directory->remove(mailbox.id(), mailbox.nameEntry());
     m_mailboxes.erase(mailbox.id());
 }
 
@@ -107,7 +101,7 @@ void Process::abandon()
     ::pthread_setspecific(m_ownMailbox, nullptr);
     m_mailboxes.clear();
     m_links.clear();
-    m_folder.reset();
+    m_directory.reset();
 }
 
 void Process::endThread(void* mailbox)
@@ -126,11 +120,9 @@ void Process::endProcess()
 {
     Process& process = instance();
     const std::unique_lock<std::mutex> lock(process.m_mutex, std::try_to_lock);
-    if (lock) {
-        for (const auto& [id, mailbox] : process.m_mailboxes) {
-            process.m_folder->remove(id, mailbox->nameEntry());
-        }
-    }
+    if (lock)
+        for (const auto& [id, mailbox] : process.m_mailboxes)
+            process.m_directory->remove(id, mailbox->nameEntry());
 }
 
 Operation::Operation()
@@ -142,9 +134,8 @@ Operation::Operation()
 
 Operation::~Operation()
 {
-    if (m_lock) {
+    if (m_lock)
         m_lock.unlock();
-    }
     ::pthread_setcancelstate(m_cancelState, nullptr);
 }
 
@@ -178,9 +169,8 @@ std::size_t Operation::wait(int epoll, std::span<epoll_event> events, int millis
         error = errno;
     }
     m_lock.lock();
-    if (count < 0 && error != EINTR) {
+    if (count < 0 && error != EINTR)
         throw std::system_error(error, std::generic_category(), "cannot wait for messages");
-    }
     return static_cast<std::size_t>(std::max(count, 0));
 }
 

@@ -1,3 +1,6 @@
+#ifndef VARNIX_PLATFORM_ITC_PROCESS_H
+#define VARNIX_PLATFORM_ITC_PROCESS_H
+
 /**
  * The mailboxes of this process and what they share, under the process's one lock.
  *
@@ -5,14 +8,10 @@
  * fork, which takes it too, finds everything whole. Nothing that it does under the lock waits for
  * another mailbox.
  */
-#ifndef VARNIX_PLATFORM_ITC_PROCESS_H
-#define VARNIX_PLATFORM_ITC_PROCESS_H
 
-#include "folder.h"
+#include "directory.h"
 #include "link.h"
 #include "mailbox.h"
-
-#include <pthread.h>
 
 #include <cstdint>
 #include <map>
@@ -20,6 +19,8 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+
+#include <pthread.h>
 
 namespace Itc {
 
@@ -31,7 +32,7 @@ public:
 
     std::mutex& mutex() noexcept { return m_mutex; }
 
-    bool isInitialised() const noexcept { return m_folder.has_value(); }
+    bool isInitialised() const noexcept { return m_directory.has_value(); }
     void initialise();
 
     /** The calling thread's mailbox, or null. */
@@ -43,7 +44,7 @@ public:
 
     /** Sends a frame to another mailbox; nothing happens where that has gone. */
     void send(const Frame& frame, std::uint32_t to);
-    const Folder& folder() const noexcept { return *m_folder; }
+    const Directory& directory() const noexcept { return *m_directory; }
 
 private:
     Process();
@@ -56,7 +57,7 @@ private:
 
     std::mutex m_mutex;
     pthread_key_t m_ownMailbox{};
-    std::optional<Folder> m_folder;
+    std::optional<Directory> m_directory;
     Links m_links;
     std::map<std::uint32_t, std::unique_ptr<Mailbox>> m_mailboxes;
 };

@@ -13,11 +13,10 @@ void throwErrno(const std::string& what)
 
 void report(const char* file, int line, const char* text) noexcept
 {
-    if (file != nullptr && *file != '\0') {
+    if (file != nullptr && *file != '\0')
         static_cast<void>(std::fprintf(stderr, "%s:%d: itc: %s\n", file, line, text));
-    } else {
+    else
         static_cast<void>(std::fprintf(stderr, "itc: %s\n", text));
-    }
 }
 
 } // namespace Itc

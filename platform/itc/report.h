@@ -1,6 +1,7 @@
-/** What goes wrong below the interface, in exceptions and on standard error. */
 #ifndef VARNIX_PLATFORM_ITC_REPORT_H
 #define VARNIX_PLATFORM_ITC_REPORT_H
+
+/** What goes wrong below the interface, in exceptions and on standard error. */
 
 #include <string>
 

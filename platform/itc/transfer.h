@@ -1,12 +1,13 @@
-/** Reads and writes that go on until all is done, however little the kernel does at once. */
 #ifndef VARNIX_PLATFORM_ITC_TRANSFER_H
 #define VARNIX_PLATFORM_ITC_TRANSFER_H
 
-#include <sys/types.h>
-#include <sys/uio.h>
+/** Reads and writes that go on until all is done, however little the kernel does at once. */
 
 #include <cstddef>
 #include <span>
+
+#include <sys/types.h>
+#include <sys/uio.h>
 
 namespace Itc {
 

@@ -21,20 +21,20 @@ PATIENCE = 10
 COLUMNS = ("killed", "wrong", "reported", "unaffected")
 
 
-def run(command, folder, **options):
+def run(command, directory, **options):
     return subprocess.run(
-        command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        command, cwd=directory, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
         stderr=subprocess.DEVNULL, timeout=PATIENCE, check=False, **options,
     )
 
 
-def make(command, folder, **options):
-    if run(command, folder, **options).returncode != 0:
+def make(command, directory, **options):
+    if run(command, directory, **options).returncode != 0:
         raise SystemExit(f"corruption-table: {' '.join(command)} failed")
 
 
-def write(folder, name, content):
-    path = os.path.join(folder, name)
+def write(directory, name, content):
+    path = os.path.join(directory, name)
     os.makedirs(os.path.dirname(path), exist_ok=True)
     with open(path, "wb") as file:
         file.write(content if isinstance(content, bytes) else content.encode())
@@ -46,14 +46,14 @@ class Store:
 
     environment = {}
 
-    def __init__(self, folder):
-        self.folder = folder
-        self.file = os.path.join(folder, self.build(folder))
+    def __init__(self, directory):
+        self.directory = directory
+        self.file = os.path.join(directory, self.build(directory))
         with open(self.file, "rb") as file:
             self.image = file.read()
 
     def read(self):
-        return run(self.command(), self.folder, env={**os.environ, **self.environment})
+        return run(self.command(), self.directory, env={**os.environ, **self.environment})
 
     def positions(self):
         small = len(self.image) <= SMALL
@@ -73,7 +73,7 @@ class Store:
     def outcome(self, at, change, wanted):
         image = bytearray(self.image)
         image[at] ^= change
-        write(self.folder, self.file, bytes(image))
+        write(self.directory, self.file, bytes(image))
         try:
             done = self.read()
         except subprocess.TimeoutExpired:
@@ -89,16 +89,16 @@ class Varnix(Store):
     name = "Varnix, `varnix get`"
     programs = ""
 
-    def build(self, folder):
-        write(folder, "production.txt", '/componentConfigId CHAR "unit_1"\n')
-        write(folder, "unit.txt", '/unit/gain U16 17 31 63\n/unit/label CHAR "unit one"\n')
-        write(folder, "node.cfg", "varnix = { component_versions = ( { component_id = \"unit\"; "
+    def build(self, directory):
+        write(directory, "production.txt", '/componentConfigId CHAR "unit_1"\n')
+        write(directory, "unit.txt", '/unit/gain U16 17 31 63\n/unit/label CHAR "unit one"\n')
+        write(directory, "node.cfg", "varnix = { component_versions = ( { component_id = \"unit\"; "
               "revision = \"1\"; file_paths = [ \"unit.db\" ]; } ); };\n")
         for name in ("production", "unit"):
-            make([f"{self.programs}/varnix", "build", "-o", name + ".db", name + ".txt"], folder)
+            make([f"{self.programs}/varnix", "build", "-o", name + ".db", name + ".txt"], directory)
         self.environment = {
             "sys_uflash_prod_db_dev_dev": "production.db",
-            "VARNIX_ITC_DIR": os.path.join(folder, "mailboxes"),
+            "VARNIX_ITC_DIR": os.path.join(directory, "mailboxes"),
         }
         return "unit.db"
 
@@ -107,34 +107,34 @@ class Varnix(Store):
 
 
 class Hwdb(Store):
-    """Reads only where the system's database stands, so it gets a root folder of its own."""
+    """Reads only where the system's database stands, so it gets a root directory of its own."""
 
     name = "systemd, `systemd-hwdb query`"
 
-    def build(self, folder):
-        write(folder, "etc/udev/hwdb.d/10-unit.hwdb",
+    def build(self, directory):
+        write(directory, "etc/udev/hwdb.d/10-unit.hwdb",
               "unit:1:*\n UNIT_GAIN=17 31 63\n UNIT_LABEL=unit one\n")
-        make(["systemd-hwdb", "update", "--strict", "--root", folder], folder)
+        make(["systemd-hwdb", "update", "--strict", "--root", directory], directory)
         program = shutil.which("systemd-hwdb")
-        needed = run(["ldd", program], folder).stdout.decode().split()
+        needed = run(["ldd", program], directory).stdout.decode().split()
         for path in [program, *(word for word in needed if word.startswith("/"))]:
             with open(path, "rb") as file:
-                os.chmod(write(folder, path.lstrip("/"), file.read()), 0o755)
+                os.chmod(write(directory, path.lstrip("/"), file.read()), 0o755)
         return "etc/udev/hwdb.bin"
 
     def command(self):
         as_root = [] if os.geteuid() == 0 else ["--map-root-user"]
         program = shutil.which("systemd-hwdb")
-        return ["unshare", *as_root, f"--root={self.folder}", program, "query", "unit:1:"]
+        return ["unshare", *as_root, f"--root={self.directory}", program, "query", "unit:1:"]
 
 
 class Dconf(Store):
     name = "`dconf read`"
 
-    def build(self, folder):
-        write(folder, "keys/unit", '[unit]\ngain="17 31 63"\nlabel="unit one"\n')
-        make(["dconf", "compile", "unit.dconf", "keys"], folder)
-        profile = write(folder, "profile", f"file-db:{folder}/unit.dconf\n")
+    def build(self, directory):
+        write(directory, "keys/unit", '[unit]\ngain="17 31 63"\nlabel="unit one"\n')
+        make(["dconf", "compile", "unit.dconf", "keys"], directory)
+        profile = write(directory, "profile", f"file-db:{directory}/unit.dconf\n")
         self.environment = {"DCONF_PROFILE": profile}
         return "unit.dconf"
 
@@ -145,9 +145,9 @@ class Dconf(Store):
 class Cdb(Store):
     name = "tinycdb, `cdb -q`"
 
-    def build(self, folder):
+    def build(self, directory):
         source = b"+10,8:/unit/gain->17 31 63\n+11,8:/unit/label->unit one\n\n"
-        make(["cdb", "-c", "unit.cdb", write(folder, "unit.txt", source)], folder)
+        make(["cdb", "-c", "unit.cdb", write(directory, "unit.txt", source)], directory)
         return "unit.cdb"
 
     def command(self):
@@ -157,10 +157,10 @@ class Cdb(Store):
 class Lmdb(Store):
     name = "LMDB, `mdb_dump`"
 
-    def build(self, folder):
-        source = write(folder, "unit.txt", "VERSION=3\nformat=print\ntype=btree\nmapsize=65536\n"
+    def build(self, directory):
+        source = write(directory, "unit.txt", "VERSION=3\nformat=print\ntype=btree\nmapsize=65536\n"
                        "HEADER=END\n /unit/gain\n 17 31 63\n /unit/label\n unit one\nDATA=END\n")
-        make(["mdb_load", "-n", "-f", source, "unit.mdb"], folder)
+        make(["mdb_load", "-n", "-f", source, "unit.mdb"], directory)
         return "unit.mdb"
 
     def command(self):
@@ -171,11 +171,11 @@ class BootEnvironment(Store):
     name = "libubootenv, `fw_printenv`"
     size = 512
 
-    def build(self, folder):
+    def build(self, directory):
         values = b"gain=17 31 63\0label=unit one\0\0".ljust(self.size - 4, b"\0")
-        write(folder, "env.bin", struct.pack("<I", zlib.crc32(values)) + values)
-        write(folder, "env.cfg", f"{folder}/env.bin 0x0 0x{self.size:x}\n")
-        write(folder, "default.env", "gain=0 0 0\n")
+        write(directory, "env.bin", struct.pack("<I", zlib.crc32(values)) + values)
+        write(directory, "env.cfg", f"{directory}/env.bin 0x0 0x{self.size:x}\n")
+        write(directory, "default.env", "gain=0 0 0\n")
         return "env.bin"
 
     def command(self):
@@ -184,15 +184,15 @@ class BootEnvironment(Store):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--programs", required=True, help="folder of the varnix program")
+    parser.add_argument("--programs", required=True, help="directory of the varnix program")
     Varnix.programs = os.path.abspath(parser.parse_args().programs)
     print("| store and read | bytes | cases | killed or hung | wrong or empty, status 0 "
           "| error reported | unaffected |")
     print("|---|---:|---:|---:|---:|---:|---:|", flush=True)
     ours = None
     for kind in (Varnix, Hwdb, Dconf, Cdb, Lmdb, BootEnvironment):
-        with tempfile.TemporaryDirectory(prefix="varnix-corruption-") as folder:
-            store = kind(folder)
+        with tempfile.TemporaryDirectory(prefix="varnix-corruption-") as directory:
+            store = kind(directory)
             counts = store.measure()
         ours = ours or counts
         cells = [kind.name, len(store.image), sum(counts.values()), *counts.values()]

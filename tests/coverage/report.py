@@ -86,9 +86,9 @@ def compare_lacking(lacking, known):
     new = {key: count for key, count in lacking.items() if key not in known or known[key] < count}
     for (source, code), count in sorted(new.items()):
         print(f"{source}: {f'{count} branches' if count else 'the line'} not run:\n> {code}")
-    folder = Path("src")
+    directory = Path("src")
     gone = [key for key in known
-            if key[1] not in map(str.strip, (folder / key[0]).read_text(encoding="utf-8").splitlines())]
+            if key[1] not in map(str.strip, (directory / key[0]).read_text(encoding="utf-8").splitlines())]
     for source, code in gone:
         print(f"uncovered.txt names what is not in {source}:\n> {code}")
     for source, code in sorted(set(known) - set(lacking) - set(gone)):

@@ -1,10 +1,11 @@
 #include "dbfile/checker.h"
-#include "tests/support/dbBuilder.h"
 
-#include <gmock/gmock.h>
+#include "tests/support/dbBuilder.h"
 
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::DbFile {
 namespace {
@@ -240,9 +241,7 @@ TEST(Checker, FindsEveryChangeOfOneByteThatTheChecksumCovers)
             continue;
         for (int byte = 0; byte < 256; ++byte) {
             const std::string damaged = changed(image, offset, static_cast<char>(byte));
-            if (damaged != image) {
-                ASSERT_FALSE(check(damaged).findings.empty()) << offset << " " << byte;
-            }
+            ASSERT_NE(damaged == image, !check(damaged).findings.empty()) << offset << " " << byte;
         }
     }
 }

@@ -1,8 +1,8 @@
 #include "dbfile/checksum.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::DbFile {
 namespace {

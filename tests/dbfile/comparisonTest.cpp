@@ -1,9 +1,10 @@
 #include "dbfile/comparison.h"
+
 #include "tests/support/dbBuilder.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::DbFile {
 namespace {

@@ -1,11 +1,12 @@
 #include "dbfile/database.h"
+
 #include "dbfile/decoder.h"
 #include "tests/support/dbBuilder.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::DbFile {
 namespace {

@@ -1,23 +1,23 @@
 #include "dbfile/fileIo.h"
+
 #include "tests/support/dbBuilder.h"
-#include "tests/support/temporaryFolder.h"
-
-#include <gmock/gmock.h>
-
-#include <sys/resource.h>
-#include <sys/stat.h>
+#include "tests/support/temporaryDirectory.h"
 
 #include <csignal>
 #include <filesystem>
 #include <iterator>
 #include <string>
 
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 namespace Varnix::DbFile {
 namespace {
 
 namespace fs = std::filesystem;
 using Test::readFile;
-using Test::TemporaryFolder;
+using Test::TemporaryDirectory;
 using Test::writeFile;
 using testing::HasSubstr;
 
@@ -47,11 +47,11 @@ protected:
 
     std::ptrdiff_t files() const
     {
-        return std::distance(fs::directory_iterator(m_folder.path()), {});
+        return std::distance(fs::directory_iterator(m_directory.path()), {});
     }
 
-    const TemporaryFolder m_folder;
-    const fs::path m_path = m_folder / "file";
+    const TemporaryDirectory m_directory;
+    const fs::path m_path = m_directory / "file";
 };
 
 TEST_F(FileIo, ReadGivesEveryByte)
@@ -66,10 +66,10 @@ TEST_F(FileIo, AbsentFileCannotBeOpened)
     EXPECT_EQ(read(m_path), "cannot open " + m_path.string() + ": No such file or directory");
 }
 
-TEST_F(FileIo, FolderCannotBeRead)
+TEST_F(FileIo, DirectoryCannotBeRead)
 {
-    EXPECT_EQ(read(m_folder.path()),
-              "cannot read " + m_folder.path().string() + ": it is a folder");
+    EXPECT_EQ(read(m_directory.path()),
+              "cannot read " + m_directory.path().string() + ": it is a directory");
 }
 
 TEST_F(FileIo, EndlessDeviceIsRefused)
@@ -96,30 +96,30 @@ TEST_F(FileIo, ReplaceMakesANewFileWithTheModeOfTheUmask)
 TEST_F(FileIo, ReplaceFollowsASymbolicLink)
 {
     writeFile(m_path, "old");
-    fs::create_symlink(m_path, m_folder / "link");
-    EXPECT_EQ(replace(m_folder / "link"), "no error");
-    EXPECT_TRUE(fs::is_symlink(m_folder / "link"));
+    fs::create_symlink(m_path, m_directory / "link");
+    EXPECT_EQ(replace(m_directory / "link"), "no error");
+    EXPECT_TRUE(fs::is_symlink(m_directory / "link"));
     EXPECT_EQ(readFile(m_path), "new");
 }
 
 TEST_F(FileIo, ReplaceDoesNotTouchWhatOthersHaveOpen)
 {
     writeFile(m_path, "old");
-    fs::create_hard_link(m_path, m_folder / "same");
+    fs::create_hard_link(m_path, m_directory / "same");
     EXPECT_EQ(replace(m_path), "no error");
-    EXPECT_EQ(readFile(m_folder / "same"), "old");
+    EXPECT_EQ(readFile(m_directory / "same"), "old");
 }
 
-TEST_F(FileIo, ReplaceRefusesFoldersAndDevices)
+TEST_F(FileIo, ReplaceRefusesDirectoriesAndDevices)
 {
-    EXPECT_THAT(replace(m_folder.path()), HasSubstr("it is a folder"));
+    EXPECT_THAT(replace(m_directory.path()), HasSubstr("it is a directory"));
     EXPECT_EQ(replace("/dev/null"), "cannot write /dev/null: it is not a regular file");
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
-TEST_F(FileIo, ReplaceInAnAbsentFolderSaysSo)
+TEST_F(FileIo, ReplaceInAnAbsentDirectorySaysSo)
 {
-    EXPECT_THAT(replace(m_folder / "absent" / "file"), HasSubstr("No such file or directory"));
+    EXPECT_THAT(replace(m_directory / "absent" / "file"), HasSubstr("No such file or directory"));
 }
 
 TEST_F(FileIo, FailedReplaceLeavesTheOldFileAndNothingElse)

@@ -1,19 +1,18 @@
 #include "dbfile/fileIo.h"
 #include "tests/support/dbBuilder.h"
-#include "tests/support/temporaryFolder.h"
-
-#include <gmock/gmock.h>
-
-#include <fcntl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tests/support/temporaryDirectory.h"
 
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <iterator>
 #include <string>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -53,7 +52,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Test::readFile;
-using Test::TemporaryFolder;
+using Test::TemporaryDirectory;
 using Test::writeFile;
 
 class ReplaceFault : public testing::Test
@@ -79,14 +78,14 @@ protected:
 
     std::ptrdiff_t files() const
     {
-        return std::distance(fs::directory_iterator(m_folder.path()), {});
+        return std::distance(fs::directory_iterator(m_directory.path()), {});
     }
 
-    const TemporaryFolder m_folder;
-    const fs::path m_path = m_folder / "file";
+    const TemporaryDirectory m_directory;
+    const fs::path m_path = m_directory / "file";
 };
 
-TEST_F(ReplaceFault, FlushesTheFileRenamesItAndFlushesTheFolder)
+TEST_F(ReplaceFault, FlushesTheFileRenamesItAndFlushesTheDirectory)
 {
     EXPECT_EQ(replace(), "no error");
     EXPECT_EQ(calls, 3);
@@ -108,10 +107,10 @@ TEST_F(ReplaceFault, FailedRenameLeavesTheOldFile)
     EXPECT_EQ(files(), 1);
 }
 
-TEST_F(ReplaceFault, FolderThatIsNotFlushedIsReportedWithTheNewFileInPlace)
+TEST_F(ReplaceFault, DirectoryThatIsNotFlushedIsReportedWithTheNewFileInPlace)
 {
     failingCall = 3;
-    EXPECT_EQ(replace(), "cannot write " + m_folder.path().string() + ": Input/output error");
+    EXPECT_EQ(replace(), "cannot write " + m_directory.path().string() + ": Input/output error");
     EXPECT_EQ(readFile(m_path), "new");
     EXPECT_EQ(files(), 1);
 }

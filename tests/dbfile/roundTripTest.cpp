@@ -3,10 +3,10 @@
 #include "dbfile/sourcePrinter.h"
 #include "tests/support/dbBuilder.h"
 
-#include <gmock/gmock.h>
-
 #include <random>
 #include <string>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::DbFile {
 namespace {

@@ -2,10 +2,10 @@
 #include "dbfile/sourcePrinter.h"
 #include "tests/support/dbBuilder.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::DbFile {
 namespace {

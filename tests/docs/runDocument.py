@@ -10,7 +10,7 @@ A literal block (between lines of three backquotes) is one of three things:
   only with --root.
 - anything else is only to be read.
 
-The documents are run one behind the other in an empty folder, as one session.
+The documents are run one behind the other in an empty directory, as one session.
 """
 
 import argparse
@@ -94,25 +94,25 @@ def matches(expected, printed):
     return re.fullmatch(pattern, printed) is not None
 
 
-def environment(prefix, folder):
-    result = dict(os.environ, VARNIX_ITC_DIR=str(folder / "mailboxes"))
+def environment(prefix, directory):
+    result = dict(os.environ, VARNIX_ITC_DIR=str(directory / "mailboxes"))
     for name in ("sys_uflash_prod_db_dev_dev", "sys_uflash_prod_db_dev"):
         result.pop(name, None)
-    if os.getuid() == 0:  # root's sessions are the system's; which one is current is a folder's
-        result["LTTNG_HOME"] = str(folder)
+    if os.getuid() == 0:  # root's sessions are the system's; which one is current is a directory's
+        result["LTTNG_HOME"] = str(directory)
     if prefix:
         result.update(PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
                       PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", CMAKE_PREFIX_PATH=prefix)
     return result
 
 
-def run(steps, folder, prefix):
+def run(steps, directory, prefix):
     script = ""
     for number, step in enumerate(steps):
-        (folder / f"{number}.in").write_text(step.text + "\n", encoding="utf-8")
-        script += f"source '{folder}/{number}.in' >'{folder}/{number}.out' 2>&1 </dev/null\n"
-    with subprocess.Popen(["bash", "-c", script], cwd=folder / "work", start_new_session=True,
-                          env=environment(prefix, folder)) as shell:
+        (directory / f"{number}.in").write_text(step.text + "\n", encoding="utf-8")
+        script += f"source '{directory}/{number}.in' >'{directory}/{number}.out' 2>&1 </dev/null\n"
+    with subprocess.Popen(["bash", "-c", script], cwd=directory / "work", start_new_session=True,
+                          env=environment(prefix, directory)) as shell:
         try:
             shell.wait(PATIENCE)
         except subprocess.TimeoutExpired:
@@ -123,8 +123,8 @@ def run(steps, folder, prefix):
             pass
 
 
-def printed_by(folder, number):
-    out = folder / f"{number}.out"
+def printed_by(directory, number):
+    out = directory / f"{number}.out"
     return out.read_text(encoding="utf-8", errors="replace") if out.exists() else None
 
 
@@ -133,20 +133,20 @@ def main():
     parser.add_argument("--root", action="store_true", help="run the administrator's lines too")
     parser.add_argument("--prefix", help="where Varnix is installed, if not in the system")
     parser.add_argument("--with", dest="files", action="append", default=[], metavar="FILE",
-                        help="put a file into the folder first")
+                        help="put a file into the directory first")
     parser.add_argument("documents", nargs="+")
     options = parser.parse_args()
 
     steps = [step for document in options.documents for step in steps_of(document, options.root)]
     failures = 0
     with tempfile.TemporaryDirectory() as name:
-        folder = Path(name)
-        (folder / "work").mkdir()
+        directory = Path(name)
+        (directory / "work").mkdir()
         for file in options.files:
-            shutil.copy(file, folder / "work")
-        run(steps, folder, options.prefix)
+            shutil.copy(file, directory / "work")
+        run(steps, directory, options.prefix)
         for number, step in enumerate(steps):
-            printed = printed_by(folder, number)
+            printed = printed_by(directory, number)
             if printed is None or not matches(step.output, printed):
                 failures += 1
                 print(f"{step.where}: error: $ {step.text}\n--- should print\n"

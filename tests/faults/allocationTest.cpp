@@ -1,15 +1,14 @@
 #include "child.h"
-#include "faultNode.h"
-
 #include "dbRegistryImpl.h"
+#include "faultNode.h"
 #include "itc_communication.h"
 #include "tests/support/allocationFailure.h"
-
-#include <dbcsiMessages.h>
 
 #include <algorithm>
 #include <cstring>
 #include <new>
+
+#include <dbcsiMessages.h>
 
 namespace Varnix::Test {
 namespace {
@@ -21,8 +20,8 @@ using RetCode = V1::DatabaseIf::RetCode;
 /** Whether the operation threw for want of memory. */
 enum class Ending
 {
-    returned,
-    threw
+    RETURNED,
+    THREW
 };
 
 /**
@@ -37,13 +36,13 @@ std::size_t failEach(const Operation& operation, const Check& check)
     for (const std::size_t count : {std::size_t{1}, AllocationFailure::all}) {
         bool struck = true;
         for (std::size_t first = 0; struck && !testing::Test::HasFailure(); ++first) {
-            Ending ending = Ending::returned;
+            Ending ending = Ending::RETURNED;
             {
-                const AllocationFailure failure(Allocation::any, first, count);
+                const AllocationFailure failure(Allocation::ANY, first, count);
                 try {
                     operation();
                 } catch (const std::bad_alloc&) {
-                    ending = Ending::threw;
+                    ending = Ending::THREW;
                 }
                 struck = failure.struck();
             }
@@ -74,7 +73,7 @@ TEST_F(AllocationFault, RegistryIsMadeWholeOrNotAtAll)
         // Whatever is kept for good is made by the first round.
         DbRegistryImpl::getInstance();
         DbRegistryImpl::freeInstance();
-        const std::size_t blocks = liveBlocks(AllocationScope::thread);
+        const std::size_t blocks = liveBlocks(AllocationScope::THREAD);
         const DbRegistryImpl* made = nullptr;
         report("start-up",
                failEach(
@@ -83,9 +82,9 @@ TEST_F(AllocationFault, RegistryIsMadeWholeOrNotAtAll)
                        made = DbRegistryImpl::getInstance();
                    },
                    [&](Ending ending) {
-                       EXPECT_EQ(made == nullptr, ending == Ending::threw);
+                       EXPECT_EQ(made == nullptr, ending == Ending::THREW);
                        DbRegistryImpl::freeInstance();
-                       EXPECT_EQ(liveBlocks(AllocationScope::thread), blocks);
+                       EXPECT_EQ(liveBlocks(AllocationScope::THREAD), blocks);
                        auto database = m_node.initDb();
                        ASSERT_TRUE(database);
                        EXPECT_TRUE(FaultNode::isWhole(*database));
@@ -99,15 +98,13 @@ TEST_F(AllocationFault, InitDbGivesAWholeDatabaseOrNone)
 {
     inChild("initDb", [&] {
         m_node.initDb();
-        const std::size_t blocks = liveBlocks(AllocationScope::thread);
+        const std::size_t blocks = liveBlocks(AllocationScope::THREAD);
         std::shared_ptr<V1::DatabaseIf> database;
         report("initDb", failEach([&] { database = m_node.initDb(); },
                                   [&](Ending) {
-                                      if (database) {
-                                          EXPECT_TRUE(FaultNode::isWhole(*database));
-                                      }
+                                      EXPECT_TRUE(!database || FaultNode::isWhole(*database));
                                       database.reset();
-                                      EXPECT_EQ(liveBlocks(AllocationScope::thread), blocks)
+                                      EXPECT_EQ(liveBlocks(AllocationScope::THREAD), blocks)
                                           << "a store stays registered";
                                       const auto next = m_node.initDb();
                                       ASSERT_TRUE(next);
@@ -125,7 +122,7 @@ TEST_F(AllocationFault, HandleIsDroppedWithoutAnyMemory)
             ASSERT_TRUE(database);
             if (!registryThere)
                 DbRegistryImpl::freeInstance();
-            const AllocationFailure failure(Allocation::any);
+            const AllocationFailure failure(Allocation::ANY);
             database.reset();
         }
         DbRegistryImpl::freeInstance();
@@ -151,7 +148,7 @@ void failRead(const FaultNode& node, const std::string& key, const Output& old, 
                        result = database->get(key, output);
                    },
                    [&](Ending ending) {
-                       if (ending == Ending::threw) {
+                       if (ending == Ending::THREW) {
                            EXPECT_TRUE(output.empty());
                        } else {
                            EXPECT_EQ(result, RetCode::OK);
@@ -231,7 +228,7 @@ void failWrite(const FaultNode& node, const WriteForm& form)
         registry->updateDbs("/both", nodeText, false);
         registry->updateDbs("/u16", {"1", "2", "65535"}, 0);
     };
-    const std::size_t blocks = liveBlocks(AllocationScope::thread);
+    const std::size_t blocks = liveBlocks(AllocationScope::THREAD);
     report(std::string("write ") + form.name,
            failEach([&] { channel.handleMsg(registry, indication); },
                     [&](Ending) {
@@ -245,7 +242,7 @@ void failWrite(const FaultNode& node, const WriteForm& form)
                         }
                         restore();
                         EXPECT_TRUE(FaultNode::isWhole(*database));
-                        EXPECT_EQ(liveBlocks(AllocationScope::thread), blocks);
+                        EXPECT_EQ(liveBlocks(AllocationScope::THREAD), blocks);
                     }));
     __itc_free(&indication, __FILE__, __LINE__);
     DbRegistryImpl::freeInstance();

@@ -16,7 +16,7 @@ CallFailure::CallFailure(std::string call, CallEffect effect, std::size_t first,
                          Scope scope)
     : m_call(std::move(call)), m_effect(effect), m_first(first), m_count(count), m_scope(scope)
 {
-    if (m_scope == Scope::thread)
+    if (m_scope == Scope::THREAD)
         ofThread = this;
     else
         ofProcess = this;
@@ -24,7 +24,7 @@ CallFailure::CallFailure(std::string call, CallEffect effect, std::size_t first,
 
 CallFailure::~CallFailure()
 {
-    if (m_scope == Scope::thread)
+    if (m_scope == Scope::THREAD)
         ofThread = nullptr;
     else
         ofProcess = nullptr;

@@ -29,12 +29,12 @@ public:
 
     enum class Scope
     {
-        thread,
-        process
+        THREAD,
+        PROCESS
     };
 
     CallFailure(std::string call, CallEffect effect, std::size_t first, std::size_t count = 1,
-                Scope scope = Scope::thread);
+                Scope scope = Scope::THREAD);
     ~CallFailure();
     CallFailure(const CallFailure&) = delete;
     CallFailure& operator=(const CallFailure&) = delete;

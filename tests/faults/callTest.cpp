@@ -1,9 +1,8 @@
 #include "callFailure.h"
 #include "child.h"
-#include "faultNode.h"
-
 #include "dbContainer.h"
 #include "dbRegistryImpl.h"
+#include "faultNode.h"
 #include "tests/support/dbBuilder.h"
 
 #include <cerrno>
@@ -69,9 +68,7 @@ protected:
                         database = m_node.initDb();
                     },
                     [&](const CallEffect&) {
-                        if (database) {
-                            EXPECT_TRUE(FaultNode::isWhole(*database));
-                        }
+                        EXPECT_TRUE(!database || FaultNode::isWhole(*database));
                         database.reset();
                         DbRegistryImpl::freeInstance();
                         const auto next = m_node.initDb();

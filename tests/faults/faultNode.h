@@ -1,15 +1,15 @@
 #ifndef VARNIX_TESTS_FAULTNODE_H
 #define VARNIX_TESTS_FAULTNODE_H
 
-#include "tests/support/nodeFolder.h"
-
-#include <varnix/dbRegistryIf.h>
+#include "tests/support/nodeDirectory.h"
 
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <varnix/dbRegistryIf.h>
 
 namespace Varnix::Test {
 
@@ -68,7 +68,7 @@ private:
             .s32("/s32", {1, -2, 2147483647});
     }
 
-    NodeFolder m_node;
+    NodeDirectory m_node;
     std::string m_config;
 };
 

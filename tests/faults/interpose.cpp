@@ -3,6 +3,12 @@
 
 #include "callFailure.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <type_traits>
+
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -17,12 +23,6 @@
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <type_traits>
 
 namespace {
 
@@ -86,14 +86,14 @@ int open(const char* path, int flags, ...)
     return pass("open", real, path, flags, mode);
 }
 
-int openat(int folder, const char* path, int flags, ...)
+int openat(int directory, const char* path, int flags, ...)
 {
     static auto* const real = realOf<int(int, const char*, int, mode_t)>("openat");
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return pass("openat", real, folder, path, flags, mode);
+    return pass("openat", real, directory, path, flags, mode);
 }
 
 FILE* fopen(const char* path, const char* mode)
@@ -318,22 +318,22 @@ int memfd_create(const char* name, unsigned int flags) noexcept
     return pass("memfd_create", real, name, flags);
 }
 
-int symlinkat(const char* target, int folder, const char* path) noexcept
+int symlinkat(const char* target, int directory, const char* path) noexcept
 {
     static auto* const real = realOf<int(const char*, int, const char*)>("symlinkat");
-    return pass("symlinkat", real, target, folder, path);
+    return pass("symlinkat", real, target, directory, path);
 }
 
-ssize_t readlinkat(int folder, const char* path, char* target, std::size_t size) noexcept
+ssize_t readlinkat(int directory, const char* path, char* target, std::size_t size) noexcept
 {
     static auto* const real = realOf<ssize_t(int, const char*, char*, std::size_t)>("readlinkat");
-    return pass("readlinkat", real, folder, path, target, size);
+    return pass("readlinkat", real, directory, path, target, size);
 }
 
-int unlinkat(int folder, const char* path, int flags) noexcept
+int unlinkat(int directory, const char* path, int flags) noexcept
 {
     static auto* const real = realOf<int(int, const char*, int)>("unlinkat");
-    return pass("unlinkat", real, folder, path, flags);
+    return pass("unlinkat", real, directory, path, flags);
 }
 
 DIR* fdopendir(int fd)

@@ -1,14 +1,7 @@
 #include "callFailure.h"
 #include "child.h"
-
 #include "tests/support/allocationFailure.h"
-#include "tests/support/temporaryFolder.h"
-
-#include <itc.h>
-
-#include <pthread.h>
-#include <sys/mman.h>
-#include <sys/resource.h>
+#include "tests/support/temporaryDirectory.h"
 
 #include <cerrno>
 #include <csignal>
@@ -20,6 +13,11 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <itc.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 
 namespace Varnix::Test {
 namespace {
@@ -206,13 +204,13 @@ protected:
         : m_shared(static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
                                                MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
-        ::setenv("VARNIX_ITC_DIR", (m_folder / "itc").c_str(), 1);
+        ::setenv("VARNIX_ITC_DIR", (m_directory / "itc").c_str(), 1);
         m_server = startChild([] {
             ::alarm(0);
             serve();
         });
         inChild("without a fault", [&] {
-            const Held start{liveBlocks(AllocationScope::process), openDescriptors()};
+            const Held start{liveBlocks(AllocationScope::PROCESS), openDescriptors()};
             expectWhole(round(patient));
             expectWhole(round(patient));
             m_shared->afterTwoRounds = heldSince(start);
@@ -234,7 +232,7 @@ protected:
     /** Counted from `start` on. */
     static Held heldSince(const Held& start)
     {
-        return {liveBlocks(AllocationScope::process) - start.blocks,
+        return {liveBlocks(AllocationScope::PROCESS) - start.blocks,
                 openDescriptors() - start.descriptors};
     }
 
@@ -243,7 +241,7 @@ protected:
     bool faultAndRecovery(const std::string& what, Arguments... arguments)
     {
         inChild(what, [&] {
-            const Held start{liveBlocks(AllocationScope::process), openDescriptors()};
+            const Held start{liveBlocks(AllocationScope::PROCESS), openDescriptors()};
             bool busy = false;
             {
                 const Failure failure(arguments...);
@@ -262,7 +260,7 @@ protected:
         return m_shared->struck && !HasFailure();
     }
 
-    const TemporaryFolder m_folder;
+    const TemporaryDirectory m_directory;
     Shared* m_shared;
     pid_t m_server = -1;
     std::size_t m_failures = 0;
@@ -274,7 +272,7 @@ TEST_F(MailboxFault, AllocationThatFailsOnceOrForGoodLeavesTheLibraryUsable)
         std::size_t first = 0;
         while (faultAndRecovery<AllocationFailure>(
             "allocation " + std::to_string(first) + (count == 1 ? "" : " and all after it"),
-            Allocation::any, first, count, AllocationScope::process))
+            Allocation::ANY, first, count, AllocationScope::PROCESS))
             first = next(first);
     }
     std::printf("mailbox library: %zu failed allocations\n", m_failures);
@@ -333,7 +331,7 @@ TEST_F(MailboxFault, CallThatFailsLeavesTheLibraryUsable)
             while (faultAndRecovery<CallFailure>(
                 std::string(call.name) + " " + std::to_string(first) + " with " +
                     (effect.error != 0 ? strerrorname_np(effect.error) : "one byte"),
-                call.name, effect, first, std::size_t{1}, CallFailure::Scope::process))
+                call.name, effect, first, std::size_t{1}, CallFailure::Scope::PROCESS))
                 first = next(first);
             EXPECT_GT(first, 0U) << call.name << " is never called";
         }
@@ -346,7 +344,7 @@ TEST_F(MailboxFault, TransfersOfOneByteLoseNothing)
     for (const char* const call : {"pread", "pwritev", "recv"}) {
         inChild(call, [&] {
             const CallFailure failure(call, CallEffect::atMost(1), 0, CallFailure::all,
-                                      CallFailure::Scope::process);
+                                      CallFailure::Scope::PROCESS);
             expectWhole(round(patient));
         });
     }

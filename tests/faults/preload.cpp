@@ -11,11 +11,12 @@
 #include "tests/support/allocationFailure.h"
 
 #include <cstdlib>
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -43,10 +44,10 @@ public:
         const std::size_t count = number("VARNIX_FAULT_COUNT");
         const auto error = static_cast<int>(number("VARNIX_FAULT_ERROR"));
         if (std::string(call) == "new")
-            m_allocations.emplace(Allocation::any, first, count, AllocationScope::process);
+            m_allocations.emplace(Allocation::ANY, first, count, AllocationScope::PROCESS);
         else
             m_calls.emplace(call, error != 0 ? CallEffect::failing(error) : CallEffect::atMost(1),
-                            first, count, CallFailure::Scope::process);
+                            first, count, CallFailure::Scope::PROCESS);
     }
     ~Plan() { disarm(); }
 

@@ -1,7 +1,7 @@
 #ifndef VARNIX_TESTS_PRELOAD_H
 #define VARNIX_TESTS_PRELOAD_H
 
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -46,9 +46,9 @@ public:
     bool struck() const { return std::filesystem::exists(path()); }
 
 private:
-    std::string path() const { return (m_folder / "struck").string(); }
+    std::string path() const { return (m_directory / "struck").string(); }
 
-    TemporaryFolder m_folder;
+    TemporaryDirectory m_directory;
 };
 
 } // namespace Varnix::Test

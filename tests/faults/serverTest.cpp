@@ -1,10 +1,9 @@
 #include "child.h"
 #include "preload.h"
-
 #include "tests/support/child.h"
 #include "tests/support/dbBuilder.h"
 #include "tests/support/process.h"
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 #include "tests/support/waitUntil.h"
 
 #include <cerrno>
@@ -17,8 +16,8 @@ namespace {
 
 enum class Input
 {
-    pipe,
-    terminal
+    PIPE,
+    TERMINAL
 };
 
 constexpr const char* commands = "wait 1 1\n"
@@ -32,15 +31,15 @@ class ServerFault : public testing::TestWithParam<Input>
 protected:
     ServerFault()
     {
-        writeFile(m_folder / "commands", commands);
+        writeFile(m_directory / "commands", commands);
         expectWholeInTheEnd();
     }
 
     ProcessResult runServer(const std::vector<std::string>& environment) const
     {
-        if (GetParam() == Input::pipe)
+        if (GetParam() == Input::PIPE)
             return run({DBCSI_SERVER},
-                       {.environment = environment, .input = m_folder / "commands"});
+                       {.environment = environment, .input = m_directory / "commands"});
         std::vector<std::string> command = {"/usr/bin/env"};
         command.insert(command.end(), environment.begin(), environment.end());
         command.emplace_back(DBCSI_SERVER);
@@ -86,7 +85,7 @@ protected:
         const bool refused =
             !result.err.empty() &&
             (result.status == notInTime || result.status == unreadable ||
-             result.status == unusable || (result.status == 0 && GetParam() == Input::terminal));
+             result.status == unusable || (result.status == 0 && GetParam() == Input::TERMINAL));
         EXPECT_TRUE(isWhole(result) || refused)
             << "status " << result.status << ", out " << result.out << ", err " << result.err;
         const bool struck = m_report.struck() || HasFailure();
@@ -105,7 +104,7 @@ protected:
     void report(const char* what) const
     {
         std::printf("dbcsi-server at a %s: %zu failed %s\n",
-                    GetParam() == Input::pipe ? "pipe" : "terminal", m_failures, what);
+                    GetParam() == Input::PIPE ? "pipe" : "terminal", m_failures, what);
     }
 
 private:
@@ -117,13 +116,13 @@ private:
     class Mailboxes
     {
     public:
-        Mailboxes() { ::setenv("VARNIX_ITC_DIR", m_folder.path().c_str(), 1); }
+        Mailboxes() { ::setenv("VARNIX_ITC_DIR", m_directory.path().c_str(), 1); }
 
     private:
-        TemporaryFolder m_folder;
+        TemporaryDirectory m_directory;
     };
 
-    const TemporaryFolder m_folder;
+    const TemporaryDirectory m_directory;
     const Mailboxes m_mailboxes;
     const FaultReport m_report;
     const Child m_subscriber{{"/bin/sh", "-c", "exec '" TEST_SUBSCRIBER "' >/dev/null 2>&1"}};
@@ -189,14 +188,14 @@ bool isOfInput(const Fault& fault)
 TEST_P(ServerFault, ServerWhoseCallFailsServesOrEndsWithItsStatus)
 {
     for (const Fault& fault : serverFaults)
-        if (!HasFailure() && (GetParam() == Input::pipe || exhaustive() || isOfInput(fault)))
+        if (!HasFailure() && (GetParam() == Input::PIPE || exhaustive() || isOfInput(fault)))
             strikeAll(fault);
     report("calls");
 }
 
-INSTANTIATE_TEST_SUITE_P(EachInput, ServerFault, testing::Values(Input::pipe, Input::terminal),
+INSTANTIATE_TEST_SUITE_P(EachInput, ServerFault, testing::Values(Input::PIPE, Input::TERMINAL),
                          [](const auto& input) {
-                             return input.param == Input::pipe ? "pipe" : "terminal";
+                             return input.param == Input::PIPE ? "pipe" : "terminal";
                          });
 
 } // namespace

@@ -8,13 +8,13 @@
 #include "memoryFile.h"
 #include "target.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <sys/socket.h>
 
 namespace {
 
@@ -36,11 +36,11 @@ std::string wholeFrames(std::string_view stream)
 {
     std::string frames;
     auto bytes = std::as_bytes(std::span(stream));
-    for (Itc::Parsed next = Itc::parseFrame(bytes); next.verdict == Verdict::whole;
+    for (Itc::Parsed next = Itc::parseFrame(bytes); next.verdict == Verdict::WHOLE;
          next = Itc::parseFrame(bytes)) {
         const std::size_t size = next.frame.size();
         require(size <= bytes.size(), "a whole frame lies inside the stream");
-        require(Itc::parseFrame(bytes.first(size - 1)).verdict == Verdict::incomplete,
+        require(Itc::parseFrame(bytes.first(size - 1)).verdict == Verdict::INCOMPLETE,
                 "a frame that lacks a byte is incomplete");
         frames += bytesOf(next.frame);
         bytes = bytes.subspan(size);

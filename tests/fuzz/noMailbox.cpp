@@ -2,9 +2,9 @@
  * A mailbox library that gives no mailbox, so that the subscription thread ends at once and the
  * target's own thread hands over the messages.
  */
-#include <itc.h>
-
 #include <cstdlib>
+
+#include <itc.h>
 
 int __itc_init(int32_t, int, void*, char*, uint32_t, const char*, int)
 {

@@ -105,12 +105,11 @@ std::optional<bool> patternMatches(std::string_view pattern, std::string_view te
     reached[0] = true;
     for (const Step& step : *steps) {
         std::vector<bool> next(text.size() + 1);
-        for (std::size_t i = 0; i <= text.size(); ++i) {
+        for (std::size_t i = 0; i <= text.size(); ++i)
             if (step.isStar)
                 next[i] = reached[i] || (i > 0 && next[i - 1]);
             else
                 next[i] = i > 0 && reached[i - 1] && step.characters[code(text[i - 1])];
-        }
         reached = std::move(next);
     }
     return reached[text.size()];

@@ -23,12 +23,11 @@ using Strings = std::vector<std::string>;
 Strings wordsOf(std::string_view line)
 {
     Strings words(1);
-    for (const char c : line) {
+    for (const char c : line)
         if (c == ' ')
             words.emplace_back();
         else
             words.back().push_back(c);
-    }
     return words;
 }
 

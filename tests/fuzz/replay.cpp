@@ -1,9 +1,9 @@
 /**
  * Feeds files to a fuzz target: seeds and past findings, in every build and without a fuzzer.
  *
- *     fuzz_TARGET FILE_OR_FOLDER...
+ *     fuzz_TARGET FILE_OR_DIRECTORY...
  *
- * A folder may be missing: a target without past findings has none for them.
+ * A directory may be missing: a target without past findings has none for them.
  */
 #include "target.h"
 

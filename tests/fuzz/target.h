@@ -1,6 +1,7 @@
-/** What every fuzz target shares. A target is one function, called once for every input. */
 #ifndef VARNIX_TESTS_FUZZ_TARGET_H
 #define VARNIX_TESTS_FUZZ_TARGET_H
+
+/** What every fuzz target shares. A target is one function, called once for every input. */
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,7 @@
-/** What operators' writes do to a store, said a second time and as plainly as possible. */
 #ifndef VARNIX_TESTS_FUZZ_WRITEMODEL_H
 #define VARNIX_TESTS_FUZZ_WRITEMODEL_H
+
+/** What operators' writes do to a store, said a second time and as plainly as possible. */
 
 #include <cstdint>
 #include <map>

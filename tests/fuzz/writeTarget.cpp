@@ -14,14 +14,14 @@
 #include "tests/support/dbBuilder.h"
 #include "writeModel.h"
 
-#include <dbcsiMessages.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <dbcsiMessages.h>
 
 namespace {
 

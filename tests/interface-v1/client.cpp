@@ -1,12 +1,12 @@
 // A client of the first version of the interface, compiled against that version's headers for good.
 // It reads every type and prints what it gets.
-#include <varnix/dbRegistryIf.h>
-#include <varnix/version.h>
-
 #include <cstdint>
 #include <iostream>
 #include <string>
 #include <vector>
+
+#include <varnix/dbRegistryIf.h>
+#include <varnix/version.h>
 
 using Varnix::V1::DatabaseIf;
 using Varnix::V1::DbRegistryIf;

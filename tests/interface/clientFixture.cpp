@@ -25,10 +25,10 @@ void ClientFixture::SetUpTestSuite()
     ::setenv("VARNIX_ITC_DIR", (node() / "itc").c_str(), 1);
 }
 
-const NodeFolder& ClientFixture::node()
+const NodeDirectory& ClientFixture::node()
 {
-    static const NodeFolder folder;
-    return folder;
+    static const NodeDirectory directory;
+    return directory;
 }
 
 DbBuilder ClientFixture::productionDatabase()

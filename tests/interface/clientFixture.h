@@ -1,14 +1,13 @@
 #ifndef VARNIX_TESTS_CLIENTFIXTURE_H
 #define VARNIX_TESTS_CLIENTFIXTURE_H
 
-#include "tests/support/nodeFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/nodeDirectory.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <varnix/databaseIf.h>
 #include <varnix/dbRegistryIf.h>
 
@@ -30,7 +29,7 @@ class ClientFixture : public testing::Test
 protected:
     static void SetUpTestSuite();
 
-    static const NodeFolder& node();
+    static const NodeDirectory& node();
     static DbBuilder productionDatabase();
 
     /** A handle on the database that `builder` describes. */

@@ -1,5 +1,4 @@
 #include "clientFixture.h"
-
 #include "tests/support/processState.h"
 
 #include <varnix/version.h>

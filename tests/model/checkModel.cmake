@@ -1,9 +1,9 @@
 # Runs one check of the model: cmake -DMODEL=... -DCHECK=exclusion|progress -DSPIN=... -DCC=... -P checkModel.cmake
-set(folder ${CMAKE_CURRENT_BINARY_DIR}/model-${CHECK})
-file(MAKE_DIRECTORY ${folder})
+set(directory ${CMAKE_CURRENT_BINARY_DIR}/model-${CHECK})
+file(MAKE_DIRECTORY ${directory})
 
 function(run)
-  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${folder}
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${directory}
     OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE status)
   set(output "${output}" PARENT_SCOPE)
   if(NOT status EQUAL 0)

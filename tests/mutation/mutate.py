@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Changes the library in one place at a time and asks the unit tests whether they notice.
 
-usage: mutate.py --build FOLDER [--share N] [--report FILE] [SOURCE...]
+usage: mutate.py --build DIRECTORY [--share N] [--report FILE] [SOURCE...]
 
-Takes every Nth mutant of the named sources of src/, of all without names. FOLDER holds the tests'
+Takes every Nth mutant of the named sources of src/, of all without names. DIRECTORY holds the tests'
 build of the tree that `script/mutate` copied there; each worker compiles its mutants from a copy of
 its own of src/. The status is 1 where a mutant survives that survivors.txt does not name, or where
 survivors.txt names one that there is not.
@@ -71,11 +71,11 @@ def output_of(*command, **options):
 class Build:
     """The build of the tests, and how each part of it is made."""
 
-    def __init__(self, folder):
-        self.folder = folder / "build"
-        self.tree = folder / "tree"
+    def __init__(self, directory):
+        self.directory = directory / "build"
+        self.tree = directory / "tree"
         self.commands = {}
-        for entry in json.loads((self.folder / "compile_commands.json").read_text()):
+        for entry in json.loads((self.directory / "compile_commands.json").read_text()):
             command = shlex.split(entry["command"])
             self.commands[command[command.index("-o") + 1]] = command
         self.dependencies = self._dependencies()
@@ -84,7 +84,7 @@ class Build:
     def _dependencies(self):
         """The sources that an object is made from, by object."""
         found, target = collections.defaultdict(set), ""
-        for line in output_of("ninja", "-t", "deps", cwd=self.folder).splitlines():
+        for line in output_of("ninja", "-t", "deps", cwd=self.directory).splitlines():
             if line.startswith(" "):
                 found[target].add(line.strip())
             else:
@@ -93,7 +93,7 @@ class Build:
 
     def _link(self, program):
         """The command that links a program, which then holds the library's objects itself."""
-        last = output_of("ninja", "-t", "commands", program, cwd=self.folder).splitlines()[-1]
+        last = output_of("ninja", "-t", "commands", program, cwd=self.directory).splitlines()[-1]
         command = shlex.split(last.split("&&")[1])
         library = next((i for i, word in enumerate(command) if "/libvarnix.so" in word), None)
         if library is not None:
@@ -118,23 +118,23 @@ class Build:
 
 
 class Worker:
-    """Compiles and runs mutants, one at a time, in a folder of its own."""
+    """Compiles and runs mutants, one at a time, in a directory of its own."""
 
-    def __init__(self, build, folder):
+    def __init__(self, build, directory):
         self.build = build
-        self.folder = folder
-        shutil.rmtree(folder, ignore_errors=True)
-        shutil.copytree(build.tree / "src", folder / "src")
+        self.directory = directory
+        shutil.rmtree(directory, ignore_errors=True)
+        shutil.copytree(build.tree / "src", directory / "src")
 
     def outcome(self, mutant, expected):
         """What becomes of a mutant; one that is expected to survive is not asked about for long."""
-        source = self.folder / "src" / mutant.source
+        source = self.directory / "src" / mutant.source
         source.write_text(mutant.apply())
         try:
             return self._outcome(mutant.source, expected)
         finally:
             source.write_text(mutant.text)
-            shutil.rmtree(self.folder / "objects", ignore_errors=True)
+            shutil.rmtree(self.directory / "objects", ignore_errors=True)
 
     def _outcome(self, source, expected):
         program, objects = self.build.nearest(source)
@@ -150,30 +150,30 @@ class Worker:
 
     def _compile(self, objects, source):
         for made in self.build.depending(objects, source):
-            own = self.folder / "objects" / made
+            own = self.directory / "objects" / made
             if own.exists():
                 continue
             own.parent.mkdir(parents=True, exist_ok=True)
-            command = [word.replace(str(self.build.tree / "src"), str(self.folder / "src"))
+            command = [word.replace(str(self.build.tree / "src"), str(self.directory / "src"))
                        for word in self.build.commands[made]]
             command[command.index("-o") + 1] = str(own)
-            if subprocess.run(command, cwd=self.build.folder, capture_output=True,
+            if subprocess.run(command, cwd=self.build.directory, capture_output=True,
                               check=False).returncode != 0:
                 return False
         return True
 
     def _passes(self, program, objects):
         """Links the objects, the mutant's own where there are, as the program and runs it."""
-        own = self.folder / program
+        own = self.directory / program
         command = []
         for word in self.build.links[program]:
             if not word.endswith(".o"):
                 command.append(word)
             elif word in objects:
-                mutated = self.folder / "objects" / word
+                mutated = self.directory / "objects" / word
                 command.append(str(mutated) if mutated.exists() else word)
         command[command.index("-o") + 1] = str(own)
-        if subprocess.run(command, cwd=self.build.folder, capture_output=True,
+        if subprocess.run(command, cwd=self.build.directory, capture_output=True,
                           check=False).returncode != 0:
             return False
         return run_tests(own)
@@ -264,8 +264,8 @@ def main():
     parser.add_argument("sources", nargs="*")
     arguments = parser.parse_args()
 
-    folder = arguments.build.resolve()
-    build = Build(folder)
+    directory = arguments.build.resolve()
+    build = Build(directory)
     sources = sorted(path for path in (build.tree / "src").iterdir()
                      if path.suffix in (".h", ".cpp"))
     all_mutants = [mutant for path in sources
@@ -275,13 +275,13 @@ def main():
     known = read_survivors(Path(__file__).with_name("survivors.txt"))
 
     for program in build.links:
-        if not run_tests(build.folder / "bin" / program):
+        if not run_tests(build.directory / "bin" / program):
             sys.exit(f"{program} fails without any change")
 
     count = (os.cpu_count() or 1) + 1 # while a mutant hangs, its worker rests
     workers = queue.SimpleQueue()
     for i in range(count):
-        workers.put(Worker(build, folder / f"worker{i}"))
+        workers.put(Worker(build, directory / f"worker{i}"))
 
     def outcome(mutant):
         worker = workers.get()

@@ -1,7 +1,7 @@
-#include <varnix/dbRegistryIf.h>
-
 #include <cstdlib>
 #include <string>
+
+#include <varnix/dbRegistryIf.h>
 
 // What the instruction counts are taken of: countedProgram CONFIG WHAT COUNT makes one database and
 // reads COUNT times from it.
@@ -14,10 +14,9 @@ template <typename Output>
 bool readAgain(const DatabaseIf& database, const std::string& key, long count)
 {
     Output output;
-    for (long i = 0; i < count; ++i) {
+    for (long i = 0; i < count; ++i)
         if (database.get(key, output) != DatabaseIf::RetCode::OK)
             return false;
-    }
     return true;
 }
 

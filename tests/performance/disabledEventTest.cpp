@@ -1,11 +1,11 @@
 #include "tests/support/process.h"
 
-#include <gmock/gmock.h>
-
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 // The instructions that a release build runs where it could trace and nobody records.
 

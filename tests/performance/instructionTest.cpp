@@ -1,11 +1,11 @@
 #include "tests/support/dbBuilder.h"
 #include "tests/support/process.h"
-#include "tests/support/temporaryFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/temporaryDirectory.h"
 
 #include <regex>
 #include <string>
+
+#include <gtest/gtest.h>
 
 // Instructions, as callgrind counts them: the same every time, on every machine of the kind. The
 // counts hold for g++ 12 with -O3 on x86-64; after a change that is meant, they are replaced by
@@ -23,16 +23,16 @@ class Instructions : public ::testing::Test
 protected:
     Instructions()
     {
-        DbBuilder().text("/componentConfigId", "unit_R1").write(m_folder / "prod.db");
+        DbBuilder().text("/componentConfigId", "unit_R1").write(m_directory / "prod.db");
     }
 
     std::string configOf(const DbBuilder& database) const
     {
-        database.write(m_folder / "component.db");
-        const std::string config = m_folder / "component.cfg";
+        database.write(m_directory / "component.db");
+        const std::string config = m_directory / "component.cfg";
         writeFile(config, "varnix = { component_versions = ( { component_id = \"unit\"; "
                           "revision = \"R1\"; file_paths = [ \"" +
-                              (m_folder / "component.db").string() + "\" ]; } ); };\n");
+                              (m_directory / "component.db").string() + "\" ]; } ); };\n");
         return config;
     }
 
@@ -43,9 +43,9 @@ protected:
         const ProcessResult result = run(
             {"valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
              "--toggle-collect=" + pattern, COUNTED_PROGRAM, config, what, std::to_string(reads)},
-            {.environment = {"sys_uflash_prod_db_dev=" + (m_folder / "prod.db").string(),
+            {.environment = {"sys_uflash_prod_db_dev=" + (m_directory / "prod.db").string(),
                              "sys_uflash_prod_db_dev_dev",
-                             "VARNIX_ITC_DIR=" + m_folder.path().string()}});
+                             "VARNIX_ITC_DIR=" + m_directory.path().string()}});
         EXPECT_EQ(result.status, 0) << result.err;
         std::smatch found;
         if (!std::regex_search(result.err, found, std::regex("Collected : ([0-9]+)")))
@@ -75,7 +75,7 @@ protected:
         return count("Varnix::V1::DbRegistry::initDb*", configOf(database), "load", 0);
     }
 
-    TemporaryFolder m_folder;
+    TemporaryDirectory m_directory;
 };
 
 void expectCount(double counted, double expected)

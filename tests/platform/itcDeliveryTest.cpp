@@ -1,21 +1,20 @@
 // Messages between mailboxes: their order, that none is lost, and that no sender waits.
 #include "itcSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 using namespace ItcTest;
 
 namespace {
 
-class ItcDelivery : public MailboxFolder
+class ItcDelivery : public MailboxDirectory
 {
 };
 
@@ -26,9 +25,8 @@ constexpr std::size_t largest = 1 << 20;
 void sendCount(const std::string& name, std::uint32_t to, std::uint32_t count)
 {
     open(name);
-    for (std::uint32_t i = 1; i <= count; ++i) {
+    for (std::uint32_t i = 1; i <= count; ++i)
         send(to, i);
-    }
 }
 
 /** Expects 1, 2, 3 ... `count` from each of several senders. */
@@ -57,14 +55,12 @@ TEST_F(ItcDelivery, ManyProcessesSendToOneInOrderAndNoneIsLost)
         processes.push_back(std::make_unique<Process>([i] {
             open("sender" + std::to_string(i));
             const std::uint32_t to = find("receiver");
-            for (std::uint32_t number = 1; number <= count; ++number) {
+            for (std::uint32_t number = 1; number <= count; ++number)
                 send(to, number);
-            }
         }));
     }
-    for (const auto& process : processes) {
+    for (const auto& process : processes)
         EXPECT_EQ(0, process->wait());
-    }
     EXPECT_EQ(0, receiver.wait());
 }
 
@@ -75,14 +71,12 @@ TEST_F(ItcDelivery, ManyThreadsSendToOneInOrderAndNoneIsLost)
         constexpr std::uint32_t count = 5'000;
         const std::uint32_t mine = open("receiver");
         std::vector<std::thread> threads;
-        for (std::size_t i = 0; i < senders; ++i) {
+        for (std::size_t i = 0; i < senders; ++i)
             threads.emplace_back(
                 [i, mine] { sendCount("sender" + std::to_string(i), mine, count); });
-        }
         expectCounts(senders, count);
-        for (std::thread& thread : threads) {
+        for (std::thread& thread : threads)
             thread.join();
-        }
     });
 }
 
@@ -103,9 +97,8 @@ TEST_F(ItcDelivery, WhatASenderSentJustBeforeItsEndArrives)
             Process sender([end] {
                 open("sender");
                 const std::uint32_t to = find("receiver");
-                for (std::uint32_t i = 1; i <= 5'000; ++i) {
+                for (std::uint32_t i = 1; i <= 5'000; ++i)
                     send(to, i);
-                }
                 end(0);
             });
             EXPECT_EQ(0, sender.wait());
@@ -128,9 +121,8 @@ TEST_F(ItcDelivery, AStoppedReceiverHoldsUpNoSenderAndLosesNothing)
     inProcess([] {
         open("sender");
         const std::uint32_t to = find("receiver");
-        for (std::uint32_t i = 1; i <= count; ++i) {
+        for (std::uint32_t i = 1; i <= count; ++i)
             send(to, i, 1000);
-        }
     });
     receiver.resume();
     EXPECT_EQ(0, receiver.wait());
@@ -168,10 +160,9 @@ TEST_F(ItcDelivery, AMessageArrivesAsItWas)
             itc_msg* message = receiveRaw();
             ASSERT_NE(nullptr, message);
             const auto* const bytes = reinterpret_cast<const unsigned char*>(message);
-            for (std::size_t i = sizeof message->msgno; i < size; ++i) {
+            for (std::size_t i = sizeof message->msgno; i < size; ++i)
                 ASSERT_EQ(static_cast<unsigned char>(i * 7 + size), bytes[i])
                     << i << " of " << size;
-            }
             __itc_free(&message, __FILE__, __LINE__);
         }
     });

@@ -1,16 +1,7 @@
-// What comes from outside: bytes that no mailbox sent, the folder, other namespaces.
+// What comes from outside: bytes that no mailbox sent, the directory, other namespaces.
 #include "frame.h"
 #include "itcSupport.h"
 #include "link.h"
-
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +10,14 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 using namespace ItcTest;
 namespace fs = std::filesystem;
@@ -85,7 +84,7 @@ std::string frame(std::uint32_t number)
 {
     const auto* const bytes = reinterpret_cast<const std::byte*>(&number);
     const Itc::FrameHeader header =
-        Itc::headerOf({Itc::FrameKind::message, 77, {}, {bytes, sizeof number}});
+        Itc::headerOf({Itc::FrameKind::MESSAGE, 77, {}, {bytes, sizeof number}});
     return std::string(reinterpret_cast<const char*>(&header), sizeof header) +
            std::string(reinterpret_cast<const char*>(&number), sizeof number);
 }
@@ -105,14 +104,14 @@ Itc::Descriptor streamOf(std::string_view bytes)
     return streamOf(bytes, static_cast<off_t>(bytes.size()));
 }
 
-class ItcForeign : public MailboxFolder
+class ItcForeign : public MailboxDirectory
 {
 protected:
     fs::path endpoint(std::uint32_t mailbox) const
     {
         char name[16];
         std::snprintf(name, sizeof name, "m-%08x", mailbox);
-        return folder() / name;
+        return directory() / name;
     }
 
     /** A mailbox that a stranger meets, and that must then still be of use to an honest sender. */
@@ -147,9 +146,8 @@ TEST_F(ItcForeign, BytesThatAreNoGreetingAreDropped)
 {
     for (const std::string& bytes :
          {std::string("x"), std::string("ITCH"), std::string(100'000, '\xA5'),
-          std::string("GET / HTTP/1.1\r\n\r\n"), std::string(8, '\0')}) {
+          std::string("GET / HTTP/1.1\r\n\r\n"), std::string(8, '\0')})
         meet([&](const Stranger& stranger) { stranger.write(bytes); }, true);
-    }
 }
 
 TEST_F(ItcForeign, AGreetingWithoutAStreamIsDropped)
@@ -171,9 +169,8 @@ TEST_F(ItcForeign, OnlyOneFileInMemoryIsTakenForAStream)
                                        {zero.get()},
                                        {plain.get()},
                                        {memory.get(), memory.get()},
-                                       {zero.get(), memory.get(), readEnd.get()}}) {
+                                       {zero.get(), memory.get(), readEnd.get()}})
         meet([&](const Stranger& stranger) { stranger.hand(greeting(), handed); }, true);
-    }
 }
 
 TEST_F(ItcForeign, AStreamThatHoldsNoFramesIsDropped)
@@ -245,7 +242,7 @@ TEST_F(ItcForeign, ALocateOfANameThatNobodyCanHaveIsDropped)
         const std::string name(253, '/');
         const std::string message = "numb";
         const Itc::FrameHeader header = Itc::headerOf(
-            {Itc::FrameKind::locate, 1, name, std::as_bytes(std::span<const char>(message))});
+            {Itc::FrameKind::LOCATE, 1, name, std::as_bytes(std::span<const char>(message))});
         const Itc::Descriptor stream =
             streamOf(std::string(reinterpret_cast<const char*>(&header), sizeof header) + name +
                      message + frame(5));
@@ -260,7 +257,7 @@ TEST_F(ItcForeign, AnotherUsersProcessIsTurnedAway)
     const uid_t other = ::geteuid() == 0 ? 65534 : ::geteuid();
     inProcess([&] {
         const std::uint32_t mine = open("mine");
-        fs::permissions(folder(), fs::perms::all);
+        fs::permissions(directory(), fs::perms::all);
         fs::permissions(endpoint(mine), fs::perms::all);
         Process stranger([&] {
             ASSERT_EQ(0, ::setresuid(other, other, other));
@@ -273,11 +270,11 @@ TEST_F(ItcForeign, AnotherUsersProcessIsTurnedAway)
     });
 }
 
-/** The folder that the environment names. */
-class ItcFolder : public MailboxFolder
+/** The directory that the environment names. */
+class ItcDirectory : public MailboxDirectory
 {
 protected:
-    ItcFolder() { ::unsetenv("VARNIX_ITC_DIR"); }
+    ItcDirectory() { ::unsetenv("VARNIX_ITC_DIR"); }
 
     static int quietInit()
     {
@@ -301,9 +298,9 @@ protected:
     static inline std::string m_report;
 };
 
-TEST_F(ItcFolder, ItIsMadeForItsUserAlone)
+TEST_F(ItcDirectory, ItIsMadeForItsUserAlone)
 {
-    const fs::path made = folder() / "made";
+    const fs::path made = directory() / "made";
     inProcess([&] {
         ::setenv("VARNIX_ITC_DIR", made.c_str(), 1);
         ::umask(0);
@@ -312,31 +309,31 @@ TEST_F(ItcFolder, ItIsMadeForItsUserAlone)
     });
 }
 
-TEST_F(ItcFolder, TheRuntimeFolderComesNext)
+TEST_F(ItcDirectory, TheRuntimeDirectoryComesNext)
 {
     inProcess([&] {
         ::setenv("VARNIX_ITC_DIR", "", 1);
-        ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
+        ::setenv("XDG_RUNTIME_DIR", directory().c_str(), 1);
         ::setenv("TMPDIR", "/nowhere", 1);
         open("mine");
-        EXPECT_TRUE(fs::is_symlink(folder() / "varnix-itc" / "n-mine"));
+        EXPECT_TRUE(fs::is_symlink(directory() / "varnix-itc" / "n-mine"));
     });
 }
 
-TEST_F(ItcFolder, TheTemporaryFolderComesLast)
+TEST_F(ItcDirectory, TheTemporaryDirectoryComesLast)
 {
     inProcess([&] {
         ::unsetenv("XDG_RUNTIME_DIR");
-        ::setenv("TMPDIR", folder().c_str(), 1);
+        ::setenv("TMPDIR", directory().c_str(), 1);
         open("mine");
         EXPECT_TRUE(
-            fs::is_symlink(folder() / ("varnix-itc-" + std::to_string(::geteuid())) / "n-mine"));
+            fs::is_symlink(directory() / ("varnix-itc-" + std::to_string(::geteuid())) / "n-mine"));
     });
 }
 
-TEST_F(ItcFolder, ItsPathMayBeLong)
+TEST_F(ItcDirectory, ItsPathMayBeLong)
 {
-    const fs::path deep = folder() / std::string(200, 'x') / std::string(200, 'y');
+    const fs::path deep = directory() / std::string(200, 'x') / std::string(200, 'y');
     fs::create_directories(deep);
     fs::permissions(deep, fs::perms::owner_all);
     inProcess([&] {
@@ -352,55 +349,53 @@ TEST_F(ItcFolder, ItsPathMayBeLong)
     });
 }
 
-TEST_F(ItcFolder, AFolderOpenToOthersIsRefused)
+TEST_F(ItcDirectory, ADirectoryOpenToOthersIsRefused)
 {
     for (const fs::perms others : {fs::perms::group_read, fs::perms::others_exec}) {
-        fs::permissions(folder(), fs::perms::owner_all | others);
-        expectRefused(folder());
+        fs::permissions(directory(), fs::perms::owner_all | others);
+        expectRefused(directory());
     }
 }
 
-TEST_F(ItcFolder, AFolderOfAnotherUserIsRefused)
+TEST_F(ItcDirectory, ADirectoryOfAnotherUserIsRefused)
 {
-    const fs::path another = ::geteuid() == 0 ? folder() : fs::path("/proc/1/task");
-    if (::geteuid() == 0) {
-        ASSERT_EQ(0, ::chown(another.c_str(), 65534, 65534));
-    }
+    const fs::path another = ::geteuid() == 0 ? directory() : fs::path("/proc/1/task");
+    ASSERT_TRUE(::geteuid() != 0 || ::chown(another.c_str(), 65534, 65534) == 0);
     expectRefused(another);
 }
 
-TEST_F(ItcFolder, ALinkIsNotFollowed)
+TEST_F(ItcDirectory, ALinkIsNotFollowed)
 {
-    const fs::path target = folder() / "target";
+    const fs::path target = directory() / "target";
     fs::create_directory(target);
     fs::permissions(target, fs::perms::owner_all);
-    fs::create_directory_symlink(target, folder() / "link");
-    expectRefused(folder() / "link");
+    fs::create_directory_symlink(target, directory() / "link");
+    expectRefused(directory() / "link");
 }
 
-TEST_F(ItcFolder, WhatIsNoFolderIsRefused)
+TEST_F(ItcDirectory, WhatIsNoDirectoryIsRefused)
 {
-    std::ofstream(folder() / "file") << "text";
-    expectRefused(folder() / "file");
-    expectRefused(folder() / "missing" / "folder");
+    std::ofstream(directory() / "file") << "text";
+    expectRefused(directory() / "file");
+    expectRefused(directory() / "missing" / "directory");
 }
 
-TEST_F(ItcFolder, AProcessMayTryAgain)
+TEST_F(ItcDirectory, AProcessMayTryAgain)
 {
     inProcess([&] {
         ::setenv("VARNIX_ITC_DIR", "/nowhere/at/all", 1);
         EXPECT_LT(quietInit(), 0);
         EXPECT_EQ(ITC_NO_MBOX_ID, create("mine"));
-        ::setenv("VARNIX_ITC_DIR", folder().c_str(), 1);
+        ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
         EXPECT_EQ(0, init());
         EXPECT_NE(ITC_NO_MBOX_ID, create("mine"));
     });
 }
 
-TEST_F(ItcFolder, MailboxesOfTwoFoldersDoNotMeet)
+TEST_F(ItcDirectory, MailboxesOfTwoDirectoriesDoNotMeet)
 {
     const auto use = [this](const char* name) {
-        const fs::path path = folder() / name;
+        const fs::path path = directory() / name;
         ::setenv("VARNIX_ITC_DIR", path.c_str(), 1);
     };
     const Event created;
@@ -427,11 +422,11 @@ TEST_F(ItcFolder, MailboxesOfTwoFoldersDoNotMeet)
     EXPECT_EQ(0, server.wait());
 }
 
-TEST_F(ItcFolder, ADamagedLockFileIsNoObstacle)
+TEST_F(ItcDirectory, ADamagedLockFileIsNoObstacle)
 {
-    ::setenv("VARNIX_ITC_DIR", folder().c_str(), 1);
+    ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
     for (const char* const content : {"", "zz", "ffffffff", "7fffffff", "not a number at all"}) {
-        std::ofstream(folder() / "lock") << content;
+        std::ofstream(directory() / "lock") << content;
         inProcess([&] {
             const std::uint32_t mine = open("mine");
             EXPECT_GT(mine, 0U);
@@ -440,12 +435,12 @@ TEST_F(ItcFolder, ADamagedLockFileIsNoObstacle)
     }
 }
 
-TEST_F(ItcFolder, IdsOfLiveMailboxesArePassedOver)
+TEST_F(ItcDirectory, IdsOfLiveMailboxesArePassedOver)
 {
-    ::setenv("VARNIX_ITC_DIR", folder().c_str(), 1);
+    ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
     inProcess([&] {
         const std::uint32_t mine = open("mine");
-        fs::remove(folder() / "lock");
+        fs::remove(directory() / "lock");
         std::thread([&] { EXPECT_NE(mine, open("another")); }).join();
     });
 }

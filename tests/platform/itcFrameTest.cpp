@@ -1,13 +1,13 @@
 // The form of what passes between mailboxes, and what is not taken for it.
 #include "frame.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 using namespace Itc;
 
@@ -37,8 +37,8 @@ TEST(ItcFrame, AMessageIsReadWhole)
 {
     const Bytes bytes = frameOf({magic, 1, 42, 0, 6}, "numb..next frame");
     const Parsed parsed = parseFrame(bytes);
-    ASSERT_EQ(Verdict::whole, parsed.verdict);
-    EXPECT_EQ(FrameKind::message, parsed.frame.kind);
+    ASSERT_EQ(Verdict::WHOLE, parsed.verdict);
+    EXPECT_EQ(FrameKind::MESSAGE, parsed.frame.kind);
     EXPECT_EQ(42U, parsed.frame.sender);
     EXPECT_EQ("", parsed.frame.name);
     EXPECT_EQ("numb..", textOf(parsed.frame.message));
@@ -49,8 +49,8 @@ TEST(ItcFrame, ALocateCarriesItsName)
 {
     const Bytes bytes = frameOf({magic, 2, 42, 3, 4}, "a/bnumb");
     const Parsed parsed = parseFrame(bytes);
-    ASSERT_EQ(Verdict::whole, parsed.verdict);
-    EXPECT_EQ(FrameKind::locate, parsed.frame.kind);
+    ASSERT_EQ(Verdict::WHOLE, parsed.verdict);
+    EXPECT_EQ(FrameKind::LOCATE, parsed.frame.kind);
     EXPECT_EQ("a/b", parsed.frame.name);
     EXPECT_EQ("numb", textOf(parsed.frame.message));
 }
@@ -60,7 +60,7 @@ TEST(ItcFrame, EveryBeginningOfAFrameIsIncomplete)
     const Bytes bytes = frameOf({magic, 2, 42, 3, 8}, "a/bnumbmore");
     for (std::size_t size = 0; size < bytes.size(); ++size) {
         const Bytes part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
-        EXPECT_EQ(Verdict::incomplete, parseFrame(part).verdict) << size;
+        EXPECT_EQ(Verdict::INCOMPLETE, parseFrame(part).verdict) << size;
     }
 }
 
@@ -68,7 +68,7 @@ TEST(ItcFrame, TheLongestNameAndMessageAreTaken)
 {
     const std::string rest(253 + (1 << 20), 'x');
     const Bytes bytes = frameOf({magic, 2, 42, 253, 1 << 20}, rest);
-    EXPECT_EQ(Verdict::whole, parseFrame(bytes).verdict);
+    EXPECT_EQ(Verdict::WHOLE, parseFrame(bytes).verdict);
     EXPECT_EQ(maxFrameSize, bytes.size());
 }
 
@@ -88,22 +88,22 @@ TEST(ItcFrame, WhatIsNoFrameIsMalformed)
         {0, 0, 0, 0, 0},                  // a hole in a file
     };
     for (const Words& header : wrong) {
-        EXPECT_EQ(Verdict::malformed, parseFrame(frameOf(header, "")).verdict);
-        EXPECT_EQ(Verdict::malformed, parseFrame(frameOf(header, std::string(2048, 'x'))).verdict);
+        EXPECT_EQ(Verdict::MALFORMED, parseFrame(frameOf(header, "")).verdict);
+        EXPECT_EQ(Verdict::MALFORMED, parseFrame(frameOf(header, std::string(2048, 'x'))).verdict);
     }
 }
 
 TEST(ItcFrame, WhatIsWrittenIsRead)
 {
     const Bytes message(100, std::byte{7});
-    const Frame frame{FrameKind::locate, 9, "name", message};
+    const Frame frame{FrameKind::LOCATE, 9, "name", message};
     const FrameHeader header = headerOf(frame);
     Bytes bytes(frame.size());
     std::memcpy(bytes.data(), &header, sizeof header);
     std::memcpy(bytes.data() + sizeof header, "name", 4);
     std::memcpy(bytes.data() + sizeof header + 4, message.data(), message.size());
     const Parsed parsed = parseFrame(bytes);
-    ASSERT_EQ(Verdict::whole, parsed.verdict);
+    ASSERT_EQ(Verdict::WHOLE, parsed.verdict);
     EXPECT_EQ(frame.kind, parsed.frame.kind);
     EXPECT_EQ(frame.sender, parsed.frame.sender);
     EXPECT_EQ(frame.name, parsed.frame.name);

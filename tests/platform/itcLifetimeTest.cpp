@@ -1,11 +1,13 @@
 // What a mailbox costs and what it leaves: cancellation, forks, many of them, idle ones.
 #include "itcSupport.h"
-
 #include "tests/support/waitUntil.h"
 
-#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <utility>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -13,16 +15,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <string>
-#include <thread>
-#include <utility>
-
 using namespace ItcTest;
 namespace fs = std::filesystem;
 
 namespace {
 
-class ItcLifetime : public MailboxFolder
+class ItcLifetime : public MailboxDirectory
 {
 };
 
@@ -75,9 +73,8 @@ TEST_F(ItcLifetime, ABlockedReceiveIsACancellationPointThatLeavesNothing)
         cancelOne(&blockedReceiver, &scene, scene.begun);
         const std::size_t descriptors = openDescriptors();
         const std::size_t before = threads();
-        for (int i = 0; i < 200; ++i) {
+        for (int i = 0; i < 200; ++i)
             cancelOne(&blockedReceiver, &scene, scene.begun);
-        }
         EXPECT_EQ(descriptors, openDescriptors());
         // A thread that was joined may still be on its way out.
         EXPECT_TRUE(Varnix::Test::waitUntil([&] { return threads() <= before; }));
@@ -95,9 +92,8 @@ TEST_F(ItcLifetime, AReceiveThatNeverBlocksIsACancellationPointToo)
             open("flooded");
             send(ITC_MY_MBOX_ID, 1);
             static_cast<Event*>(argument)->set();
-            for (;;) {
+            for (;;)
                 send(ITC_MY_MBOX_ID, receiveNumber());
-            }
         };
         cancelOne(flooded, &begun, begun);
     });
@@ -151,15 +147,13 @@ TEST_F(ItcLifetime, TenThousandMailboxesLeaveWhatOneLeaves)
             send(received->sender, 1);
         };
         const auto heap = [] { return mallinfo2().uordblks; };
-        for (std::uint32_t i = 0; i < 100; ++i) {
+        for (std::uint32_t i = 0; i < 100; ++i)
             live(i);
-        }
         const std::size_t descriptors = openDescriptors();
         const std::size_t memory = heap();
         const std::size_t before = threads();
-        for (std::uint32_t i = 0; i < 9'900; ++i) {
+        for (std::uint32_t i = 0; i < 9'900; ++i)
             live(i);
-        }
         EXPECT_EQ(descriptors, openDescriptors());
         EXPECT_LT(heap(), memory + 4096);
         EXPECT_EQ(before, threads());
@@ -177,9 +171,8 @@ std::size_t streamMemory()
         {
         };
         if (fs::read_symlink(entry, error).native().starts_with("/memfd:itc") &&
-            ::stat(entry.path().c_str(), &status) == 0) {
+            ::stat(entry.path().c_str(), &status) == 0)
             sum += static_cast<std::size_t>(status.st_blocks) * 512;
-        }
     }
     return sum;
 }
@@ -190,9 +183,8 @@ TEST_F(ItcLifetime, WhatHasBeenReceivedHoldsNoMemory)
         const std::uint32_t mine = open("receiver");
         std::thread([&] {
             open("sender");
-            for (int i = 0; i < 100; ++i) {
+            for (int i = 0; i < 100; ++i)
                 send(mine, 1, 1'000'000);
-            }
         }).join();
         EXPECT_EQ(1U, receiveNumber());
         while (receive(0)) {
@@ -307,19 +299,17 @@ TEST_F(ItcLifetime, AForkWhileOtherThreadsSendAndReceiveIsSafe)
         const std::uint32_t mine = open("main");
         std::thread busy([mine] {
             open("busy");
-            while (!receive(0)) {
+            while (!receive(0))
                 send(mine, 1);
-            }
         });
         const std::uint32_t theirs = find("busy");
         for (int i = 0; i < 100; ++i) {
             const pid_t child = ::fork();
-            if (child == 0) {
+            if (child == 0)
                 ::_exit(init() == 0 &&
                                 create("child" + std::to_string(::getpid())) != ITC_NO_MBOX_ID
                             ? 0
                             : 1);
-            }
             int status = -1;
             ::waitpid(child, &status, 0);
             EXPECT_EQ(0, status);

@@ -1,15 +1,15 @@
 // Locate: answered when a mailbox of that name exists, now or later, by it and only once.
 #include "itcSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <thread>
+
+#include <gtest/gtest.h>
 
 using namespace ItcTest;
 
 namespace {
 
-class ItcLocate : public MailboxFolder
+class ItcLocate : public MailboxDirectory
 {
 };
 
@@ -97,9 +97,8 @@ TEST_F(ItcLocate, AnAnswerComesOnce)
     inProcess([] {
         open("client");
         locate("server", 7);
-        for (int i = 0; i < 10; ++i) {
+        for (int i = 0; i < 10; ++i)
             std::thread([] { open("server"); }).join();
-        }
         std::thread server = serve("server");
         const auto answer = receive();
         ASSERT_TRUE(answer);
@@ -185,9 +184,8 @@ TEST_F(ItcLocate, AStoppedWaiterHoldsUpNoNewMailbox)
     client.stop();
     inProcess([] {
         init();
-        for (int i = 0; i < 200; ++i) {
+        for (int i = 0; i < 200; ++i)
             std::thread([] { open("other"); }).join();
-        }
     });
     const Event created;
     Process server([&] { runMailbox("server", created); });

@@ -1,8 +1,6 @@
 // A thread's mailbox: its creation and its names, and what a receive takes.
 #include "itcSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -10,11 +8,13 @@
 #include <set>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 using namespace ItcTest;
 
 namespace {
 
-class ItcMailbox : public MailboxFolder
+class ItcMailbox : public MailboxDirectory
 {
 };
 
@@ -53,9 +53,8 @@ TEST_F(ItcMailbox, IdsAreNeverTheSpecialOnesNorUsedAgainSoon)
 {
     inProcess([] {
         std::set<std::uint32_t> ids;
-        for (int i = 0; i < 1000; ++i) {
+        for (int i = 0; i < 1000; ++i)
             std::thread([&] { ids.insert(open("again")); }).join();
-        }
         EXPECT_EQ(1000U, ids.size());
         EXPECT_FALSE(ids.contains(ITC_MY_MBOX_ID) || ids.contains(ITC_FROM_ALL) ||
                      ids.contains(ITC_NO_MBOX_ID));
@@ -132,9 +131,8 @@ TEST_F(ItcMailbox, AProcessThatExitsLeavesNothing)
 TEST_F(ItcMailbox, AThreadsNameIsFreeAsSoonAsItHasEnded)
 {
     inProcess([] {
-        for (int i = 0; i < 100; ++i) {
+        for (int i = 0; i < 100; ++i)
             std::thread([] { open("mine"); }).join();
-        }
     });
 }
 
@@ -142,9 +140,8 @@ TEST_F(ItcMailbox, ANameHoldsAnyBytes)
 {
     inProcess([] {
         for (const std::string name :
-             {"", "/", "../lock", ".", "a/b", "a%2Fb", "line\nbreak", "\xff\x01", "n-x", "*"}) {
+             {"", "/", "../lock", ".", "a/b", "a%2Fb", "line\nbreak", "\xff\x01", "n-x", "*"})
             std::thread([&] { expectFound(name); }).join();
-        }
     });
 }
 
@@ -251,9 +248,8 @@ TEST_F(ItcMailbox, AFilterLeavesTheOthersInTheirOrder)
 {
     inProcess([] {
         open("mine");
-        for (const std::uint32_t number : {1U, 2U, 3U, 4U, 3U}) {
+        for (const std::uint32_t number : {1U, 2U, 3U, 4U, 3U})
             send(ITC_MY_MBOX_ID, number);
-        }
         EXPECT_FALSE(receive(0, {9}));
         EXPECT_EQ(3U, receive(0, {4, 3})->number);
         EXPECT_EQ(4U, receive(0, {4, 3})->number);

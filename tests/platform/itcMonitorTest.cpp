@@ -1,13 +1,12 @@
 // Monitor: answered when a mailbox goes, however its process ended.
 #include "itcSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 #include <cstdlib>
 #include <functional>
 #include <thread>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace ItcTest;
 
@@ -39,7 +38,7 @@ void runUntilKilled()
     receiveRaw();
 }
 
-class ItcMonitor : public MailboxFolder
+class ItcMonitor : public MailboxDirectory
 {
 protected:
     /** Monitors a process that runs `end` once it is watched. */
@@ -171,9 +170,8 @@ TEST_F(ItcMonitor, WhatAMailboxSentBeforeItWentComesFirst)
         open("target");
         const std::uint32_t to = find("watcher");
         watched.wait();
-        for (std::uint32_t i = 1; i <= 1000; ++i) {
+        for (std::uint32_t i = 1; i <= 1000; ++i)
             send(to, i);
-        }
         ::_exit(0);
     });
     Process watcher([&] {

@@ -1,9 +1,5 @@
 #include "itcSupport.h"
 
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -13,6 +9,10 @@
 #include <iterator>
 #include <system_error>
 #include <vector>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace ItcTest {
 
@@ -29,9 +29,10 @@ bool becomesReadable(int fd)
     return ::poll(&polled, 1, static_cast<int>(patience)) == 1;
 }
 
-std::size_t entriesOf(const std::filesystem::path& folder)
+std::size_t entriesOf(const std::filesystem::path& directory)
 {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(directory), {}));
 }
 
 } // namespace
@@ -40,14 +41,12 @@ Process::Process(const std::function<void()>& body)
 {
     // The process holds one end; what is read at the other is its end.
     int ends[2];
-    if (::pipe(ends) != 0) {
+    if (::pipe(ends) != 0)
         fail("pipe");
-    }
     std::fflush(nullptr);
     m_id = ::fork();
-    if (m_id < 0) {
+    if (m_id < 0)
         fail("fork");
-    }
     ::close(ends[m_id == 0 ? 0 : 1]);
     m_end = ends[0];
     if (m_id == 0) {
@@ -58,9 +57,8 @@ Process::Process(const std::function<void()>& body)
 
 Process::~Process()
 {
-    if (!m_ended) {
+    if (!m_ended)
         kill();
-    }
     ::close(m_end);
 }
 
@@ -94,9 +92,8 @@ int Process::wait()
 int Process::reap()
 {
     int status = 0;
-    if (::waitpid(m_id, &status, 0) != m_id) {
+    if (::waitpid(m_id, &status, 0) != m_id)
         fail("waitpid");
-    }
     m_ended = true;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
@@ -109,9 +106,8 @@ void inProcess(const std::function<void()>& body)
 
 Event::Event()
 {
-    if (::pipe(m_ends) != 0) {
+    if (::pipe(m_ends) != 0)
         fail("pipe");
-    }
 }
 
 Event::~Event()
@@ -122,9 +118,8 @@ Event::~Event()
 
 void Event::set() const
 {
-    if (::write(m_ends[1], "", 1) != 1) {
+    if (::write(m_ends[1], "", 1) != 1)
         fail("write");
-    }
 }
 
 bool Event::wait() const
@@ -194,9 +189,8 @@ std::optional<Received> receive(std::uint32_t timeout, std::initializer_list<std
     filter.insert(filter.end(), numbers);
     itc_msg* message = __itc_receive(numbers.size() == 0 ? nullptr : filter.data(), timeout, from,
                                      __FILE__, __LINE__);
-    if (message == nullptr) {
+    if (message == nullptr)
         return std::nullopt;
-    }
     const Received received{message->msgno, __itc_sender(message, __FILE__, __LINE__)};
     __itc_free(&message, __FILE__, __LINE__);
     EXPECT_EQ(nullptr, message);
@@ -228,30 +222,29 @@ std::size_t threads()
     return entriesOf("/proc/self/task");
 }
 
-MailboxFolder::MailboxFolder()
+MailboxDirectory::MailboxDirectory()
 {
-    // In memory where the host has such a place, as the folder of a real user is.
+    // In memory where the host has such a place, as the directory of a real user is.
     const std::filesystem::path memory = "/dev/shm";
     const auto parent =
         std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
     std::string name = (parent / "itcTest-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
+    if (::mkdtemp(name.data()) == nullptr)
         fail("mkdtemp");
-    }
-    m_folder = name;
-    ::setenv("VARNIX_ITC_DIR", m_folder.c_str(), 1);
+    m_directory = name;
+    ::setenv("VARNIX_ITC_DIR", m_directory.c_str(), 1);
 }
 
-MailboxFolder::~MailboxFolder()
+MailboxDirectory::~MailboxDirectory()
 {
-    std::filesystem::remove_all(m_folder);
+    std::filesystem::remove_all(m_directory);
 }
 
 /** How many mailbox entries there are. */
-std::size_t MailboxFolder::entries() const
+std::size_t MailboxDirectory::entries() const
 {
-    const auto all = entriesOf(m_folder);
-    return std::filesystem::exists(m_folder / "lock") ? all - 1 : all;
+    const auto all = entriesOf(m_directory);
+    return std::filesystem::exists(m_directory / "lock") ? all - 1 : all;
 }
 
 } // namespace ItcTest

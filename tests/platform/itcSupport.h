@@ -1,13 +1,10 @@
-/** What the mailbox library's tests are made of: processes, events between them, messages. */
 #ifndef VARNIX_TESTS_ITC_SUPPORT_H
 #define VARNIX_TESTS_ITC_SUPPORT_H
 
+/** What the mailbox library's tests are made of: processes, events between them, messages. */
+
 #include "itc.h"
 #include "tests/support/waitUntil.h"
-
-#include <gtest/gtest.h>
-
-#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +14,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
 
 namespace ItcTest {
 
@@ -95,17 +95,17 @@ std::uint32_t find(const std::string& name);
 std::size_t openDescriptors();
 std::size_t threads();
 
-/** A folder for mailboxes that only one test uses. */
-class MailboxFolder : public ::testing::Test
+/** A directory for mailboxes that only one test uses. */
+class MailboxDirectory : public ::testing::Test
 {
 protected:
-    MailboxFolder();
-    ~MailboxFolder() override;
-    const std::filesystem::path& folder() const { return m_folder; }
+    MailboxDirectory();
+    ~MailboxDirectory() override;
+    const std::filesystem::path& directory() const { return m_directory; }
     std::size_t entries() const;
 
 private:
-    std::filesystem::path m_folder;
+    std::filesystem::path m_directory;
 };
 
 } // namespace ItcTest

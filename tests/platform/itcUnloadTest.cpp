@@ -1,10 +1,6 @@
 // Libraries that use mailboxes come and go; this program has no part of the mailbox library itself.
 #include "tests/support/waitUntil.h"
 
-#include <gtest/gtest.h>
-
-#include <dlfcn.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +8,9 @@
 #include <memory>
 #include <string>
 #include <thread>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -22,15 +21,15 @@ class ItcUnload : public ::testing::Test
 protected:
     using Call = std::uint32_t (*)();
 
-    // The process keeps the folder that it has once been given.
+    // The process keeps the directory that it has once been given.
     static void SetUpTestSuite()
     {
-        fs::remove_all(m_folder);
-        fs::create_directory(m_folder);
-        fs::permissions(m_folder, fs::perms::owner_all);
-        ::setenv("VARNIX_ITC_DIR", m_folder.c_str(), 1);
+        fs::remove_all(m_directory);
+        fs::create_directory(m_directory);
+        fs::permissions(m_directory, fs::perms::owner_all);
+        ::setenv("VARNIX_ITC_DIR", m_directory.c_str(), 1);
     }
-    static void TearDownTestSuite() { fs::remove_all(m_folder); }
+    static void TearDownTestSuite() { fs::remove_all(m_directory); }
 
     void load()
     {
@@ -40,13 +39,13 @@ protected:
     void unload() { EXPECT_EQ(0, ::dlclose(m_library)); }
     Call call(const char* name) { return reinterpret_cast<Call>(::dlsym(m_library, name)); }
 
-    static std::ptrdiff_t count(const char* folder)
+    static std::ptrdiff_t count(const char* directory)
     {
-        return std::distance(fs::directory_iterator(folder), {});
+        return std::distance(fs::directory_iterator(directory), {});
     }
 
 private:
-    static inline const fs::path m_folder =
+    static inline const fs::path m_directory =
         fs::temp_directory_path() / ("itcUnload-" + std::to_string(::getpid()));
     void* m_library = nullptr;
 };
@@ -64,9 +63,8 @@ TEST_F(ItcUnload, AHundredTimesLeaveWhatOneLeaves)
     use();
     const auto descriptors = count("/proc/self/fd");
     const auto threads = count("/proc/self/task");
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 100; ++i)
         use();
-    }
     EXPECT_EQ(descriptors, count("/proc/self/fd"));
     // A thread that was joined may still be on its way out.
     EXPECT_TRUE(Varnix::Test::waitUntil([threads] { return count("/proc/self/task") <= threads; }));

@@ -2,9 +2,9 @@
 #include "tests/support/countOf.h"
 #include "tests/tools/toolTest.h"
 
-#include <nlohmann/json.hpp>
-
 #include <map>
+
+#include <nlohmann/json.hpp>
 
 namespace Varnix::Test {
 namespace {
@@ -39,9 +39,9 @@ protected:
             identities.append(identities.empty() ? "" : " ").append(identity);
         randomDatabase(random)
             .text("/componentConfigId", identities.empty() ? " " : identities)
-            .write(m_folder / "production.db");
+            .write(m_directory / "production.db");
         for (const char* name : {"a.db", "b.db", "c.db"})
-            randomDatabase(random).write(m_folder / name);
+            randomDatabase(random).write(m_directory / name);
         write("node.cfg", configText(randomEntries(random, paths)));
     }
 
@@ -53,11 +53,11 @@ protected:
         const ProcessResult result =
             varnix(std::move(arguments), {.environment = {"sys_uflash_prod_db_dev=production.db",
                                                           "sys_uflash_prod_db_dev_dev",
-                                                          "VARNIX_ITC_DIR=" + itcFolder()}});
+                                                          "VARNIX_ITC_DIR=" + itcDirectory()}});
         return {Json::parse(result.out), result.status};
     }
 
-    std::string itcFolder() const { return (m_folder / "itc").string(); }
+    std::string itcDirectory() const { return (m_directory / "itc").string(); }
 };
 
 /** What a client got for each key: its type and value, or how the read failed. */

@@ -1,7 +1,7 @@
 #ifndef VARNIX_TESTS_SELECTION_RANDOMNODE_H
 #define VARNIX_TESTS_SELECTION_RANDOMNODE_H
 
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 
 #include <random>
 #include <string>

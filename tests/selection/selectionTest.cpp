@@ -2,10 +2,10 @@
 
 #include "tests/selection/randomNode.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::Test {
 namespace {
@@ -74,7 +74,7 @@ TEST(Selection, OfRandomConfigurationsIsWhatTheRulesSay)
 TEST(Selection, OfEntriesReadFromAFileIsTheSameAndKnowsTheirLines)
 {
     Random random(2);
-    const NodeFolder node;
+    const NodeDirectory node;
     for (int i = 0; i < configurationFiles; ++i) {
         const std::vector<std::string> identities = randomIdentities(random);
         const std::vector<ConfigEntry> entries = randomEntries(random, paths);

@@ -40,9 +40,8 @@ protected:
     static Mailbox::Message receive()
     {
         Mailbox::Message message(__itc_receive(nullptr, patienceMilliseconds, ITC_FROM_ALL, "", 0));
-        if (!message) {
+        if (!message)
             throw std::runtime_error("no answer came");
-        }
         return message;
     }
     static std::uint32_t answerNumber() { return receive()->msgno; }

@@ -1,6 +1,6 @@
 #include "serverFixture.h"
 
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 #include "tests/support/waitUntil.h"
 
 #include <cstdlib>
@@ -9,17 +9,17 @@ namespace ServerTests {
 namespace {
 
 /** Keeps the tests' mailboxes away from everybody else's. */
-class OwnMailboxFolder : public testing::Environment
+class OwnMailboxDirectory : public testing::Environment
 {
 public:
-    OwnMailboxFolder() { ::setenv("VARNIX_ITC_DIR", m_folder.path().c_str(), 1); }
+    OwnMailboxDirectory() { ::setenv("VARNIX_ITC_DIR", m_directory.path().c_str(), 1); }
 
 private:
-    Varnix::Test::TemporaryFolder m_folder;
+    Varnix::Test::TemporaryDirectory m_directory;
 };
 
-const testing::Environment* const ownMailboxFolder =
-    testing::AddGlobalTestEnvironment(new OwnMailboxFolder);
+const testing::Environment* const ownMailboxDirectory =
+    testing::AddGlobalTestEnvironment(new OwnMailboxDirectory);
 
 } // namespace
 

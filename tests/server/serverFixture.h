@@ -3,17 +3,17 @@
 
 #include "tests/support/child.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace ServerTests {
 
 using Varnix::Test::Child;
 
-/** A server and its subscribers, in a mailbox folder of the test program's own. */
+/** A server and its subscribers, in a mailbox directory of the test program's own. */
 class ServerFixture : public testing::Test
 {
 protected:

@@ -39,9 +39,8 @@ TEST_F(ServerTest, WritesComeInTheOrderTheyWereTyped)
     startServer();
     const auto only = subscriber();
     constexpr int writes = 500;
-    for (int i = 0; i < writes; ++i) {
+    for (int i = 0; i < writes; ++i)
         type("db write /unit/gain " + std::to_string(i));
-    }
     for (int i = 0; i < writes; ++i) {
         ASSERT_EQ(only->out().line(),
                   "write [db] [write] [/unit/gain] [" + std::to_string(i) + "]");
@@ -179,9 +178,8 @@ TEST_F(ServerTest, HelpNamesEveryCommand)
     startServer();
     type("help\nquit");
     const std::string text = server().out().rest();
-    for (const char* word : {"WORD", "status", "wait", "help", "quit"}) {
+    for (const char* word : {"WORD", "status", "wait", "help", "quit"})
         EXPECT_NE(text.find(word), std::string::npos) << word;
-    }
     EXPECT_EQ(server().wait(), 0);
 }
 

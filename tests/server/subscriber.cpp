@@ -5,10 +5,10 @@
 #include "dbcsiMessages.h"
 #include "mailbox.h"
 
-#include <unistd.h>
-
 #include <iostream>
 #include <string>
+
+#include <unistd.h>
 
 namespace {
 
@@ -93,13 +93,10 @@ int main()
 {
     if (!Mailbox::initialise(1) ||
         Mailbox::create((subscriberMailboxPrefix + std::to_string(::getpid())).c_str()) ==
-            ITC_NO_MBOX_ID) {
+            ITC_NO_MBOX_ID)
         return 1;
-    }
     locate();
-    for (;;) {
-        if (const Mailbox::Message message = Mailbox::receive(std::chrono::hours(1))) {
+    for (;;)
+        if (const Mailbox::Message message = Mailbox::receive(std::chrono::hours(1)))
             handle(message);
-        }
-    }
 }

@@ -2,9 +2,9 @@
 
 #include "dbcsiMessages.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -15,8 +15,6 @@
  */
 #include "tests/support/waitUntil.h"
 
-#include <varnix/dbRegistryIf.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -33,6 +31,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <varnix/dbRegistryIf.h>
 
 namespace {
 
@@ -69,10 +69,9 @@ std::string checked(const std::string& key, const std::string& text)
 {
     std::istringstream words(text);
     std::string word;
-    while (words >> word) {
+    while (words >> word)
         if (word.find_first_not_of(word.front()) != std::string::npos)
             complain(key + " holds a mixture: " + text);
-    }
     return text;
 }
 

@@ -47,10 +47,10 @@ class Failure(Exception):
 class Program:
     """A process that is spoken to in lines."""
 
-    def __init__(self, command, folder, environment):
+    def __init__(self, command, directory, environment):
         self.name = os.path.basename(command[0])
         self.process = subprocess.Popen(
-            command, cwd=folder, env=environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE
+            command, cwd=directory, env=environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE
         )
         self.pending = b""
 
@@ -111,9 +111,9 @@ class Levels:
 
 
 class Node:
-    def __init__(self, number, folder, programs, seed):
+    def __init__(self, number, directory, programs, seed):
         self.name = f"node {number}"
-        self.folder = folder
+        self.directory = directory
         self.programs = programs
         self.random = random.Random(f"{seed} {number}")
         self.counts = dict.fromkeys(["writes", "rejected", "unanswered", "servers", "gets"], 0)
@@ -122,8 +122,8 @@ class Node:
         self.before = None
         self.environment = dict(
             os.environ,
-            VARNIX_ITC_DIR=os.path.join(folder, "mailboxes"),
-            LTTNG_HOME=folder,
+            VARNIX_ITC_DIR=os.path.join(directory, "mailboxes"),
+            LTTNG_HOME=directory,
             sys_uflash_prod_db_dev="production.db",
         )
         self.environment.pop("sys_uflash_prod_db_dev_dev", None)
@@ -131,7 +131,7 @@ class Node:
         self.model |= {key: "a" for key in TEXTS}
         self.write_files()
         command = [os.path.join(programs, "soak_client"), "soak.cfg", str(TURNS)]
-        self.clients = [Program(command, folder, self.environment) for _ in range(CLIENTS)]
+        self.clients = [Program(command, directory, self.environment) for _ in range(CLIENTS)]
         for client in self.clients:
             client.expect("ready")
         self.start_server()
@@ -142,16 +142,16 @@ class Node:
             kind = INTEGERS[key][0] if key in INTEGERS else "CHAR"
             lines[key.split("/")[1]].append(f"{key} {kind} {value if key in INTEGERS else repr(value)}")
         for name, text in lines.items():
-            with open(os.path.join(self.folder, name + ".txt"), "w", encoding="ascii") as source:
+            with open(os.path.join(self.directory, name + ".txt"), "w", encoding="ascii") as source:
                 source.write("\n".join(text).replace("'", '"') + "\n")
             self.run("build", "-o", name + ".db", name + ".txt")
-        with open(os.path.join(self.folder, "soak.cfg"), "w", encoding="ascii") as config:
+        with open(os.path.join(self.directory, "soak.cfg"), "w", encoding="ascii") as config:
             config.write(CONFIG)
 
     def run(self, *arguments):
         command = [os.path.join(self.programs, "varnix"), *arguments]
         done = subprocess.run(
-            command, cwd=self.folder, env=self.environment, timeout=PATIENCE,
+            command, cwd=self.directory, env=self.environment, timeout=PATIENCE,
             stdout=subprocess.PIPE, check=False,
         )
         if done.returncode != 0:
@@ -160,7 +160,7 @@ class Node:
 
     def start_server(self):
         command = [os.path.join(self.programs, "dbcsi-server")]
-        self.server = Program(command, self.folder, self.environment)
+        self.server = Program(command, self.directory, self.environment)
         self.counts["servers"] += 1
         self.server.say(f"wait {CLIENTS} {PATIENCE}")
         self.server.expect(f"{CLIENTS} subscribers")
@@ -274,11 +274,11 @@ class Node:
             program.process.wait()
 
 
-def soak(programs, seconds, seed, folder):
-    folders = [os.path.join(folder, str(number)) for number in (1, 2)]
-    for name in folders:
+def soak(programs, seconds, seed, directory):
+    directories = [os.path.join(directory, str(number)) for number in (1, 2)]
+    for name in directories:
         os.mkdir(name)
-    nodes = [Node(i + 1, name, programs, seed) for i, name in enumerate(folders)]
+    nodes = [Node(i + 1, name, programs, seed) for i, name in enumerate(directories)]
     pace = random.Random(seed)
     began = time.monotonic()
     warm = began + max(seconds / 10, min(seconds / 2, 5))
@@ -305,19 +305,19 @@ def soak(programs, seconds, seed, folder):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--programs", required=True, help="folder of the programs")
+    parser.add_argument("--programs", required=True, help="directory of the programs")
     parser.add_argument("--seconds", type=float, default=3600)
     parser.add_argument("--seed", type=int, default=1)
     options = parser.parse_args()
     print(f"soak: {options.seconds:g} seconds, seed {options.seed}", flush=True)
-    folder = tempfile.mkdtemp(prefix="varnix-soak-")
+    directory = tempfile.mkdtemp(prefix="varnix-soak-")
     try:
-        counts = soak(os.path.abspath(options.programs), options.seconds, options.seed, folder)
+        counts = soak(os.path.abspath(options.programs), options.seconds, options.seed, directory)
     except Failure as failure:
         print(f"soak: {failure}", file=sys.stderr)
         return 1
     finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        shutil.rmtree(directory, ignore_errors=True)
     used = sum(os.times()[i] for i in range(4))
     print(f"soak: passed; {', '.join(f'{count} {name}' for name, count in counts.items())}; "
           f"{used:.0f} seconds of processor time")

@@ -62,7 +62,7 @@ void* allocateOrNull(Allocation kind, Form... form)
 template <typename... Form>
 void* allocateOrThrow(Form... form)
 {
-    if (void* const memory = allocateOrNull(Allocation::throwing, form...))
+    if (void* const memory = allocateOrNull(Allocation::THROWING, form...))
         return memory;
     throw std::bad_alloc();
 }
@@ -73,7 +73,7 @@ AllocationFailure::AllocationFailure(Allocation form, std::size_t first, std::si
                                      AllocationScope scope)
     : m_form(form), m_first(first), m_count(count), m_scope(scope)
 {
-    if (m_scope == AllocationScope::thread)
+    if (m_scope == AllocationScope::THREAD)
         ofThread = this;
     else
         ofProcess = this;
@@ -81,7 +81,7 @@ AllocationFailure::AllocationFailure(Allocation form, std::size_t first, std::si
 
 AllocationFailure::~AllocationFailure()
 {
-    if (m_scope == AllocationScope::thread)
+    if (m_scope == AllocationScope::THREAD)
         ofThread = nullptr;
     else
         ofProcess = nullptr;
@@ -89,7 +89,7 @@ AllocationFailure::~AllocationFailure()
 
 bool AllocationFailure::counts(Allocation form) noexcept
 {
-    if (m_form != Allocation::any && m_form != form)
+    if (m_form != Allocation::ANY && m_form != form)
         return false;
     const std::size_t index = m_asked++;
     return index >= m_first && index - m_first < m_count;
@@ -103,7 +103,7 @@ bool AllocationFailure::strikes(Allocation form) noexcept
 
 std::size_t liveBlocks(AllocationScope scope) noexcept
 {
-    return scope == AllocationScope::thread ? blocksOfThread : blocksOfProcess.load();
+    return scope == AllocationScope::THREAD ? blocksOfThread : blocksOfProcess.load();
 }
 
 } // namespace Varnix::Test
@@ -134,22 +134,22 @@ void* operator new[](std::size_t size, std::align_val_t alignment)
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size);
+    return Varnix::Test::allocateOrNull(Allocation::NON_THROWING, size);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
-    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size);
+    return Varnix::Test::allocateOrNull(Allocation::NON_THROWING, size);
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept
 {
-    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size, alignment);
+    return Varnix::Test::allocateOrNull(Allocation::NON_THROWING, size, alignment);
 }
 
 void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept
 {
-    return Varnix::Test::allocateOrNull(Allocation::nonThrowing, size, alignment);
+    return Varnix::Test::allocateOrNull(Allocation::NON_THROWING, size, alignment);
 }
 
 void operator delete(void* memory) noexcept

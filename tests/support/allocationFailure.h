@@ -9,16 +9,16 @@ namespace Varnix::Test {
 /** The forms of operator new that a test can make fail. */
 enum class Allocation
 {
-    throwing,
-    nonThrowing, ///< those that answer null
-    any
+    THROWING,
+    NON_THROWING, ///< those that answer null
+    ANY
 };
 
 /** Whose allocations count. */
 enum class AllocationScope
 {
-    thread,
-    process
+    THREAD,
+    PROCESS
 };
 
 /**
@@ -26,7 +26,7 @@ enum class AllocationScope
  * fail from the one with index `first` on, `count` of them. A program that uses it has its operator
  * new replaced; malloc is left alone.
  *
- *     const AllocationFailure failure(Allocation::nonThrowing, 2);  // the third and all after it
+ *     const AllocationFailure failure(Allocation::NON_THROWING, 2);  // the third and all after it
  */
 class AllocationFailure
 {
@@ -34,7 +34,7 @@ public:
     static constexpr std::size_t all = ~std::size_t{0};
 
     explicit AllocationFailure(Allocation form, std::size_t first = 0, std::size_t count = all,
-                               AllocationScope scope = AllocationScope::thread);
+                               AllocationScope scope = AllocationScope::THREAD);
     ~AllocationFailure();
     AllocationFailure(const AllocationFailure&) = delete;
     AllocationFailure& operator=(const AllocationFailure&) = delete;

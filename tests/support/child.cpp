@@ -2,17 +2,17 @@
 
 #include "tests/support/waitUntil.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <csignal>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Varnix::Test {
 
@@ -27,9 +27,8 @@ struct Pipe
 Pipe makePipe()
 {
     std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe2");
-    }
     return {ends[0], ends[1]};
 }
 
@@ -37,9 +36,8 @@ Pipe makePipe()
 {
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) {
+    for (std::string& argument : arguments)
         argv.push_back(argument.data());
-    }
     argv.push_back(nullptr);
     ::execv(argv[0], argv.data());
     ::_exit(127);
@@ -49,23 +47,20 @@ Pipe makePipe()
 
 Output::~Output()
 {
-    if (m_fd >= 0) {
+    if (m_fd >= 0)
         ::close(m_fd);
-    }
 }
 
 bool Output::readMore()
 {
     pollfd watched{m_fd, POLLIN, 0};
     const auto limit = std::chrono::milliseconds(patience).count();
-    if (::poll(&watched, 1, static_cast<int>(limit)) != 1) {
+    if (::poll(&watched, 1, static_cast<int>(limit)) != 1)
         throw std::runtime_error("nothing more came; so far: " + m_pending);
-    }
     std::array<char, 4096> buffer{};
     const ssize_t count = ::read(m_fd, buffer.data(), buffer.size());
-    if (count <= 0) { // a terminal ends with an error
+    if (count <= 0) // a terminal ends with an error
         return false;
-    }
     m_pending.append(buffer.data(), static_cast<std::size_t>(count));
     return true;
 }
@@ -73,11 +68,9 @@ bool Output::readMore()
 std::optional<std::string> Output::line()
 {
     std::size_t end = 0;
-    while ((end = m_pending.find('\n')) == std::string::npos) {
-        if (!readMore()) {
+    while ((end = m_pending.find('\n')) == std::string::npos)
+        if (!readMore())
             return std::nullopt;
-        }
-    }
     std::string line = m_pending.substr(0, end);
     m_pending.erase(0, end + 1);
     return line;
@@ -86,11 +79,9 @@ std::optional<std::string> Output::line()
 std::string Output::readUntil(std::string_view text)
 {
     std::size_t found = 0;
-    while ((found = m_pending.find(text)) == std::string::npos) {
-        if (!readMore()) {
+    while ((found = m_pending.find(text)) == std::string::npos)
+        if (!readMore())
             throw std::runtime_error("ended without \"" + std::string(text) + "\": " + m_pending);
-        }
-    }
     std::string read = m_pending.substr(0, found + text.size());
     m_pending.erase(0, found + text.size());
     return read;
@@ -134,9 +125,8 @@ Child::Child(const std::vector<std::string>& arguments, bool atTerminal)
     }
     ::close(err.writeEnd);
     m_err.open(err.readEnd);
-    if (m_pid < 0) {
+    if (m_pid < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
-    }
 }
 
 Child::~Child()
@@ -152,18 +142,16 @@ void Child::write(std::string_view text) const
 {
     while (!text.empty()) {
         const ssize_t count = ::write(m_input, text.data(), text.size());
-        if (count < 0) {
+        if (count < 0)
             throw std::system_error(errno, std::generic_category(), "write");
-        }
         text.remove_prefix(static_cast<std::size_t>(count));
     }
 }
 
 void Child::endInput()
 {
-    if (m_input >= 0) {
+    if (m_input >= 0)
         ::close(std::exchange(m_input, -1));
-    }
 }
 
 void Child::signal(int number) const
@@ -174,9 +162,8 @@ void Child::signal(int number) const
 int Child::wait()
 {
     int status = 0;
-    if (!waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) != 0; })) {
+    if (!waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) != 0; }))
         throw std::runtime_error("the child does not end");
-    }
     m_pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }

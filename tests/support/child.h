@@ -1,12 +1,12 @@
 #ifndef VARNIX_TESTS_CHILD_H
 #define VARNIX_TESTS_CHILD_H
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace Varnix::Test {
 

@@ -3,16 +3,16 @@
 #include "dbfile/descriptor.h"
 #include "tests/support/waitUntil.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Varnix::Test {
 
@@ -94,7 +94,7 @@ ProcessResult run(const std::vector<std::string>& command, const ProcessSetup& s
     if (child == 0) {
         ::alarm(timeLimitInSeconds);
         if (::dup2(input.get(), STDIN_FILENO) < 0 || ::dup2(out.get(), STDOUT_FILENO) < 0 ||
-            ::dup2(err.get(), STDERR_FILENO) < 0 || ::chdir(setup.folder.c_str()) != 0)
+            ::dup2(err.get(), STDERR_FILENO) < 0 || ::chdir(setup.directory.c_str()) != 0)
             ::_exit(cannotStart);
         if (setup.before)
             setup.before();

@@ -20,7 +20,7 @@ struct ProcessResult
 
 struct ProcessSetup
 {
-    std::filesystem::path folder = ".";
+    std::filesystem::path directory = ".";
     /** "NAME=value"; added to the environment of the test, or "NAME" taken out of it. */
     std::vector<std::string> environment = {};
     /** What standard input reads. */

@@ -36,9 +36,9 @@ inline bool isAsleep(pid_t thread)
     return line.find(") S ") != std::string::npos;
 }
 
-inline std::size_t entriesOf(const char* folder)
+inline std::size_t entriesOf(const char* directory)
 {
-    const std::filesystem::directory_iterator entries(folder);
+    const std::filesystem::directory_iterator entries(directory);
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
@@ -56,10 +56,9 @@ inline std::size_t descriptorCount()
 inline bool isMapped(std::string_view name)
 {
     std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);) {
+    for (std::string line; std::getline(maps, line);)
         if (line.find(name) != std::string::npos)
             return true;
-    }
     return false;
 }
 

@@ -119,10 +119,9 @@ private:
 
 std::string valueOr(const TraceRecord& record, std::string_view name, std::string otherwise)
 {
-    for (const auto& [key, value] : record.fields) {
+    for (const auto& [key, value] : record.fields)
         if (key == name)
             return value;
-    }
     return otherwise;
 }
 

@@ -16,9 +16,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include <unistd.h>
-
 #include <lttng/lttng.h>
+#include <unistd.h>
 
 namespace Varnix::Test {
 
@@ -153,7 +152,7 @@ bool isRegistered(pid_t process)
                        [&](const lttng_event& event) { return event.pid == process; });
 }
 
-std::filesystem::path makeFolder()
+std::filesystem::path makeDirectory()
 {
     std::string path = std::filesystem::temp_directory_path() / "varnix-trace-XXXXXX";
     require(::mkdtemp(path.data()) != nullptr, "mkdtemp");
@@ -210,9 +209,9 @@ void stop(const std::string& session)
             "waiting for the trace to be written");
 }
 
-bool holdsATrace(const std::filesystem::path& folder)
+bool holdsATrace(const std::filesystem::path& directory)
 {
-    const std::filesystem::recursive_directory_iterator files(folder);
+    const std::filesystem::recursive_directory_iterator files(directory);
     return std::any_of(begin(files), end(files),
                        [](const auto& entry) { return entry.path().filename() == "metadata"; });
 }
@@ -229,23 +228,22 @@ bool readLine(FILE* stream, std::string& line)
     return true;
 }
 
-/** The records of a folder but for the first `known`. */
-std::vector<TraceRecord> readBehind(std::size_t known, const std::filesystem::path& folder)
+/** The records of a directory but for the first `known`. */
+std::vector<TraceRecord> readBehind(std::size_t known, const std::filesystem::path& directory)
 {
     std::vector<TraceRecord> records;
-    if (!holdsATrace(folder))
+    if (!holdsATrace(directory))
         return records;
     const std::string command = "LC_ALL=C exec babeltrace2 --names=all --fields=loglevel "
                                 "--clock-cycles '" +
-                                folder.string() + "'";
+                                directory.string() + "'";
     FILE* const output = ::popen(command.c_str(), "re");
     require(output != nullptr, "popen");
-    for (std::string line; readLine(output, line);) {
+    for (std::string line; readLine(output, line);)
         if (known > 0)
             --known;
         else
             records.push_back(parseTraceRecord(line));
-    }
     require(::pclose(output) == 0, "babeltrace2");
     return records;
 }
@@ -278,8 +276,8 @@ TraceSession::TraceSession() : m_name(newSessionName())
     skipWithoutTraces();
     startDaemon();
     clearAwayOrphans();
-    m_folder = makeFolder();
-    const std::string url = "file://" + m_folder.string();
+    m_directory = makeDirectory();
+    const std::string url = "file://" + m_directory.string();
     checked(lttng_create_session(m_name.c_str(), url.c_str()), "lttng_create_session");
 
     const ControlHandle handle = control(m_name);
@@ -294,12 +292,13 @@ TraceSession::TraceSession() : m_name(newSessionName())
 
 TraceSession::~TraceSession()
 {
-    // Stopped first, so that nothing more is written into the folder; its end need not be awaited.
+    // Stopped first, so that nothing more is written into the directory; its end need not be
+    // awaited.
     lttng_stop_tracing_no_wait(m_name.c_str());
     waitUntil([&] { return lttng_data_pending(m_name.c_str()) != 1; });
     lttng_destroy_session_no_wait(m_name.c_str());
     std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
+    std::filesystem::remove_all(m_directory, ignored);
 }
 
 void TraceSession::follow(pid_t process)
@@ -313,7 +312,7 @@ void TraceSession::follow(pid_t process)
 std::vector<TraceRecord> TraceSession::take()
 {
     stop(m_name);
-    std::vector<TraceRecord> records = readBehind(m_taken, m_folder);
+    std::vector<TraceRecord> records = readBehind(m_taken, m_directory);
     m_taken += records.size();
     checkNothingDiscarded();
     checked(lttng_start_tracing(m_name.c_str()), "lttng_start_tracing");

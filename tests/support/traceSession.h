@@ -19,7 +19,7 @@ namespace Varnix::Test {
  *     EXPECT_EQ(trace.take().at(0).msg, "...");
  *
  * A session daemon is started when none answers and stays for the next test. The session and its
- * folder go with the object; those of a process that died are cleared away by the next session.
+ * directory go with the object; those of a process that died are cleared away by the next session.
  * Everything that fails throws std::runtime_error.
  */
 class TraceSession
@@ -47,7 +47,7 @@ private:
     void checkNothingDiscarded();
 
     std::string m_name;
-    std::filesystem::path m_folder;
+    std::filesystem::path m_directory;
     std::size_t m_taken = 0;
     std::uint64_t m_discarded = 0;
 };

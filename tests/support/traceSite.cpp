@@ -11,7 +11,7 @@ namespace {
 
 std::string sourceText(const std::string& file)
 {
-    std::ifstream stream(VARNIX_SOURCE_FOLDER "/" + file);
+    std::ifstream stream(VARNIX_SOURCE_DIRECTORY "/" + file);
     if (!stream)
         throw std::runtime_error("cannot open source " + file);
     return {std::istreambuf_iterator<char>(stream), {}};

@@ -3,9 +3,9 @@
 
 #include "tests/support/traceRecord.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::Test {
 

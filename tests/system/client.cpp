@@ -26,11 +26,10 @@ Values valuesOf(const DatabaseIf& db, const std::string& key)
 /** Whether every store of this process holds `value`. */
 bool everywhere(const std::vector<Handle>& handles, std::uint16_t value)
 {
-    for (const Handle& handle : handles) {
+    for (const Handle& handle : handles)
         if (valuesOf(*handle, "/unit/gain") != Values(4, value) ||
             valuesOf(*handle, "/node/gain") != Values{value})
             return false;
-    }
     return true;
 }
 

@@ -11,7 +11,6 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
 #include <varnix/databaseIf.h>
 #include <varnix/dbRegistryIf.h>
 

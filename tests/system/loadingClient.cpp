@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <dlfcn.h>
-
 #include <varnix/databaseIf.h>
 #include <varnix/dbRegistryIf.h>
 

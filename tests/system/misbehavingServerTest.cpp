@@ -95,10 +95,9 @@ protected:
     static Messages errors()
     {
         Messages messages;
-        for (const TraceRecord& record : TraceSession::ofThisProcess().take()) {
+        for (const TraceRecord& record : TraceSession::ofThisProcess().take())
             if (record.event != "TRACE1")
                 messages.push_back(record.msg);
-        }
         return messages;
     }
 

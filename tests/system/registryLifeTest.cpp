@@ -1,11 +1,11 @@
 #include "dbRegistryImpl.h"
-
 #include "systemFixture.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 
 #include <filesystem>
 #include <fstream>
+
 #include <unistd.h>
 
 namespace {

@@ -82,10 +82,9 @@ bool SubscriptionServer::serve(std::uint32_t milliseconds)
 
 void SubscriptionServer::awaitSubscribers(std::size_t count)
 {
-    while (m_subscribers.size() < count) {
+    while (m_subscribers.size() < count)
         if (!serve(patienceInMilliseconds))
             throw std::runtime_error("the subscribers do not come");
-    }
 }
 
 void SubscriptionServer::write(const std::vector<std::string>& words) const

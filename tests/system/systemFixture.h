@@ -3,13 +3,13 @@
 
 #include "tests/support/child.h"
 #include "tests/support/countOf.h"
-#include "tests/support/nodeFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/nodeDirectory.h"
 
 #include <cstdlib>
 #include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::Test {
 
@@ -22,18 +22,18 @@ class Node
 public:
     Node()
     {
-        m_folder.production(
+        m_directory.production(
             DbBuilder().text("/componentConfigId", "board_1").u16("/node/gain", {0}));
-        ::setenv("VARNIX_ITC_DIR", (m_folder / "itc").c_str(), 1);
-        const std::string file = m_folder.database(
+        ::setenv("VARNIX_ITC_DIR", (m_directory / "itc").c_str(), 1);
+        const std::string file = m_directory.database(
             "component.db", DbBuilder().u16("/unit/gain", {0, 0, 0, 0}).text("/unit/label", "a"));
-        m_configuration = m_folder.configuration("node.cfg", {{"board", "1", {file}}});
+        m_configuration = m_directory.configuration("node.cfg", {{"board", "1", {file}}});
     }
 
     const std::string& configuration() const noexcept { return m_configuration; }
 
 private:
-    NodeFolder m_folder;
+    NodeDirectory m_directory;
     std::string m_configuration;
 };
 

@@ -1,14 +1,14 @@
 #include "tests/support/countOf.h"
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/tools/toolTest.h"
+
+#include <random>
 
 #include <linux/securebits.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include <random>
 
 namespace Varnix::Test {
 namespace {
@@ -58,7 +58,7 @@ class BadInput : public ToolTest
 protected:
     BadInput()
     {
-        DbBuilder().text("/componentConfigId", "a_1").u8("/a", {1, 2}).write(m_folder / "good");
+        DbBuilder().text("/componentConfigId", "a_1").u8("/a", {1, 2}).write(m_directory / "good");
         write("node.cfg", configText({{"a", "1", {"bad"}}}));
         write("good.cfg", configText({{"a", "1", {"good"}}}));
         write("out", "old");
@@ -68,7 +68,7 @@ protected:
                        const std::string& production = "good")
     {
         setup.environment = {"sys_uflash_prod_db_dev=" + production, "sys_uflash_prod_db_dev_dev",
-                             "VARNIX_ITC_DIR=" + (m_folder / "itc").string()};
+                             "VARNIX_ITC_DIR=" + (m_directory / "itc").string()};
         return varnix(arguments, std::move(setup));
     }
 
@@ -153,16 +153,16 @@ TEST_F(BadInput, OfASelectedFileThatIsCutGivesAClientNoValue)
     }
 }
 
-TEST_F(BadInput, ThatIsAFolderIsCalledOne)
+TEST_F(BadInput, ThatIsADirectoryIsCalledOne)
 {
-    fs::create_directory(m_folder / "bad");
+    fs::create_directory(m_directory / "bad");
     expectUnreadable();
 }
 
 TEST_F(BadInput, ThatMayNotBeReadIsCalledSo)
 {
     write("bad", "");
-    fs::permissions(m_folder / "bad", fs::perms::none);
+    fs::permissions(m_directory / "bad", fs::perms::none);
     expectUnreadable({.before = [] { ::prctl(PR_SET_SECUREBITS, SECBIT_NOROOT); }});
 }
 
@@ -170,8 +170,8 @@ TEST_F(BadInput, ThatIsADeviceIsRefusedAndNotReadForever)
 {
     for (const char* device : {"/dev/null", "/dev/zero", "/dev/full"}) {
         SCOPED_TRACE(device);
-        fs::remove(m_folder / "bad");
-        fs::create_symlink(device, m_folder / "bad");
+        fs::remove(m_directory / "bad");
+        fs::create_symlink(device, m_directory / "bad");
         expectUnreadable();
     }
 }
@@ -194,8 +194,8 @@ TEST_F(BadInput, ResultsThatCannotBeWrittenAreAnError)
                                                       {"check", "cut"},
                                                       {"diff", "good", "other"}}) {
         SCOPED_TRACE(testing::PrintToString(arguments));
-        DbBuilder().u8("/b", {1}).write(m_folder / "bad");
-        DbBuilder().u8("/b", {1}).write(m_folder / "other");
+        DbBuilder().u8("/b", {1}).write(m_directory / "bad");
+        DbBuilder().u8("/b", {1}).write(m_directory / "other");
         write("cut", read("good").substr(0, 30));
         const ProcessResult result = tool(arguments, {.output = "/dev/full"});
         EXPECT_EQ(result.status, unreadable);
@@ -231,7 +231,7 @@ private:
 TEST_F(BadInput, FullDiskLeavesTheOldTargetAndNothingElse)
 {
     write("a.txt", "/a CHAR \"" + std::string(100000, 'x') + "\"");
-    const SmallDisk disk(m_folder / "disk");
+    const SmallDisk disk(m_directory / "disk");
     write("disk/out", "old");
     ProcessSetup setup;
     if (!disk.isMounted())
@@ -243,7 +243,7 @@ TEST_F(BadInput, FullDiskLeavesTheOldTargetAndNothingElse)
     EXPECT_EQ(result.status, unreadable);
     EXPECT_THAT(result.err, HasSubstr("varnix: cannot write disk/out: "));
     EXPECT_EQ(read("disk/out"), "old");
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "disk"), {}), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_directory / "disk"), {}), 1);
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "tests/tools/toolTest.h"
 
+#include <chrono>
+
 #include <linux/securebits.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-
-#include <chrono>
 
 namespace Varnix::Test {
 namespace {
@@ -64,11 +64,11 @@ TEST_F(Build, DependencyFileMakesMakeRebuildWhatIsOld)
 {
     write("a", "/a U8 1");
     write("Makefile", "out:\n\t" VARNIX_TOOL " build -o $@ --depfile out.d a\n-include out.d\n");
-    ASSERT_EQ(run({"make", "-s"}, {.folder = m_folder.path()}).status, 0);
-    EXPECT_EQ(run({"make", "-q"}, {.folder = m_folder.path()}).status, 0);
-    fs::last_write_time(m_folder / "a",
-                        fs::last_write_time(m_folder / "out") + std::chrono::seconds(5));
-    EXPECT_EQ(run({"make", "-q"}, {.folder = m_folder.path()}).status, 1);
+    ASSERT_EQ(run({"make", "-s"}, {.directory = m_directory.path()}).status, 0);
+    EXPECT_EQ(run({"make", "-q"}, {.directory = m_directory.path()}).status, 0);
+    fs::last_write_time(m_directory / "a",
+                        fs::last_write_time(m_directory / "out") + std::chrono::seconds(5));
+    EXPECT_EQ(run({"make", "-q"}, {.directory = m_directory.path()}).status, 1);
 }
 
 TEST_F(Build, DependencyFileServesNinja)
@@ -78,8 +78,8 @@ TEST_F(Build, DependencyFileServesNinja)
     write("build.ninja", "rule db\n  command = " VARNIX_TOOL
                          " build -o $out --depfile $out.d a b\n  depfile = $out.d\n"
                          "  deps = gcc\nbuild out: db\n");
-    ASSERT_EQ(run({"ninja"}, {.folder = m_folder.path()}).status, 0);
-    EXPECT_THAT(run({"ninja", "-t", "deps", "out"}, {.folder = m_folder.path()}).out,
+    ASSERT_EQ(run({"ninja"}, {.directory = m_directory.path()}).status, 0);
+    EXPECT_THAT(run({"ninja", "-t", "deps", "out"}, {.directory = m_directory.path()}).out,
                 testing::AllOf(testing::HasSubstr("\n    a\n"), testing::HasSubstr("\n    b\n")));
 }
 
@@ -132,11 +132,11 @@ TEST_F(Build, OfAnAbsentSourceSaysSo)
     EXPECT_EQ(files(), 0);
 }
 
-TEST_F(Build, OfAFolderSaysSo)
+TEST_F(Build, OfADirectorySaysSo)
 {
-    fs::create_directory(m_folder / "folder");
-    expectResult(varnix({"build", "-o", "out", "folder"}), 3, "",
-                 "varnix: cannot read folder: it is a folder\n");
+    fs::create_directory(m_directory / "directory");
+    expectResult(varnix({"build", "-o", "out", "directory"}), 3, "",
+                 "varnix: cannot read directory: it is a directory\n");
 }
 
 TEST_F(Build, OfABinarySourceSaysWhere)
@@ -146,12 +146,12 @@ TEST_F(Build, OfABinarySourceSaysWhere)
                  "a:1:2: error: not a text source: byte 0x4\n");
 }
 
-TEST_F(Build, IntoAFolderIsRefused)
+TEST_F(Build, IntoADirectoryIsRefused)
 {
-    fs::create_directory(m_folder / "folder");
+    fs::create_directory(m_directory / "directory");
     write("a", "/a U8 1");
-    expectResult(varnix({"build", "-o", "folder", "a"}), 3, "",
-                 "varnix: cannot write folder: it is a folder\n");
+    expectResult(varnix({"build", "-o", "directory", "a"}), 3, "",
+                 "varnix: cannot write directory: it is a directory\n");
     EXPECT_EQ(files(), 2);
 }
 
@@ -184,13 +184,13 @@ TEST_F(Build, ThatCannotWriteItAllLeavesTheOldOutputAndNothingElse)
     EXPECT_EQ(files(), 2);
 }
 
-TEST_F(Build, InAFolderThatCannotBeWrittenLeavesTheOldOutput)
+TEST_F(Build, InADirectoryThatCannotBeWrittenLeavesTheOldOutput)
 {
     write("a", "/a U8 1");
     write("a.db", "old");
-    fs::permissions(m_folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
+    fs::permissions(m_directory.path(), fs::perms::owner_read | fs::perms::owner_exec);
     const ProcessResult result = varnix({"build", "a"}, {.before = withoutPrivileges});
-    fs::permissions(m_folder.path(), fs::perms::owner_all);
+    fs::permissions(m_directory.path(), fs::perms::owner_all);
     expectResult(result, 3, "", "varnix: cannot write a.db: Permission denied\n");
     EXPECT_EQ(read("a.db"), "old");
 }
@@ -198,7 +198,7 @@ TEST_F(Build, InAFolderThatCannotBeWrittenLeavesTheOldOutput)
 TEST_F(Build, OfASourceThatMayNotBeReadSaysSo)
 {
     write("a", "/a U8 1");
-    fs::permissions(m_folder / "a", fs::perms::none);
+    fs::permissions(m_directory / "a", fs::perms::none);
     expectResult(varnix({"build", "a"}, {.before = withoutPrivileges}), 3, "",
                  "varnix: cannot open a: Permission denied\n");
 }

@@ -16,8 +16,8 @@ TEST_F(Check, OfAGoodFileSaysNothing)
 
 TEST_F(Check, NamesAllFindingsOfAllFiles)
 {
-    DbBuilder().u8("ab", {1}).extra("x").write(m_folder / "one");
-    DbBuilder().record({.key = "/a", .type = 9}).write(m_folder / "two");
+    DbBuilder().u8("ab", {1}).extra("x").write(m_directory / "one");
+    DbBuilder().record({.key = "/a", .type = 9}).write(m_directory / "two");
     expectResult(varnix({"check", "one", "two"}), 1,
                  "one:@0xb: error: the key \"ab\" does not begin with \"/\"\n"
                  "one:@0x21: error: 1 bytes follow the checksum\n"
@@ -36,14 +36,14 @@ TEST_F(Check, OfAFileOfAnotherKindIsAFinding)
 
 TEST_F(Check, NotesWhatDoesNoHarm)
 {
-    DbBuilder().unchecked("ab").write(m_folder / "db");
+    DbBuilder().unchecked("ab").write(m_directory / "db");
     expectResult(varnix({"check", "db"}), 0, "",
                  "db:@0x14: note: the bytes before the checksum are not zero: 61 62\n");
 }
 
 TEST_F(Check, GoesOnBehindAFileThatCannotBeRead)
 {
-    DbBuilder().u8("ab", {1}).write(m_folder / "db");
+    DbBuilder().u8("ab", {1}).write(m_directory / "db");
     expectResult(varnix({"check", "absent", "db"}), 3,
                  "db:@0xb: error: the key \"ab\" does not begin with \"/\"\n",
                  "varnix: cannot open absent: No such file or directory\n");
@@ -53,20 +53,20 @@ TEST_F(Check, AsAHookKeepsABadFileOutOfACommit)
 {
     const auto git = [this](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"git", "-c", "user.name=a", "-c", "user.email=a@b"});
-        return run(arguments, {.folder = m_folder.path()});
+        return run(arguments, {.directory = m_directory.path()});
     };
     ASSERT_EQ(git({"init", "-q"}).status, 0);
     write(".git/hooks/pre-commit",
           "#!/bin/sh\ngit diff --cached --name-only -z --diff-filter=d -- '*.db' |\n"
           "    xargs -0 -r " VARNIX_TOOL " check\n");
-    std::filesystem::permissions(m_folder / ".git/hooks/pre-commit",
+    std::filesystem::permissions(m_directory / ".git/hooks/pre-commit",
                                  std::filesystem::perms::owner_all);
 
-    DbBuilder().u8("/a", {1}).write(m_folder / "good.db");
+    DbBuilder().u8("/a", {1}).write(m_directory / "good.db");
     ASSERT_EQ(git({"add", "good.db"}).status, 0);
     EXPECT_EQ(git({"commit", "-qm", "Good"}).status, 0);
 
-    DbBuilder().u8("a", {1}).write(m_folder / "bad.db");
+    DbBuilder().u8("a", {1}).write(m_directory / "bad.db");
     ASSERT_EQ(git({"add", "bad.db"}).status, 0);
     const ProcessResult refused = git({"commit", "-qm", "Bad"});
     EXPECT_EQ(refused.status, 1);

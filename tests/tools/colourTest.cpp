@@ -1,5 +1,5 @@
 #include "tests/support/child.h"
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/tools/toolTest.h"
 
 namespace Varnix::Test {
@@ -17,8 +17,8 @@ class ColourTest : public ToolTest
 protected:
     ColourTest()
     {
-        DbBuilder().u8("ab", {1}).unchecked("ab").write(m_folder / "bad.db");
-        DbBuilder().text("/componentConfigId", "a_1").write(m_folder / "prod.db");
+        DbBuilder().u8("ab", {1}).unchecked("ab").write(m_directory / "bad.db");
+        DbBuilder().text("/componentConfigId", "a_1").write(m_directory / "prod.db");
         write("node.cfg", configText({{"a", "1", {"absent.db"}}}));
     }
 
@@ -27,7 +27,7 @@ protected:
                            const std::vector<std::string>& arguments)
     {
         std::vector<std::string> command{
-            "/usr/bin/env", "-C",       m_folder.path().string(),
+            "/usr/bin/env", "-C",       m_directory.path().string(),
             "-u",           "NO_COLOR", "sys_uflash_prod_db_dev=prod.db"};
         command.insert(command.end(), settings.begin(), settings.end());
         command.emplace_back(VARNIX_TOOL);

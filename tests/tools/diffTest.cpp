@@ -9,15 +9,15 @@ class Diff : public ToolTest
 
 TEST_F(Diff, OfTheSameParametersIsNothing)
 {
-    DbBuilder().u8("/a", {1}).u8("/b", {2}).write(m_folder / "one");
-    DbBuilder().u8("/b", {2}).reserved("abcd").u8("/a", {1}).write(m_folder / "two");
+    DbBuilder().u8("/a", {1}).u8("/b", {2}).write(m_directory / "one");
+    DbBuilder().u8("/b", {2}).reserved("abcd").u8("/a", {1}).write(m_directory / "two");
     expectResult(varnix({"diff", "one", "two"}), 0, "", "");
 }
 
 TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
 {
-    DbBuilder().u8("/b", {1, 2}).text("/a", "x").write(m_folder / "one");
-    DbBuilder().u8("/b", {1, 3}).u8("/c d", {}).write(m_folder / "two");
+    DbBuilder().u8("/b", {1, 2}).text("/a", "x").write(m_directory / "one");
+    DbBuilder().u8("/b", {1, 3}).u8("/c d", {}).write(m_directory / "two");
     expectResult(varnix({"diff", "one", "two"}), 1,
                  "- /a CHAR \"x\"\n"
                  "- /b U8 1 2\n"
@@ -28,14 +28,14 @@ TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
 
 TEST_F(Diff, OfAnUnreadableFileIsNoDifference)
 {
-    DbBuilder().write(m_folder / "one");
+    DbBuilder().write(m_directory / "one");
     expectResult(varnix({"diff", "one", "two"}), 3, "",
                  "varnix: cannot open two: No such file or directory\n");
 }
 
 TEST_F(Diff, OfAnInvalidFileIsNoDifference)
 {
-    DbBuilder().write(m_folder / "one");
+    DbBuilder().write(m_directory / "one");
     write("two", "short");
     expectResult(varnix({"diff", "one", "two"}), 4, "",
                  "two:@0x5: error: the file ends inside its header: it holds 5 bytes, a header "

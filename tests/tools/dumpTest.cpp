@@ -13,7 +13,7 @@ using testing::StartsWith;
 class Dump : public ToolTest
 {
 protected:
-    void writeDb(const DbBuilder& builder) const { builder.write(m_folder / "db"); }
+    void writeDb(const DbBuilder& builder) const { builder.write(m_directory / "db"); }
 };
 
 TEST_F(Dump, ShowsAFileAsAText)

@@ -1,4 +1,4 @@
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/tools/toolTest.h"
 
 #include <nlohmann/json.hpp>
@@ -23,11 +23,11 @@ protected:
             .text("/componentConfigId", "board-x_R2B unit_1")
             .u8("/fixed", {1})
             .text("/hidden", "x")
-            .write(m_folder / "prod.db");
-        DbBuilder().u16("/gain", {17}).u8("/fixed", {2}).write(m_folder / "unit.db");
-        DbBuilder().u16("/gain", {1}).u8("/hidden", {3}).write(m_folder / "common.db");
-        DbBuilder().u16("/gain", {2}).s8("/only", {-4}).write(m_folder / "board.db");
-        DbBuilder().u16("/gain", {9}).u8("/spare", {5}).write(m_folder / "spare.db");
+            .write(m_directory / "prod.db");
+        DbBuilder().u16("/gain", {17}).u8("/fixed", {2}).write(m_directory / "unit.db");
+        DbBuilder().u16("/gain", {1}).u8("/hidden", {3}).write(m_directory / "common.db");
+        DbBuilder().u16("/gain", {2}).s8("/only", {-4}).write(m_directory / "board.db");
+        DbBuilder().u16("/gain", {9}).u8("/spare", {5}).write(m_directory / "spare.db");
         write("node.cfg", configText({{"unit", "1", {"unit.db", "common.db"}},
                                       {"board-*", "R2?", {"common.db", "board.db"}},
                                       {"unit", "2", {"spare.db"}}}));
@@ -114,7 +114,7 @@ TEST_F(Explain, KeyOfAFileThatIsNotSelectedIsAbsentAndTheFileNamed)
 
 TEST_F(Explain, LastRecordOfAKeyInAFileCounts)
 {
-    DbBuilder().u8("/twice", {1}).u16("/twice", {2}).write(m_folder / "unit.db");
+    DbBuilder().u8("/twice", {1}).u16("/twice", {2}).write(m_directory / "unit.db");
     EXPECT_EQ(client("/twice")["value"], Json({2}));
     EXPECT_THAT(explain({"node.cfg"}).out,
                 HasSubstr("unit.db: warning: the file holds what it must not"));
@@ -122,14 +122,14 @@ TEST_F(Explain, LastRecordOfAKeyInAFileCounts)
 
 TEST_F(Explain, EmptyRecordTakesAValueAwayAndLeavesItsType)
 {
-    DbBuilder().u8("/gain", {}).write(m_folder / "unit.db");
+    DbBuilder().u8("/gain", {}).write(m_directory / "unit.db");
     EXPECT_EQ(client("/gain"), Json::parse(R"({"result": "value", "production": false,
         "file": "unit.db", "type": "U16", "value": []})"));
 }
 
 TEST_F(Explain, KeyWithNothingButAnEmptyRecordIsAcceptedByNoRead)
 {
-    DbBuilder().u8("/empty", {}).write(m_folder / "unit.db");
+    DbBuilder().u8("/empty", {}).write(m_directory / "unit.db");
     const ProcessResult result = explain({"node.cfg", "/empty"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out, HasSubstr("=> a client gets a type mismatch from every read"));
@@ -179,7 +179,7 @@ TEST_F(Explain, DocumentHoldsEntriesAndFilesWithTheirPlaces)
 
 TEST_F(Explain, SelectedFileThatIsMissingLeavesAClientNothing)
 {
-    std::filesystem::remove(m_folder / "common.db");
+    std::filesystem::remove(m_directory / "common.db");
     const ProcessResult result = explain({"node.cfg", "/gain"});
     EXPECT_EQ(result.status, 5);
     EXPECT_THAT(result.out,
@@ -202,7 +202,7 @@ TEST_F(Explain, SelectedFileThatIsCorruptIsNotCalledMissing)
 
 TEST_F(Explain, MissingFileThatIsNotSelectedDoesNoHarm)
 {
-    std::filesystem::remove(m_folder / "spare.db");
+    std::filesystem::remove(m_directory / "spare.db");
     const ProcessResult result = explain({"node.cfg"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("node.cfg:5: warning: entry 2 lists a file that cannot"));
@@ -210,7 +210,7 @@ TEST_F(Explain, MissingFileThatIsNotSelectedDoesNoHarm)
 
 TEST_F(Explain, DatabaseFileThatNoEntryListsIsFound)
 {
-    DbBuilder().write(m_folder / "forgotten.db");
+    DbBuilder().write(m_directory / "forgotten.db");
     write("notes.db", "no database");
     EXPECT_THAT(explain({"node.cfg"}).out,
                 AllOf(HasSubstr("\nforgotten.db: note: no entry lists this database file\n"),
@@ -235,7 +235,7 @@ TEST_F(Explain, WithoutAProductionDatabaseSaysWhatToDo)
 
 TEST_F(Explain, WithoutIdentitiesSaysWhatToDo)
 {
-    DbBuilder().u8("/fixed", {1}).write(m_folder / "prod.db");
+    DbBuilder().u8("/fixed", {1}).write(m_directory / "prod.db");
     expectResult(explain({"node.cfg"}), 5, "",
                  "varnix: no identities: the production database prod.db holds no text at "
                  "/componentConfigId\nAdd it to its source, or give identities with --identity.\n");

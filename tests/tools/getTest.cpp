@@ -1,4 +1,4 @@
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/tools/toolTest.h"
 
 #include <nlohmann/json.hpp>
@@ -21,7 +21,7 @@ protected:
         DbBuilder()
             .text("/componentConfigId", "board-x_R2B unit_1")
             .u8("/both", {1})
-            .write(m_folder / "prod.db");
+            .write(m_directory / "prod.db");
         DbBuilder()
             .u8("/u8", {0, 255})
             .s8("/s8", {-128, 127})
@@ -34,7 +34,7 @@ protected:
             .u8("/both", {2})
             .u8("/empty", {})
             .record({.key = "/unnamed", .type = 9, .data = "x"})
-            .write(m_folder / "unit.db");
+            .write(m_directory / "unit.db");
         writeConfig("unit.db");
     }
 
@@ -50,7 +50,7 @@ protected:
                                                              firstVariable})
     {
         arguments.insert(arguments.begin(), "get");
-        production.push_back("VARNIX_ITC_DIR=" + (m_folder / "itc").string());
+        production.push_back("VARNIX_ITC_DIR=" + (m_directory / "itc").string());
         return varnix(std::move(arguments), {.environment = std::move(production)});
     }
 };
@@ -211,7 +211,7 @@ TEST_F(Get, CutProductionDatabaseIsReportedAndNotWaitedFor)
 
 TEST_F(Get, ProductionDatabaseWithoutIdentitiesSaysSo)
 {
-    DbBuilder().u8("/both", {1}).write(m_folder / "prod.db");
+    DbBuilder().u8("/both", {1}).write(m_directory / "prod.db");
     expectResult(get({"node.cfg", "/u8"}), 5, "",
                  "varnix: no identities: the production database prod.db holds no text at "
                  "/componentConfigId\nAdd it to its source.\n");
@@ -223,9 +223,10 @@ TEST_F(Get, AbsentConfigurationSaysSo)
                  "varnix: no configuration: cannot open absent.cfg: No such file or directory\n");
 }
 
-TEST_F(Get, FolderAsConfigurationSaysSo)
+TEST_F(Get, DirectoryAsConfigurationSaysSo)
 {
-    expectResult(get({".", "/u8"}), 5, "", "varnix: no configuration: . is a folder or a device\n");
+    expectResult(get({".", "/u8"}), 5, "",
+                 "varnix: no configuration: . is a directory or a device\n");
 }
 
 TEST_F(Get, WrongConfigurationSaysWhere)

@@ -1,15 +1,15 @@
 #include "tests/tools/toolTest.h"
 
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <optional>
 #include <system_error>
+
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Varnix::Test {
 namespace {
@@ -44,13 +44,13 @@ protected:
 
     std::ptrdiff_t temporaryFiles() const
     {
-        return std::count_if(fs::directory_iterator(m_folder.path()), {},
+        return std::count_if(fs::directory_iterator(m_directory.path()), {},
                              [](const auto& entry) { return entry.path().extension() == ".tmp"; });
     }
 
     void removeTemporaryFiles() const
     {
-        for (const fs::directory_entry& entry : fs::directory_iterator(m_folder.path()))
+        for (const fs::directory_entry& entry : fs::directory_iterator(m_directory.path()))
             if (entry.path().extension() == ".tmp")
                 fs::remove(entry.path());
     }
@@ -121,7 +121,7 @@ private:
         const pid_t child = ::fork();
         require(child >= 0, "fork");
         if (child == 0) {
-            if (::chdir(m_folder.path().c_str()) == 0 &&
+            if (::chdir(m_directory.path().c_str()) == 0 &&
                 ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0)
                 ::execv(arguments.front(), arguments.data());
             ::_exit(127);

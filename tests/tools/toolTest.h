@@ -3,9 +3,7 @@
 
 #include "tests/support/dbBuilder.h"
 #include "tests/support/process.h"
-#include "tests/support/temporaryFolder.h"
-
-#include <gmock/gmock.h>
+#include "tests/support/temporaryDirectory.h"
 
 #include <filesystem>
 #include <iterator>
@@ -14,34 +12,36 @@
 #include <utility>
 #include <vector>
 
+#include <gmock/gmock.h>
+
 namespace Varnix::Test {
 
-/** Runs the varnix command, as it was built, in a folder of the test's own. */
+/** Runs the varnix command, as it was built, in a directory of the test's own. */
 class ToolTest : public testing::Test
 {
 protected:
     ProcessResult varnix(std::vector<std::string> arguments, ProcessSetup setup = {})
     {
         arguments.insert(arguments.begin(), VARNIX_TOOL);
-        setup.folder = m_folder.path();
+        setup.directory = m_directory.path();
         return run(arguments, setup);
     }
 
     void write(std::string_view name, std::string_view content) const
     {
-        writeFile(m_folder / name, content);
+        writeFile(m_directory / name, content);
     }
 
-    std::string read(std::string_view name) const { return readFile(m_folder / name); }
+    std::string read(std::string_view name) const { return readFile(m_directory / name); }
 
-    bool exists(std::string_view name) const { return std::filesystem::exists(m_folder / name); }
+    bool exists(std::string_view name) const { return std::filesystem::exists(m_directory / name); }
 
     std::ptrdiff_t files() const
     {
-        return std::distance(std::filesystem::directory_iterator(m_folder.path()), {});
+        return std::distance(std::filesystem::directory_iterator(m_directory.path()), {});
     }
 
-    const TemporaryFolder m_folder;
+    const TemporaryDirectory m_directory;
 };
 
 /** The program ended with `status` and wrote exactly this. */

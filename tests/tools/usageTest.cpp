@@ -1,8 +1,7 @@
 #include "tests/tools/toolTest.h"
 
-#include <varnix/version.h>
-
 #include <nlohmann/json.hpp>
+#include <varnix/version.h>
 
 namespace Varnix::Test {
 namespace {

@@ -1,12 +1,12 @@
-#include "tests/support/dbBuilder.h"
-
 #include "checksum.h"
-#include "dbUtils.h"
 
-#include <gtest/gtest.h>
+#include "dbUtils.h"
+#include "tests/support/dbBuilder.h"
 
 #include <random>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::Backend {
 namespace {

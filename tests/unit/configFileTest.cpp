@@ -1,17 +1,16 @@
+#include "dbUtils.h"
 #include "tests/support/scriptedRead.h"
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 #include "tests/support/traceSession.h"
 #include "tests/support/traceSite.h"
-
-#include "dbUtils.h"
-
-#include <gmock/gmock.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::Backend {
 namespace {
@@ -22,7 +21,7 @@ using DBUtils::tokenize;
 using Test::ReadOutcome;
 using Test::reportedAt;
 using Test::ScriptedRead;
-using Test::TemporaryFolder;
+using Test::TemporaryDirectory;
 using Test::TraceRecord;
 using Test::TraceSession;
 using testing::AllOf;
@@ -94,8 +93,8 @@ protected:
                      " Error on line 0: file I/O error");
     }
 
-    TemporaryFolder folder;
-    std::string path = folder / "node.cfg";
+    TemporaryDirectory directory;
+    std::string path = directory / "node.cfg";
     std::vector<DbConfiguration> entries;
 };
 
@@ -180,7 +179,7 @@ TEST_F(ConfigFile, ThatIsMissingIsReported)
     EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable()));
 }
 
-TEST_F(ConfigFile, ThatIsAFolderIsReported)
+TEST_F(ConfigFile, ThatIsADirectoryIsReported)
 {
     std::filesystem::create_directory(path);
     TraceSession::ofThisProcess().take();

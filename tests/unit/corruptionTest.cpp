@@ -52,10 +52,9 @@ protected:
     {
         using Varnix::Test::everyNth;
         std::string values;
-        for (unsigned value = 0; value < 256; value += everyNth()) {
+        for (unsigned value = 0; value < 256; value += everyNth())
             if (static_cast<char>(value) != image[offset])
                 values += static_cast<char>(value);
-        }
         return values;
     }
 

@@ -175,7 +175,7 @@ TEST_F(StoreReads, ReleaseTheStoreWhenMemoryRunsOut)
     std::vector<unsigned int> values;
     std::string text;
     {
-        const AllocationFailure failure(Allocation::throwing);
+        const AllocationFailure failure(Allocation::THROWING);
         EXPECT_THROW(store.get("/numbers", values), std::bad_alloc);
         EXPECT_THROW(store.get("/text", text), std::bad_alloc);
     }
@@ -319,7 +319,7 @@ TEST_F(Populate, StopsAtAFailedAllocationAndKeepsWhatWasDone)
     load(container, file);
     listen();
     {
-        const AllocationFailure failure(Allocation::nonThrowing, 1);
+        const AllocationFailure failure(Allocation::NON_THROWING, 1);
         EXPECT_FALSE(store.populate(container));
         EXPECT_EQ(failure.asked(), 2U);
     }
@@ -335,7 +335,7 @@ TEST_F(Populate, KeepsTheTypeButNoBytesOfAKeyWhoseNewValueHadNoMemory)
     DbContainer container;
     load(container, DbBuilder().u32("/u32", {2}).text("/text", "new"));
     for (const std::size_t failing : {0U, 1U}) {
-        const AllocationFailure failure(Allocation::nonThrowing, failing, 1);
+        const AllocationFailure failure(Allocation::NON_THROWING, failing, 1);
         EXPECT_FALSE(store.populate(container));
     }
     EXPECT_EQ(text("/text"), "");

@@ -44,7 +44,7 @@ TEST_F(TextWrite, StoresAnyBytes)
 TEST_F(TextWrite, OfTheSameLengthReusesTheArray)
 {
     populate(DbBuilder().text("/text", "abc"));
-    const AllocationCount count(Allocation::nonThrowing);
+    const AllocationCount count(Allocation::NON_THROWING);
     store.updateDb("/text", "xyz", false);
     EXPECT_EQ(text("/text"), "xyz");
     EXPECT_EQ(count.asked(), 0U);
@@ -53,7 +53,7 @@ TEST_F(TextWrite, OfTheSameLengthReusesTheArray)
 TEST_F(TextWrite, OfAnotherLengthTakesOneNewArray)
 {
     populate(DbBuilder().text("/text", "abc"));
-    const AllocationCount count(Allocation::nonThrowing);
+    const AllocationCount count(Allocation::NON_THROWING);
     store.updateDb("/text", "xy", false);
     EXPECT_EQ(count.asked(), 1U);
     store.updateDb("/text", "", true);
@@ -135,7 +135,7 @@ TEST_F(TextWrite, WithoutMemoryForTheNewTextKeepsTheOldOne)
 {
     populate(DbBuilder().text("/text", "abc").text("/empty", "x").text("/empty", ""));
     {
-        const AllocationFailure failure(Allocation::nonThrowing);
+        const AllocationFailure failure(Allocation::NON_THROWING);
         store.updateDb("/text", "longer", false);
         store.updateDb("/text", "more", true);
         store.updateDb("/empty", "v", false);
@@ -152,7 +152,7 @@ TEST_F(TextWrite, ThatThrowsLeavesTheOldTextAndReleasesTheStore)
     populate(DbBuilder().text("/text", "abc"));
     const std::string value(100, 'x');
     {
-        const AllocationFailure failure(Allocation::throwing);
+        const AllocationFailure failure(Allocation::THROWING);
         EXPECT_THROW(store.updateDb("/text", value, true), std::bad_alloc);
     }
     EXPECT_EQ(text("/text"), "abc");

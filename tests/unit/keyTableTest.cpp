@@ -1,11 +1,11 @@
 #include "keyTable.h"
 
-#include <gmock/gmock.h>
-
 #include <numeric>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::Backend {
 

@@ -1,10 +1,8 @@
 #ifndef VARNIX_TESTS_UNIT_LOADERTEST_H
 #define VARNIX_TESTS_UNIT_LOADERTEST_H
 
-#include "storeTest.h"
-
 #include "dbContainer.h"
-
+#include "storeTest.h"
 #include "tests/support/scriptedRead.h"
 
 #include <filesystem>
@@ -67,7 +65,7 @@ protected:
         return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
     }
 
-    std::string path = folder / "file";
+    std::string path = directory / "file";
     DbContainer container;
 };
 

@@ -1,6 +1,5 @@
-#include "loaderTest.h"
-
 #include "dbUtils.h"
+#include "loaderTest.h"
 
 #include <fstream>
 #include <locale>

@@ -1,8 +1,7 @@
 #include "fileDescriptor.h"
-
 #include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/support/tracedProcess.h"
 
 #include <cerrno>
@@ -129,7 +128,7 @@ TEST_F(ProductionLoader, RefusesAHeaderThatCannotBeReadWhole)
         EXPECT_THAT(refusal({outcome}), ElementsAre(headerWrong(path)));
 }
 
-TEST_F(ProductionLoader, RefusesAFolder)
+TEST_F(ProductionLoader, RefusesADirectory)
 {
     std::filesystem::create_directory(path);
     EXPECT_THAT(refusal(), ElementsAre(headerWrong(path)));
@@ -160,7 +159,7 @@ TEST_F(ProductionLoader, ReportsAnImageThatFindsNoMemory)
     write(goodFile);
     TraceSession::ofThisProcess().take();
     {
-        const AllocationFailure failure(Allocation::nonThrowing);
+        const AllocationFailure failure(Allocation::NON_THROWING);
         EXPECT_FALSE(container.loadProductionDb(path));
     }
     EXPECT_THAT(heard(), ElementsAre(reading(path), sized(fileSize()),
@@ -174,7 +173,7 @@ TEST_F(ProductionLoader, CountsASizeBeyond32Bits)
 {
     write(claiming(0xFFFFFFFF, goodFile.image()));
     TraceSession::ofThisProcess().take();
-    const AllocationFailure failure(Allocation::nonThrowing);
+    const AllocationFailure failure(Allocation::NON_THROWING);
     EXPECT_FALSE(container.loadProductionDb(path));
     EXPECT_THAT(heard(), ElementsAre(reading(path), sized(4294967309), testing::_));
 }
@@ -269,8 +268,8 @@ protected:
 
     std::string file(const std::string& name, const std::string& image)
     {
-        writeFile(folder / name, image);
-        return folder / name;
+        writeFile(directory / name, image);
+        return directory / name;
     }
 
     static void set(const char* variable, const std::string& value)
@@ -305,7 +304,7 @@ TEST_F(ProductionEnvironment, NeedsTheFirstVariableOnly)
     set(firstVariable, good("first", "/first"));
     listen();
     EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(reading(folder / "first"), testing::_));
+    EXPECT_THAT(heard(), ElementsAre(reading(directory / "first"), testing::_));
 }
 
 TEST_F(ProductionEnvironment, TakesTheSecondVariableWithoutTheFirst)
@@ -332,7 +331,7 @@ TEST_F(ProductionEnvironment, FallsBackToTheSecondVariableWhenTheFirstNamesACorr
 
 TEST_F(ProductionEnvironment, NamesTheSecondVariableWhenOnlyTheFirstIsSetAndFails)
 {
-    set(firstVariable, folder / "missing");
+    set(firstVariable, directory / "missing");
     listen();
     EXPECT_FALSE(container.loadProductionDb());
     EXPECT_THAT(heard(), ElementsAre(noVariable()));
@@ -340,8 +339,8 @@ TEST_F(ProductionEnvironment, NamesTheSecondVariableWhenOnlyTheFirstIsSetAndFail
 
 TEST_F(ProductionEnvironment, FailsInSilenceWhenNeitherFileExists)
 {
-    set(firstVariable, folder / "missing");
-    set(secondVariable, folder / "missing too");
+    set(firstVariable, directory / "missing");
+    set(secondVariable, directory / "missing too");
     listen();
     EXPECT_FALSE(container.loadProductionDb());
     EXPECT_THAT(heard(), IsEmpty());

@@ -1,9 +1,7 @@
-#include "tests/support/processState.h"
-#include "tests/support/waitUntil.h"
-
 #include "readMostlyLock.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/processState.h"
+#include "tests/support/waitUntil.h"
 
 #include <atomic>
 #include <barrier>
@@ -14,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace Varnix::Backend {

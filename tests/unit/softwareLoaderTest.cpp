@@ -125,7 +125,7 @@ TEST_F(SoftwareLoader, ReportsAnImageThatFindsNoMemory)
     write(goodFile);
     TraceSession::ofThisProcess().take();
     {
-        const AllocationFailure failure(Allocation::nonThrowing);
+        const AllocationFailure failure(Allocation::NON_THROWING);
         EXPECT_FALSE(container.loadSwDb(path));
     }
     EXPECT_THAT(heard(), ElementsAre(noMemory()));

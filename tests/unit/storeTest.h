@@ -1,27 +1,26 @@
 #ifndef VARNIX_TESTS_UNIT_STORETEST_H
 #define VARNIX_TESTS_UNIT_STORETEST_H
 
+#include "databaseImpl.h"
 #include "tests/support/dbBuilder.h"
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 #include "tests/support/traceSession.h"
 #include "tests/support/traceSite.h"
 #include "tests/support/waitUntil.h"
-
-#include "databaseImpl.h"
-
-#include <gmock/gmock.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <gmock/gmock.h>
+
 namespace Varnix::Backend {
 
 using Test::DbBuilder;
 using Test::repairChecksum;
 using Test::setLength;
-using Test::TemporaryFolder;
+using Test::TemporaryDirectory;
 using Test::TraceRecord;
 using Test::TraceSession;
 using Test::waitUntil;
@@ -48,8 +47,8 @@ protected:
 
     void load(DbContainer& container, const DbBuilder& file)
     {
-        file.write(folder / "file.db");
-        ASSERT_TRUE(container.loadSwDb(folder / "file.db"));
+        file.write(directory / "file.db");
+        ASSERT_TRUE(container.loadSwDb(directory / "file.db"));
     }
 
     /** The value of a key read as `T`, or nothing unless the read succeeds. */
@@ -97,7 +96,7 @@ protected:
 
     static std::vector<TraceRecord> heard() { return TraceSession::ofThisProcess().take(); }
 
-    TemporaryFolder folder;
+    TemporaryDirectory directory;
     DatabaseImpl store;
 };
 

@@ -1,9 +1,6 @@
 #include "tests/support/process.h"
 #include "tests/support/tracedProcess.h"
-
 #include "trace.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <map>
@@ -11,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 
 extern "C" {

@@ -1,13 +1,11 @@
 #include "tests/support/tracedProcess.h"
-
 #include "trace.h"
-
-#include <gmock/gmock.h>
 
 #include <csignal>
 #include <cstdio>
 #include <numeric>
 
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

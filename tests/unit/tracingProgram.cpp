@@ -1,6 +1,5 @@
-#include "tests/support/traceSession.h"
-
 #include "dbContainer.h"
+#include "tests/support/traceSession.h"
 #include "trace.h"
 
 #include <csignal>
@@ -41,10 +40,9 @@ int main(int argc, char** argv)
 {
     const std::string deed = argc > 1 ? argv[1] : "";
     report("in main");
-    if (deed == "hang") {
+    if (deed == "hang")
         for (;;)
             ::pause();
-    }
     if (deed == "getenv" && argc > 2)
         report(std::getenv(argv[2]));
     if (deed == "count")

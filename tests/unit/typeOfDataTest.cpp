@@ -1,6 +1,6 @@
-#include "storeTest.h"
-
 #include "typeOfData.h"
+
+#include "storeTest.h"
 
 #include <limits>
 #include <sstream>
@@ -112,9 +112,9 @@ TEST_F(TypeOfData, WithElementsHasTheirSizeAndReportsNothing)
 {
     listen();
     for (const NamedType& named : namedTypesOfTheFormat) {
-        if (named.size != 0) {
-            EXPECT_EQ(store.sizeofDatatype(named.type), named.size) << named.name;
-        }
+        if (named.size == 0)
+            continue;
+        EXPECT_EQ(store.sizeofDatatype(named.type), named.size) << named.name;
     }
     EXPECT_THAT(heard(), IsEmpty());
 }
@@ -149,11 +149,10 @@ TEST_F(TypeOfData, HoldsTheIntegersOfItsRangeAndNoOther)
 TEST_F(TypeOfData, WithoutIntegersHoldsNoneAndReportsNothing)
 {
     listen();
-    for (const int number : {0, 1, 8, 9, 10, 11, 12, 65, 255}) {
+    for (const int number : {0, 1, 8, 9, 10, 11, 12, 65, 255})
         for (const std::int64_t value :
              {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, lowest, highest})
             EXPECT_FALSE(store.fitsInDataType(value, type(number))) << number << ' ' << value;
-    }
     EXPECT_THAT(heard(), IsEmpty());
 }
 

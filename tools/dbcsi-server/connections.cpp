@@ -21,9 +21,8 @@ bool Connections::subscribe(std::uint32_t mailbox, std::uint32_t reference)
         std::find_if(m_connections.begin(), m_connections.end(), [=](const Connection& connection) {
             return connection.mailbox == mailbox && connection.reference == reference;
         });
-    if (found == m_connections.end()) {
+    if (found == m_connections.end())
         return false;
-    }
     if (!found->subscribed) {
         found->subscribed = true;
         found->since = std::chrono::system_clock::now();

@@ -35,8 +35,8 @@ public:
     /** Forgets a connection; does nothing when it has ended already. */
     void close(std::uint32_t reference);
 
-    [[nodiscard]] std::vector<Connection> subscribers() const;
-    [[nodiscard]] std::size_t subscriberCount() const;
+    std::vector<Connection> subscribers() const;
+    std::size_t subscriberCount() const;
 
     /** Calls `send` with every subscriber's mailbox and counts a write for each. */
     template <typename Send>

@@ -1,11 +1,11 @@
 #include "endSignals.h"
 
-#include <poll.h>
-#include <sys/signalfd.h>
-
 #include <algorithm>
 #include <array>
 #include <climits>
+
+#include <poll.h>
+#include <sys/signalfd.h>
 
 namespace Dbcsi {
 namespace {
@@ -18,18 +18,16 @@ int blockedSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
         sigaddset(&signals, number);
-    }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 int millisecondsUntil(const EndSignals::Deadline& deadline)
 {
-    if (!deadline) {
+    if (!deadline)
         return forever;
-    }
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
     return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX));
@@ -46,18 +44,16 @@ EndSignals::Wait EndSignals::waitFor(int fd, Deadline deadline) const
     do {
         count = ::poll(watched.data(), watched.size(), millisecondsUntil(deadline));
     } while (count < 0 && errno == EINTR);
-    if (count < 0) {
+    if (count < 0)
         throw std::system_error(errno, std::generic_category(), "poll");
-    }
-    if (watched[0].revents != 0) {
-        return Wait::Ended;
-    }
-    return count == 0 ? Wait::TimedOut : Wait::Ready;
+    if (watched[0].revents != 0)
+        return Wait::ENDED;
+    return count == 0 ? Wait::TIMED_OUT : Wait::READY;
 }
 
 void EndSignals::wait() const
 {
-    while (waitFor(noDescriptor) != Wait::Ended) {
+    while (waitFor(noDescriptor) != Wait::ENDED) {
     }
 }
 

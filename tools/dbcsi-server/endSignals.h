@@ -18,16 +18,16 @@ class EndSignals
 public:
     enum class Wait
     {
-        Ready,
-        Ended,
-        TimedOut
+        READY,
+        ENDED,
+        TIMED_OUT
     };
     using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
     EndSignals();
 
     /** Waits until `fd` can be read, the end was signalled, or the time is over. */
-    [[nodiscard]] Wait waitFor(int fd, Deadline deadline = std::nullopt) const;
+    Wait waitFor(int fd, Deadline deadline = std::nullopt) const;
 
     /** Waits until the end is signalled. */
     void wait() const;

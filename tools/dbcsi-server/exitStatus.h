@@ -6,12 +6,12 @@ namespace Dbcsi {
 /** What the server ends with; the numbers are those of all tools. */
 enum class ExitStatus
 {
-    Done = 0,
-    No = 1,         /* a "wait" ran out of time */
-    Usage = 2,      /* wrong options */
-    Unreadable = 3, /* standard input cannot be read, or standard output not be written */
-    Invalid = 4,    /* a line of scripted input could not be carried out */
-    Unusable = 5    /* no mailboxes, another server owns the name, or no memory */
+    DONE = 0,
+    NO = 1,         /* a "wait" ran out of time */
+    USAGE = 2,      /* wrong options */
+    UNREADABLE = 3, /* standard input cannot be read, or standard output not be written */
+    INVALID = 4,    /* a line of scripted input could not be carried out */
+    UNUSABLE = 5    /* no mailboxes, another server owns the name, or no memory */
 };
 
 } // namespace Dbcsi

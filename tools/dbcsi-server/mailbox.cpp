@@ -29,13 +29,11 @@ std::uint32_t create(const char* name)
 
 Message allocate(std::size_t size, std::uint32_t number)
 {
-    if (size > largestMessage) {
+    if (size > largestMessage)
         throw TooLarge(size);
-    }
     Message message(__itc_alloc(size, number, __FILE__, __LINE__));
-    if (!message) {
+    if (!message)
         throw std::bad_alloc();
-    }
     return message;
 }
 
@@ -48,9 +46,8 @@ void send(Message message, std::uint32_t to)
 void wake(std::uint32_t mailbox, std::uint32_t number) noexcept
 {
     itc_msg* message = __itc_alloc(sizeof number, number, __FILE__, __LINE__);
-    if (message != nullptr) {
+    if (message != nullptr)
         __itc_send(&message, mailbox, ITC_MY_MBOX_ID, __FILE__, __LINE__);
-    }
 }
 
 Message receive(std::chrono::milliseconds limit)

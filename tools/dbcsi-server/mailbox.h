@@ -1,14 +1,14 @@
 #ifndef VARNIX_DBCSI_SERVER_MAILBOX_H
 #define VARNIX_DBCSI_SERVER_MAILBOX_H
 
-#include <itc.h>
-
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
+
+#include <itc.h>
 
 /** The mailbox library, with messages that free themselves. Nothing else here calls it. */
 namespace Dbcsi::Mailbox {

@@ -6,15 +6,15 @@
 #include "operator.h"
 #include "server.h"
 
-#include <CLI/CLI.hpp>
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
+
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -37,18 +37,16 @@ std::string footer()
 
 std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSignals)
 {
-    if (atTerminal) {
+    if (atTerminal)
         return std::make_unique<TerminalSource>(endSignals);
-    }
     return std::make_unique<PipeSource>(endSignals);
 }
 
 /** Before anything is opened and takes the number of an input that is closed. */
 void refuseClosedInput()
 {
-    if (::fcntl(STDIN_FILENO, F_GETFD) < 0) {
+    if (::fcntl(STDIN_FILENO, F_GETFD) < 0)
         throw InputError::ofRead(errno);
-    }
 }
 
 /** Serves until the operator, the end of input or a signal ends it. */
@@ -58,9 +56,9 @@ ExitStatus serve(const Options& options)
     const EndSignals endSignals;
     // One mailbox for the server, one for this thread, which speaks for the operator.
     if (!Mailbox::initialise(2) ||
-        Mailbox::create(("dbcsiOperator" + std::to_string(::getpid())).c_str()) == ITC_NO_MBOX_ID) {
-        throw ServerError("mailboxes cannot be used here; VARNIX_ITC_DIR may name another folder");
-    }
+        Mailbox::create(("dbcsiOperator" + std::to_string(::getpid())).c_str()) == ITC_NO_MBOX_ID)
+        throw ServerError(
+            "mailboxes cannot be used here; VARNIX_ITC_DIR may name another directory");
     Server server(options.refusals);
     Operator console(server, endSignals);
 
@@ -69,15 +67,13 @@ ExitStatus serve(const Options& options)
     bool quit = false;
     while (!quit) {
         const std::optional<std::string> line = lines->next();
-        if (!line) {
+        if (!line)
             break;
-        }
         quit = !console.execute(*line);
     }
-    if (options.stay && !quit) {
+    if (options.stay && !quit)
         endSignals.wait();
-    }
-    return atTerminal ? ExitStatus::Done : console.status();
+    return atTerminal ? ExitStatus::DONE : console.status();
 }
 
 ExitStatus run(int argc, char** argv)
@@ -96,7 +92,7 @@ ExitStatus run(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage;
+        return app.exit(error) == 0 ? ExitStatus::DONE : ExitStatus::USAGE;
     }
     return serve(options);
 }
@@ -105,20 +101,19 @@ ExitStatus run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    ExitStatus status = ExitStatus::Unusable;
+    ExitStatus status = ExitStatus::UNUSABLE;
     try {
         status = run(argc, argv);
     } catch (const InputError& error) {
         complain(error.what());
-        status = ExitStatus::Unreadable;
+        status = ExitStatus::UNREADABLE;
     } catch (const std::exception& error) {
         complain(reason(error));
     }
     if (!std::cout.flush()) {
         complain("cannot write to standard output");
-        if (status == ExitStatus::Done) {
-            status = ExitStatus::Unreadable;
-        }
+        if (status == ExitStatus::DONE)
+            status = ExitStatus::UNREADABLE;
     }
     return static_cast<int>(status);
 }

@@ -57,35 +57,31 @@ bool Operator::execute(std::string_view line)
     ++m_lineNumber;
     bool goOn = true;
     const auto split = splitWords(line);
-    if (const auto* error = std::get_if<SplitError>(&split)) {
-        fail(ExitStatus::Invalid, error->text, error->column);
-    } else {
+    if (const auto* error = std::get_if<SplitError>(&split))
+        fail(ExitStatus::INVALID, error->text, error->column);
+    else
         goOn = run(std::get<Words>(split));
-    }
     std::cout.flush();
     return goOn;
 }
 
 bool Operator::run(const Words& words)
 {
-    if (words.empty()) {
+    if (words.empty())
         return true;
-    }
     const std::string& command = words.front();
-    if (command == "wait") {
+    if (command == "wait")
         return waitForSubscribers(words);
-    }
-    if (command != "status" && command != "help" && command != "quit") {
+    if (command != "status" && command != "help" && command != "quit")
         write(words);
-    } else if (words.size() > 1) {
-        fail(ExitStatus::Invalid, "\"" + command + "\" takes no arguments");
-    } else if (command == "status") {
+    else if (words.size() > 1)
+        fail(ExitStatus::INVALID, "\"" + command + "\" takes no arguments");
+    else if (command == "status")
         showStatus();
-    } else if (command == "help") {
+    else if (command == "help")
         std::cout << help();
-    } else {
+    else
         return false;
-    }
     return true;
 }
 
@@ -94,13 +90,12 @@ bool Operator::waitForSubscribers(const Words& words)
     const auto wanted = words.size() >= 2 ? parseNumber(words[1]) : std::nullopt;
     const auto seconds = words.size() == 3 ? parseNumber(words[2]) : std::nullopt;
     if (!wanted || words.size() > 3 || (words.size() == 3 && !seconds)) {
-        fail(ExitStatus::Invalid, "usage: wait N [SECONDS]");
+        fail(ExitStatus::INVALID, "usage: wait N [SECONDS]");
         return true;
     }
     EndSignals::Deadline deadline;
-    if (seconds) {
+    if (seconds)
         deadline = std::chrono::steady_clock::now() + std::chrono::seconds(*seconds);
-    }
     for (;;) {
         m_server.clearChanges();
         const std::size_t count = m_server.subscriberCount();
@@ -109,13 +104,12 @@ bool Operator::waitForSubscribers(const Words& words)
             return true;
         }
         const EndSignals::Wait result = m_endSignals.waitFor(m_server.changes(), deadline);
-        if (result == EndSignals::Wait::TimedOut) {
-            fail(ExitStatus::No, "there are still only " + counted(count));
+        if (result == EndSignals::Wait::TIMED_OUT) {
+            fail(ExitStatus::NO, "there are still only " + counted(count));
             return true;
         }
-        if (result == EndSignals::Wait::Ended) {
+        if (result == EndSignals::Wait::ENDED)
             return false;
-        }
     }
 }
 
@@ -133,22 +127,20 @@ void Operator::showStatus()
 
 void Operator::write(const Words& words)
 {
-    if (words.size() < fewestUsefulWords) {
+    if (words.size() < fewestUsefulWords)
         report("warning", "subscribers ignore a command of fewer than 4 words", 1);
-    }
     try {
         const std::size_t count = m_server.write(words);
         std::cout << "sent to " << counted(count) << '\n';
     } catch (const Mailbox::TooLarge& error) {
-        fail(ExitStatus::Invalid, error.what());
+        fail(ExitStatus::INVALID, error.what());
     }
 }
 
 void Operator::fail(ExitStatus status, const std::string& text, std::size_t column)
 {
-    if (m_status == ExitStatus::Done) {
+    if (m_status == ExitStatus::DONE)
         m_status = status;
-    }
     report("error", text, column);
 }
 

@@ -28,7 +28,7 @@ public:
     bool execute(std::string_view line);
 
     /** How the first line that went wrong went wrong. */
-    [[nodiscard]] ExitStatus status() const noexcept { return m_status; }
+    ExitStatus status() const noexcept { return m_status; }
 
     /** The lines that execute understands, for people. */
     static const char* help() noexcept;
@@ -44,7 +44,7 @@ private:
     Server& m_server;
     const EndSignals& m_endSignals;
     std::size_t m_lineNumber = 0;
-    ExitStatus m_status = ExitStatus::Done;
+    ExitStatus m_status = ExitStatus::DONE;
 };
 
 } // namespace Dbcsi

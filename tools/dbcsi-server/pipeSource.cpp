@@ -1,10 +1,10 @@
 #include "lineSource.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <utility>
+
+#include <unistd.h>
 
 namespace Dbcsi {
 
@@ -30,29 +30,25 @@ std::optional<std::string> PipeSource::next()
             throw InputError("standard input holds a line of more than " +
                              std::to_string(longestLine) + " bytes");
         }
-        if (!readMore()) {
+        if (!readMore())
             break;
-        }
     }
-    if (!m_atEnd || m_pending.empty()) {
+    if (!m_atEnd || m_pending.empty())
         return std::nullopt;
-    }
     return std::exchange(m_pending, {}); // the last line, without a newline
 }
 
 bool PipeSource::readMore()
 {
-    if (m_atEnd || m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::Ended) {
+    if (m_atEnd || m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::ENDED)
         return false;
-    }
     std::array<char, 4096> buffer{};
     ssize_t count = 0;
     do {
         count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     } while (count < 0 && errno == EINTR);
-    if (count < 0) {
+    if (count < 0)
         throw InputError::ofRead(errno);
-    }
     m_pending.append(buffer.data(), static_cast<std::size_t>(count));
     m_atEnd = count == 0;
     return !m_atEnd;

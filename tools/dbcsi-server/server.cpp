@@ -4,14 +4,14 @@
 #include "dbcsiMessages.h"
 #include "writeIndication.h"
 
-#include <sys/eventfd.h>
-
 #include <cstring>
 #include <exception>
 #include <iomanip>
 #include <random>
 #include <sstream>
 #include <utility>
+
+#include <sys/eventfd.h>
 
 namespace Dbcsi {
 namespace {
@@ -69,8 +69,8 @@ Server::Server(Refusals refusals)
       m_changes(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"), m_thread(&Server::run, this)
 {
     std::unique_lock lock(m_mutex);
-    m_told.wait(lock, [this] { return m_start != Start::Pending; });
-    if (m_start == Start::Refused) {
+    m_told.wait(lock, [this] { return m_start != Start::PENDING; });
+    if (m_start == Start::REFUSED) {
         lock.unlock();
         m_thread.join();
         throw ServerError(std::string("cannot own the mailbox \"") + serverMailboxName +
@@ -115,9 +115,8 @@ void Server::clearChanges() const
 
 void Server::signalChange(std::size_t countBefore) const
 {
-    if (m_connections.subscriberCount() != countBefore) {
+    if (m_connections.subscriberCount() != countBefore)
         ::eventfd_write(m_changes.get(), 1);
-    }
 }
 
 void Server::run()
@@ -126,12 +125,11 @@ void Server::run()
     const bool owned = m_mailbox != ITC_NO_MBOX_ID;
     {
         const std::lock_guard lock(m_mutex);
-        m_start = owned ? Start::Served : Start::Refused;
+        m_start = owned ? Start::SERVED : Start::REFUSED;
     }
     m_told.notify_all();
-    if (owned) {
+    if (owned)
         receiveUntilEnd();
-    }
 }
 
 void Server::receiveUntilEnd()
@@ -240,9 +238,8 @@ void Server::runCall()
     {
         const std::lock_guard lock(m_mutex);
         Call* const called = std::exchange(m_call, nullptr);
-        if (called == nullptr) {
+        if (called == nullptr)
             return;
-        }
         try {
             called->work();
         } catch (...) {
@@ -263,9 +260,8 @@ void Server::call(const Work& work)
     Mailbox::wake(m_mailbox, CALL_IND);
     lock.lock();
     m_told.wait(lock, [&] { return made.done; });
-    if (made.error) {
+    if (made.error)
         std::rethrow_exception(made.error);
-    }
 }
 
 } // namespace Dbcsi

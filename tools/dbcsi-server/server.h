@@ -56,7 +56,7 @@ public:
     std::size_t subscriberCount();
 
     /** Can be read when the number of subscribers has changed since clearChanges. */
-    [[nodiscard]] int changes() const noexcept { return m_changes.get(); }
+    int changes() const noexcept { return m_changes.get(); }
     void clearChanges() const;
 
 private:
@@ -65,9 +65,9 @@ private:
 
     enum class Start
     {
-        Pending,
-        Served,
-        Refused
+        PENDING,
+        SERVED,
+        REFUSED
     };
 
     void run();
@@ -89,7 +89,7 @@ private:
     /* Guarded by m_mutex; each change is told. */
     std::mutex m_mutex;
     std::condition_variable m_told;
-    Start m_start = Start::Pending;
+    Start m_start = Start::PENDING;
     Call* m_call = nullptr; ///< its caller's, who waits
 
     /* Fixed before the constructor returns. */

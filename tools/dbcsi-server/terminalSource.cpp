@@ -1,14 +1,14 @@
 #include "lineSource.h"
 
-#include <histedit.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <clocale>
 #include <cwchar>
 #include <exception>
 #include <iostream>
 #include <utility>
+
+#include <histedit.h>
+#include <unistd.h>
 
 namespace Dbcsi {
 namespace {
@@ -39,9 +39,8 @@ public:
         : m_endSignals(endSignals), m_history(history_init()),
           m_editor(el_init("dbcsi-server", stdin, stdout, stderr))
     {
-        if (!m_history || !m_editor) {
+        if (!m_history || !m_editor)
             throw InputError("the terminal cannot be used for editing");
-        }
         HistEvent event{};
         history(m_history.get(), &event, H_SETSIZE, historySize);
         history(m_history.get(), &event, H_SETUNIQUE, 1);
@@ -59,17 +58,15 @@ public:
         el_set(m_editor.get(), EL_PREP_TERM, 1);
         int length = 0;
         const char* line = el_gets(m_editor.get(), &length);
-        if (m_error) {
+        if (m_error)
             std::rethrow_exception(std::exchange(m_error, nullptr));
-        }
         if (line == nullptr || length <= 0) {
             std::cout << std::endl; // whatever comes next begins a line
             return std::nullopt;
         }
         std::string text(line, static_cast<std::size_t>(length));
-        if (text.ends_with('\n')) {
+        if (text.ends_with('\n'))
             text.pop_back();
-        }
         if (text.find_first_not_of(" \t") != std::string::npos) {
             HistEvent event{};
             history(m_history.get(), &event, H_ENTER, text.c_str());
@@ -97,25 +94,20 @@ private:
         std::mbstate_t state{};
         for (;;) {
             char byte = 0;
-            if (m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::Ended) {
+            if (m_endSignals.waitFor(STDIN_FILENO) == EndSignals::Wait::ENDED)
                 return 0;
-            }
             const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
-            if (count < 0 && errno == EINTR) {
+            if (count < 0 && errno == EINTR)
                 continue;
-            }
-            if (count < 0 && errno != EIO) { // which says that the terminal has gone
+            if (count < 0 && errno != EIO) // which says that the terminal has gone
                 throw InputError::ofRead(errno);
-            }
-            if (count <= 0) {
+            if (count <= 0)
                 return 0;
-            }
             const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
-            if (length == static_cast<std::size_t>(-1)) {
+            if (length == static_cast<std::size_t>(-1))
                 state = {}; // not a character of this locale: the next byte begins one
-            } else if (length != static_cast<std::size_t>(-2)) {
+            else if (length != static_cast<std::size_t>(-2))
                 return 1;
-            }
         }
     }
 

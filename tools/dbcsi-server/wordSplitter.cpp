@@ -16,33 +16,27 @@ public:
     std::variant<Words, SplitError> split()
     {
         // A word is sent as a NUL-terminated string and could not carry one.
-        if (const std::size_t nul = m_line.find('\0'); nul != std::string_view::npos) {
+        if (const std::size_t nul = m_line.find('\0'); nul != std::string_view::npos)
             return SplitError{nul + 1, "NUL byte"};
-        }
         Words words;
         for (skipBlanks(); !atEnd() && !(words.empty() && peek() == '#'); skipBlanks()) {
             std::string word;
-            if (auto error = takeWord(word)) {
+            if (auto error = takeWord(word))
                 return std::move(*error);
-            }
             words.push_back(std::move(word));
         }
         return words;
     }
 
 private:
-    [[nodiscard]] bool atEnd() const noexcept { return m_at == m_line.size(); }
-    [[nodiscard]] char peek() const noexcept { return m_line[m_at]; }
-    [[nodiscard]] bool atBlank() const noexcept
-    {
-        return blanks.find(peek()) != std::string_view::npos;
-    }
+    bool atEnd() const noexcept { return m_at == m_line.size(); }
+    char peek() const noexcept { return m_line[m_at]; }
+    bool atBlank() const noexcept { return blanks.find(peek()) != std::string_view::npos; }
 
     void skipBlanks()
     {
-        while (!atEnd() && atBlank()) {
+        while (!atEnd() && atBlank())
             ++m_at;
-        }
     }
 
     std::optional<SplitError> takeWord(std::string& word)
@@ -50,13 +44,11 @@ private:
         while (!atEnd() && !atBlank()) {
             const char c = peek();
             if (c == '\'' || c == '"') {
-                if (auto error = takeQuoted(word, c)) {
+                if (auto error = takeQuoted(word, c))
                     return error;
-                }
             } else if (c == '\\') {
-                if (++m_at == m_line.size()) {
+                if (++m_at == m_line.size())
                     return SplitError{m_at, "nothing follows the backslash"};
-                }
                 word += m_line[m_at++];
             } else {
                 word += c;
@@ -70,19 +62,17 @@ private:
     {
         const std::size_t opening = m_at++;
         while (!atEnd() && peek() != quote) {
-            if (quote == '"' && peek() == '\\' && protectsNext()) {
+            if (quote == '"' && peek() == '\\' && protectsNext())
                 ++m_at;
-            }
             word += m_line[m_at++];
         }
-        if (atEnd()) {
+        if (atEnd())
             return SplitError{opening + 1, std::string("unterminated ") + quote};
-        }
         ++m_at;
         return std::nullopt;
     }
 
-    [[nodiscard]] bool protectsNext() const noexcept
+    bool protectsNext() const noexcept
     {
         return m_at + 1 < m_line.size() && (m_line[m_at + 1] == '"' || m_line[m_at + 1] == '\\');
     }

@@ -2,12 +2,12 @@
 #include "dbfile/sourceParser.h"
 #include "files.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -29,7 +29,7 @@ std::string outputPath(const BuildOptions& options)
     if (!options.output.empty())
         return options.output;
     if (options.sources.size() > 1)
-        throw Failure(Status::WrongUsage, "varnix: several sources need -o OUT");
+        throw Failure(Status::WRONG_USAGE, "varnix: several sources need -o OUT");
     return fs::path(options.sources.front()).replace_extension(".db").string();
 }
 
@@ -43,14 +43,14 @@ void refuseReplacing(const std::string& replaced, const std::string& path, const
                      const std::string& option)
 {
     if (isSameFile(path, replaced))
-        throw Failure(Status::WrongUsage, "varnix: the " + role + " would replace " + replaced +
-                                              "; name another file with " + option);
+        throw Failure(Status::WRONG_USAGE, "varnix: the " + role + " would replace " + replaced +
+                                               "; name another file with " + option);
 }
 
 void refuseDepfile(const BuildOptions& options, const std::string& output)
 {
     if (output == standardOutput)
-        throw Failure(Status::WrongUsage,
+        throw Failure(Status::WRONG_USAGE,
                       "varnix: --depfile needs an output file; name one with -o");
     refuseReplacing(output, options.depfile, "dependency file", "--depfile");
     for (const std::string& source : options.sources)
@@ -95,7 +95,7 @@ Status build(const BuildOptions& options)
 {
     const std::string output = outputPath(options);
     if (output == standardOutput && ::isatty(STDOUT_FILENO) != 0)
-        throw Failure(Status::WrongUsage,
+        throw Failure(Status::WRONG_USAGE,
                       "varnix: a database is not written to a terminal; name a file with -o");
     for (const std::string& source : options.sources)
         refuseReplacing(source, output, "output", "-o");
@@ -109,13 +109,13 @@ Status build(const BuildOptions& options)
     for (const DbFile::SourceError& error : parser.errors())
         errors.append(errors.empty() ? "" : "\n").append(describe(error));
     if (!errors.empty())
-        throw Failure(Status::Invalid, errors);
+        throw Failure(Status::INVALID, errors);
     const std::string image = encode(parser.database());
     // Before the output: an output that is new never stands beside old dependencies.
     if (!options.depfile.empty())
         writeOutput(options.depfile, dependencies(output, options.sources));
     write(output, image);
-    return Status::Done;
+    return Status::DONE;
 }
 
 } // namespace

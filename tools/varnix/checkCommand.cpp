@@ -3,12 +3,12 @@
 #include "files.h"
 #include "terminal.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <memory>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -18,19 +18,19 @@ namespace {
 Status checkFile(const std::string& path)
 {
     const DbFile::CheckResult result = DbFile::check(readInput(path));
-    const std::string error = Painter(STDOUT_FILENO).paint(Colour::Red, "error");
-    const std::string noted = Painter(STDERR_FILENO).paint(Colour::Bold, "note");
+    const std::string error = Painter(STDOUT_FILENO).paint(Colour::RED, "error");
+    const std::string noted = Painter(STDERR_FILENO).paint(Colour::BOLD, "note");
     for (const DbFile::Finding& finding : result.findings)
         std::cout << describe(path, finding, error) << '\n';
     for (const DbFile::Finding& note : result.notes)
         std::cerr << describe(path, note, noted) << '\n';
-    return result.findings.empty() ? Status::Done : Status::No;
+    return result.findings.empty() ? Status::DONE : Status::NO;
 }
 
 /** One unreadable file does not keep the others from being checked. */
 Status checkFiles(const std::vector<std::string>& paths)
 {
-    Status worst = Status::Done;
+    Status worst = Status::DONE;
     for (const std::string& path : paths) {
         try {
             worst = std::max(worst, checkFile(path));

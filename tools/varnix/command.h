@@ -1,27 +1,27 @@
 #ifndef VARNIX_TOOL_COMMAND_H
 #define VARNIX_TOOL_COMMAND_H
 
-#include <CLI/App.hpp>
-
 #include <functional>
 #include <stdexcept>
 #include <string>
+
+#include <CLI/App.hpp>
 
 namespace Varnix::Tool {
 
 /** The exit statuses of the command. */
 enum class Status
 {
-    Done = 0,
+    DONE = 0,
     /** The answer is no: a key is absent, a check found something, two files differ. */
-    No = 1,
-    WrongUsage = 2,
+    NO = 1,
+    WRONG_USAGE = 2,
     /** A file cannot be opened, read or written. */
-    Unreadable = 3,
+    UNREADABLE = 3,
     /** An input was read and is not valid. */
-    Invalid = 4,
+    INVALID = 4,
     /** No production database, or no usable configuration. */
-    NodeUnusable = 5,
+    NODE_UNUSABLE = 5,
 };
 
 /** Ends a subcommand with a status; the text goes to standard error as it is. */

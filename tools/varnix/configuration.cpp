@@ -2,11 +2,11 @@
 
 #include "command.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -40,11 +40,11 @@ bool hasNoEnd(const std::string& path)
 void refuseUnopened(const std::string& config)
 {
     if (hasNoEnd(config))
-        throw Failure(Status::NodeUnusable,
-                      "varnix: no configuration: " + config + " is a folder or a device");
+        throw Failure(Status::NODE_UNUSABLE,
+                      "varnix: no configuration: " + config + " is a directory or a device");
     if (::access(config.c_str(), R_OK) != 0)
-        throw Failure(Status::NodeUnusable, "varnix: no configuration: cannot open " + config +
-                                                ": " + std::system_category().message(errno));
+        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot open " + config +
+                                                 ": " + std::system_category().message(errno));
 }
 
 std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config)
@@ -53,10 +53,10 @@ std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& confi
     std::vector<DBUtils::DbConfiguration> entries;
     const auto error = DBUtils::readConfigFile(config, entries);
     if (error && isReadFailure(*error))
-        throw Failure(Status::NodeUnusable,
+        throw Failure(Status::NODE_UNUSABLE,
                       "varnix: no configuration: cannot read " + config + ": " + error->reason);
     if (error)
-        throw Failure(Status::Invalid, positionedText(*error, config));
+        throw Failure(Status::INVALID, positionedText(*error, config));
     return entries;
 }
 

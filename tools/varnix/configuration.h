@@ -8,7 +8,7 @@
 
 namespace Varnix::Tool {
 
-/** Whether it is a folder or a character device, which nothing reads to its end. */
+/** Whether it is a directory or a character device, which nothing reads to its end. */
 bool hasNoEnd(const std::string& path);
 
 /** Failure with NodeUnusable when the configuration file cannot be opened. */

@@ -32,7 +32,7 @@ Status diff(const DiffOptions& options)
         printSide('-', difference.key, difference.first);
         printSide('+', difference.key, difference.second);
     }
-    return found.empty() ? Status::Done : Status::No;
+    return found.empty() ? Status::DONE : Status::NO;
 }
 
 } // namespace

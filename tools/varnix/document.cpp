@@ -3,8 +3,6 @@
 #include "dbfile/finding.h"
 #include "dbfile/types.h"
 
-#include <nlohmann/json.hpp>
-
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -12,6 +10,8 @@
 #include <iostream>
 #include <new>
 #include <utility>
+
+#include <nlohmann/json.hpp>
 
 namespace Varnix::Tool {
 
@@ -61,10 +61,10 @@ void endWithoutMemory() noexcept
     std::set_new_handler([] {
         static_cast<void>(std::printf("{\n  \"errors\": [\n    {\n      \"message\": \"%s\",\n"
                                       "      \"status\": %d\n    }\n  ]\n}\n",
-                                      outOfMemory, static_cast<int>(Status::Unreadable)));
+                                      outOfMemory, static_cast<int>(Status::UNREADABLE)));
         static_cast<void>(std::fflush(stdout));
         static_cast<void>(std::fprintf(stderr, "%s\n", outOfMemory));
-        std::_Exit(static_cast<int>(Status::Unreadable));
+        std::_Exit(static_cast<int>(Status::UNREADABLE));
     });
 }
 

@@ -4,10 +4,10 @@
 #include "command.h"
 #include "dbfile/comparison.h"
 
-#include <nlohmann/json_fwd.hpp>
-
 #include <string>
 #include <string_view>
+
+#include <nlohmann/json_fwd.hpp>
 
 namespace Varnix::Tool {
 

@@ -4,10 +4,10 @@
 #include "document.h"
 #include "files.h"
 
-#include <nlohmann/json.hpp>
-
 #include <iostream>
 #include <memory>
+
+#include <nlohmann/json.hpp>
 
 namespace Varnix::Tool {
 
@@ -54,7 +54,7 @@ Status dump(const DumpOptions& options)
         printDocument(documentOf(options.file, database));
     else
         std::cout << printSource(database);
-    return Status::Done;
+    return Status::DONE;
 }
 
 } // namespace

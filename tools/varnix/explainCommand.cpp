@@ -4,10 +4,10 @@
 #include "explainPrint.h"
 #include "explanation.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <memory>
+
+#include <nlohmann/json.hpp>
 
 namespace Varnix::Tool {
 
@@ -26,12 +26,12 @@ struct ExplainOptions
 Status statusOf(const Explanation& explanation, const std::vector<std::string>& askedFor)
 {
     if (!explanation.isUsable())
-        return Status::NodeUnusable;
+        return Status::NODE_UNUSABLE;
     const bool isEveryKeyRead =
         std::all_of(askedFor.begin(), askedFor.end(), [&](const std::string& key) {
-            return explanation.answerFor(key).kind == Answer::Kind::Value;
+            return explanation.answerFor(key).kind == Answer::Kind::VALUE;
         });
-    return isEveryKeyRead ? Status::Done : Status::No;
+    return isEveryKeyRead ? Status::DONE : Status::NO;
 }
 
 Status runExplain(const ExplainOptions& options)

@@ -41,11 +41,11 @@ Json documentOf(const ExplainedFile& file)
 const char* nameOf(Answer::Kind kind) noexcept
 {
     switch (kind) {
-    case Answer::Kind::NoDatabase:
+    case Answer::Kind::NO_DATABASE:
         return "no database";
-    case Answer::Kind::Absent:
+    case Answer::Kind::ABSENT:
         return "absent";
-    case Answer::Kind::Mismatch:
+    case Answer::Kind::MISMATCH:
         return "type mismatch";
     default:
         return "value";
@@ -56,7 +56,7 @@ Json answerDocument(const Explanation& explanation, const std::string& key)
 {
     const Answer answer = explanation.answerFor(key);
     Json document{{"result", nameOf(answer.kind)}};
-    if (answer.kind != Answer::Kind::Value && answer.kind != Answer::Kind::Mismatch)
+    if (answer.kind != Answer::Kind::VALUE && answer.kind != Answer::Kind::MISMATCH)
         return document;
     document["production"] = answer.fromProduction;
     document["file"] =

@@ -3,8 +3,6 @@
 #include "dbfile/decoder.h"
 #include "dbfile/types.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -14,6 +12,8 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#include <dirent.h>
 
 namespace Varnix::Tool {
 
@@ -41,11 +41,11 @@ void findInEntries(const Explanation& explanation, Findings& findings)
     for (std::size_t i = 0; i < entries.size(); ++i)
         if (entries[i].matches.empty())
             findings.push_back(
-                {Severity::Note, explanation.config, entries[i].configuration.line,
+                {Severity::NOTE, explanation.config, entries[i].configuration.line,
                  entryText(i) + ": " + entries[i].pattern + " matches none of the identities"});
     if (std::none_of(explanation.files.begin(), explanation.files.end(),
                      [](const ExplainedFile& file) { return file.selected; }))
-        findings.push_back({Severity::Warning, explanation.config, 0,
+        findings.push_back({Severity::WARNING, explanation.config, 0,
                             "no file is selected: a client finds only what the production "
                             "database holds"});
 }
@@ -56,17 +56,18 @@ void findInFile(const Explanation& explanation, const ExplainedFile& file, Findi
     const int line = explanation.entries[entry].configuration.line;
     if (!file.selected)
         findings.push_back(
-            {Severity::Note, explanation.config, line, "no entry that matches lists " + file.path});
+            {Severity::NOTE, explanation.config, line, "no entry that matches lists " + file.path});
     if (file.problem)
         findings.push_back(
-            {file.selected ? Severity::Error : Severity::Warning, explanation.config, line,
+            {file.selected ? Severity::ERROR : Severity::WARNING, explanation.config, line,
              entryText(entry) + " lists a file that cannot be used: " + *file.problem});
     if (file.defects > 0)
-        findings.push_back({Severity::Warning, file.path, 0,
+        findings.push_back({Severity::WARNING, file.path, 0,
                             "the file holds what it must not; varnix check names it"});
 }
 
-/** Whether a file begins as a database file does; other files in a folder are not our business. */
+/** Whether a file begins as a database file does; other files in a directory are not our business.
+ */
 bool looksLikeDatabase(const fs::path& path)
 {
     std::array<char, DbFile::Format::headerSize> header{};
@@ -81,19 +82,19 @@ fs::path resolved(const fs::path& path)
     return fs::weakly_canonical(path, error);
 }
 
-struct CloseFolder
+struct CloseDirectory
 {
-    void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+    void operator()(DIR* directory) const noexcept { ::closedir(directory); }
 };
 
 /**
- * What a folder holds; nothing where it cannot be read. Without the standard library's iterator,
+ * What a directory holds; nothing where it cannot be read. Without the standard library's iterator,
  * which ends the process when memory runs out.
  */
-std::vector<std::string> namesIn(const fs::path& folder)
+std::vector<std::string> namesIn(const fs::path& directory)
 {
-    const std::unique_ptr<DIR, CloseFolder> listing(
-        ::opendir(folder.empty() ? "." : folder.c_str()));
+    const std::unique_ptr<DIR, CloseDirectory> listing(
+        ::opendir(directory.empty() ? "." : directory.c_str()));
     std::vector<std::string> names;
     if (listing)
         while (const dirent* const entry = ::readdir(listing.get()))
@@ -105,25 +106,25 @@ std::vector<std::string> namesIn(const fs::path& folder)
 void findUnlisted(const Explanation& explanation, Findings& findings)
 {
     std::set<fs::path> known;
-    std::set<fs::path> folders;
+    std::set<fs::path> directories;
     for (const ExplainedFile& file : explanation.files) {
         known.insert(resolved(file.path));
-        folders.insert(fs::path(file.path).parent_path());
+        directories.insert(fs::path(file.path).parent_path());
     }
     if (explanation.production)
         known.insert(resolved(explanation.production->path));
     std::set<fs::path> unlisted;
-    for (const fs::path& folder : folders) {
+    for (const fs::path& directory : directories) {
         std::error_code error;
-        for (const std::string& name : namesIn(folder)) {
-            const fs::path path = folder / name;
+        for (const std::string& name : namesIn(directory)) {
+            const fs::path path = directory / name;
             if (fs::is_regular_file(path, error) && known.insert(resolved(path)).second &&
                 looksLikeDatabase(path))
                 unlisted.insert(path);
         }
     }
     for (const fs::path& path : unlisted)
-        findings.push_back({Severity::Note, path.string(), 0, "no entry lists this database file"});
+        findings.push_back({Severity::NOTE, path.string(), 0, "no entry lists this database file"});
 }
 
 void findHidden(const Explanation& explanation, Findings& findings)
@@ -137,7 +138,7 @@ void findHidden(const Explanation& explanation, Findings& findings)
         text.append(": ").append(typeText(hiding->value.type)).append(" here hides ");
         text.append(type).append(" in ").append(explanation.files[hidden.file].path);
         text.append(": a client that reads ").append(type).append(" gets a type mismatch");
-        findings.push_back({Severity::Warning, explanation.production->path, 0, std::move(text)});
+        findings.push_back({Severity::WARNING, explanation.production->path, 0, std::move(text)});
     }
 }
 
@@ -146,9 +147,9 @@ void findHidden(const Explanation& explanation, Findings& findings)
 const char* nameOf(Severity severity) noexcept
 {
     switch (severity) {
-    case Severity::Note:
+    case Severity::NOTE:
         return "note";
-    case Severity::Warning:
+    case Severity::WARNING:
         return "warning";
     default:
         return "error";

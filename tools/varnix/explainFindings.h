@@ -11,10 +11,10 @@ namespace Varnix::Tool {
 enum class Severity
 {
     /** It may be meant so. */
-    Note,
-    Warning,
+    NOTE,
+    WARNING,
     /** It keeps a client from getting a database. */
-    Error,
+    ERROR,
 };
 
 const char* nameOf(Severity severity) noexcept;
@@ -22,7 +22,7 @@ const char* nameOf(Severity severity) noexcept;
 /** Something that looks wrong, and what to do about it. */
 struct NodeFinding
 {
-    Severity severity = Severity::Note;
+    Severity severity = Severity::NOTE;
     std::string file;
     /** The line of a configuration's entry; 0: the file as a whole. */
     int line = 0;

@@ -4,10 +4,10 @@
 #include "explainFindings.h"
 #include "explanation.h"
 
-#include <nlohmann/json_fwd.hpp>
-
 #include <string>
 #include <vector>
+
+#include <nlohmann/json_fwd.hpp>
 
 /** An explanation as a text for people and as a document for programs. */
 namespace Varnix::Tool {

@@ -4,10 +4,10 @@
 #include "explainPrint.h"
 #include "terminal.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -68,7 +68,7 @@ public:
                       << "  "
                       << (entry.matches.empty()
                               ? "matches nothing"
-                              : m_painter.paint(Colour::Green, "matches " + joined(entry.matches)))
+                              : m_painter.paint(Colour::GREEN, "matches " + joined(entry.matches)))
                       << '\n';
         }
     }
@@ -119,14 +119,14 @@ public:
 private:
     std::string heading(const std::string& text) const
     {
-        return m_painter.paint(Colour::Bold, text);
+        return m_painter.paint(Colour::BOLD, text);
     }
 
     static Colour colourOf(Severity severity) noexcept
     {
-        if (severity == Severity::Error)
-            return Colour::Red;
-        return severity == Severity::Warning ? Colour::Yellow : Colour::Bold;
+        if (severity == Severity::ERROR)
+            return Colour::RED;
+        return severity == Severity::WARNING ? Colour::YELLOW : Colour::BOLD;
     }
 
     /** The other places where entries that match list the file. */
@@ -147,11 +147,11 @@ private:
                                        ? ""
                                        : m_explanation.files[answer.file].path;
         switch (answer.kind) {
-        case Answer::Kind::NoDatabase:
+        case Answer::Kind::NO_DATABASE:
             return "a client gets no database: a selected file cannot be used";
-        case Answer::Kind::Absent:
+        case Answer::Kind::ABSENT:
             return "a client finds no such key";
-        case Answer::Kind::Mismatch:
+        case Answer::Kind::MISMATCH:
             return "a client gets a type mismatch from every read: in " + source + " it is " +
                    valueText(answer.value);
         default:

@@ -109,14 +109,14 @@ Answer Explanation::answerFor(const std::string& key) const
     const StoredValue* const inComponents = componentStore.find(key);
     Answer answer;
     if (!isUsable()) {
-        answer.kind = Answer::Kind::NoDatabase;
+        answer.kind = Answer::Kind::NO_DATABASE;
         return answer;
     }
     const StoredValue* const found = inProduction != nullptr ? inProduction : inComponents;
     if (found == nullptr)
         return answer;
     const DbFile::Type* const type = DbFile::findType(found->value.type);
-    answer.kind = type == nullptr ? Answer::Kind::Mismatch : Answer::Kind::Value;
+    answer.kind = type == nullptr ? Answer::Kind::MISMATCH : Answer::Kind::VALUE;
     answer.value = found->value;
     if (type != nullptr) // reads leave out what is no whole element
         answer.value.data.resize(answer.value.data.size() / type->elementSize * type->elementSize);

@@ -50,14 +50,14 @@ struct Answer
     enum class Kind
     {
         /** No database at all: a selected file cannot be used. */
-        NoDatabase,
-        Absent,
+        NO_DATABASE,
+        ABSENT,
         /** The key is there, and no read accepts it. */
-        Mismatch,
-        Value,
+        MISMATCH,
+        VALUE,
     };
 
-    Kind kind = Kind::Absent;
+    Kind kind = Kind::ABSENT;
     DbFile::Value value;
     bool fromProduction = false;
     /** The file that gives it, when it is not the production database. */

@@ -12,7 +12,7 @@ namespace {
 
 Failure unreadable(const DbFile::FileError& error)
 {
-    return {Status::Unreadable, std::string("varnix: ") + error.what()};
+    return {Status::UNREADABLE, std::string("varnix: ") + error.what()};
 }
 
 std::string refusalText(const std::string& path, const std::string& image)
@@ -39,7 +39,7 @@ DbFile::Database readDatabase(const std::string& path)
     const std::string image = readInput(path);
     const std::string refused = refusalText(path, image);
     if (!refused.empty())
-        throw Failure(Status::Invalid, refused);
+        throw Failure(Status::INVALID, refused);
     return DbFile::decode(image);
 }
 

@@ -3,11 +3,6 @@
 #include "document.h"
 #include "nodeDiagnosis.h"
 
-#include <varnix/dbRegistryIf.h>
-
-#include <CLI/Validators.hpp>
-#include <nlohmann/json.hpp>
-
 #include <array>
 #include <cstdint>
 #include <iostream>
@@ -17,6 +12,10 @@
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include <CLI/Validators.hpp>
+#include <nlohmann/json.hpp>
+#include <varnix/dbRegistryIf.h>
 
 namespace Varnix::Tool {
 
@@ -104,7 +103,7 @@ constexpr std::array typedReads{
 /** Why there is no value for a key; explain knows where it was looked for. */
 Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
 {
-    return {Status::No,
+    return {Status::NO,
             "varnix: " + key + ": " + why + "; see varnix explain " + options.config + ' ' + key};
 }
 
@@ -169,7 +168,7 @@ Status get(const GetOptions& options)
     if (options.json)
         document = {
             {"config", options.config}, {"values", Json::array()}, {"errors", Json::array()}};
-    Status status = Status::Done;
+    Status status = Status::DONE;
     for (const std::string& key : options.keys) {
         try {
             const Parameter parameter = parameterFor(*database, key, options);

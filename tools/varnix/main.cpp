@@ -1,10 +1,6 @@
 #include "command.h"
 #include "document.h"
 
-#include <varnix/version.h>
-
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <exception>
 #include <iostream>
@@ -12,6 +8,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <CLI/CLI.hpp>
+#include <varnix/version.h>
 
 namespace {
 
@@ -49,7 +48,7 @@ Status run(int argc, char** argv)
     app.footer("Exit status: 0 done; 1 the answer is no; 2 wrong usage; 3 a file cannot be opened, "
                "read or written; 4 an input is not valid; 5 the node cannot be used.");
 
-    Status status = Status::Done;
+    Status status = Status::DONE;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
                            Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain})
         add(app, status);
@@ -60,15 +59,15 @@ Status run(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             app.exit(error);
-            return Status::Done;
+            return Status::DONE;
         }
-        return fail(Status::WrongUsage,
+        return fail(Status::WRONG_USAGE,
                     std::string("varnix: ") + error.what() + "\nTry " + helpFor(app) + '.',
                     asDocument);
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
     } catch (const std::bad_alloc&) {
-        return fail(Status::Unreadable, Varnix::Tool::outOfMemory, asDocument);
+        return fail(Status::UNREADABLE, Varnix::Tool::outOfMemory, asDocument);
     }
 }
 
@@ -84,5 +83,5 @@ int main(int argc, char** argv)
     } catch (const std::exception& error) {
         std::cerr << "varnix: " << error.what() << '\n';
     }
-    return static_cast<int>(Status::Unreadable);
+    return static_cast<int>(Status::UNREADABLE);
 }

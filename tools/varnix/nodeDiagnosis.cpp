@@ -7,12 +7,12 @@
 #include "production.h"
 #include "selection.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <optional>
 #include <system_error>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -34,8 +34,9 @@ void refuseEndlessNode(const std::string& config)
 {
     for (const ProductionFile& file : productionFiles()) {
         if (isEndless(file.path))
-            throw Failure(Status::NodeUnusable, "varnix: no production database: " + file.variable +
-                                                    ": " + problemWith(file.path).value_or(""));
+            throw Failure(Status::NODE_UNUSABLE,
+                          "varnix: no production database: " + file.variable + ": " +
+                              problemWith(file.path).value_or(""));
         if (!problemWith(file.path))
             break;
     }
@@ -50,9 +51,9 @@ void refuseUnusableNode(const std::string& config)
     for (const std::string& path :
          Backend::Selection::selectFiles(readConfiguration(config), identities))
         if (const std::optional<std::string> problem = problemWith(path))
-            throw Failure(Status::NodeUnusable, "varnix: a database file that " + config +
-                                                    " selects cannot be used: " + *problem);
-    throw Failure(Status::NodeUnusable,
+            throw Failure(Status::NODE_UNUSABLE, "varnix: a database file that " + config +
+                                                     " selects cannot be used: " + *problem);
+    throw Failure(Status::NODE_UNUSABLE,
                   "varnix: the library's trace events tell why it cannot use " + config);
 }
 

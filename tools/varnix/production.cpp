@@ -54,17 +54,17 @@ std::vector<std::string> requireIdentities(const std::optional<Production>& prod
                                            const std::string& alternative)
 {
     if (!production)
-        throw Failure(Status::NodeUnusable, "varnix: no production database: " + whyNoProduction() +
-                                                "\nName one in the environment" + alternative +
-                                                '.');
+        throw Failure(Status::NODE_UNUSABLE,
+                      "varnix: no production database: " + whyNoProduction() +
+                          "\nName one in the environment" + alternative + '.');
     Store store;
     store.populate(production->database, 0);
     const StoredValue* const found = store.find(identitiesKey);
     if (found == nullptr || found->value.type != DbFile::charType)
-        throw Failure(Status::NodeUnusable, "varnix: no identities: the production database " +
-                                                production->file.path + " holds no text at " +
-                                                identitiesKey + "\nAdd it to its source" +
-                                                alternative + '.');
+        throw Failure(Status::NODE_UNUSABLE, "varnix: no identities: the production database " +
+                                                 production->file.path + " holds no text at " +
+                                                 identitiesKey + "\nAdd it to its source" +
+                                                 alternative + '.');
     return Backend::DBUtils::tokenize(found->value.data, " ");
 }
 

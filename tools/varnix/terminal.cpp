@@ -1,9 +1,9 @@
 #include "terminal.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <string_view>
+
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -19,11 +19,11 @@ std::string_view variable(const char* name)
 const char* codeOf(Colour colour) noexcept
 {
     switch (colour) {
-    case Colour::Bold:
+    case Colour::BOLD:
         return "1";
-    case Colour::Green:
+    case Colour::GREEN:
         return "32";
-    case Colour::Yellow:
+    case Colour::YELLOW:
         return "33";
     default:
         return "31";

@@ -7,10 +7,10 @@ namespace Varnix::Tool {
 
 enum class Colour
 {
-    Bold,
-    Green,
-    Yellow,
-    Red,
+    BOLD,
+    GREEN,
+    YELLOW,
+    RED,
 };
 
 /** Text in colour where it goes to a terminal whose user has not set NO_COLOR. */

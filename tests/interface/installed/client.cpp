@@ -1,14 +1,14 @@
 // A client as a user of the installed library writes it.
-#include <varnix/databaseIf.h>
-#include <varnix/dbRegistryIf.h>
-#include <varnix/version.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <varnix/databaseIf.h>
+#include <varnix/dbRegistryIf.h>
+#include <varnix/version.h>
 
 int main(int argc, char** argv)
 {

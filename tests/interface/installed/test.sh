@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs a build into a folder of its own, builds a client against it with pkg-config and with
+# Installs a build into a directory of its own, builds a client against it with pkg-config and with
 # find_package, and runs both; then once more with a library that LD_LIBRARY_PATH alone puts in.
 # usage: test.sh BUILD CLIENT_DATABASE COMPILER FLAGS
 set -euo pipefail

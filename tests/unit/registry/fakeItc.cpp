@@ -104,10 +104,9 @@ bool FakeItc::waitUntilIdle()
     clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += 20;
     const Locked locked(m_mutex);
-    while (!m_receiving || !m_inbox.empty()) {
+    while (!m_receiving || !m_inbox.empty())
         if (pthread_cond_timedwait(&m_changed, &m_mutex, &deadline) == ETIMEDOUT)
             return false;
-    }
     return true;
 }
 
@@ -120,10 +119,9 @@ std::vector<std::string> FakeItc::newCalls()
 Bytes FakeItc::bytes(const std::string& name)
 {
     const Locked locked(m_mutex);
-    for (const Message& message : m_messages) {
+    for (const Message& message : m_messages)
         if (message.name == name)
             return message.bytes;
-    }
     return {};
 }
 
@@ -131,10 +129,9 @@ std::vector<std::string> FakeItc::held()
 {
     const Locked locked(m_mutex);
     std::vector<std::string> names;
-    for (const Message& message : m_messages) {
+    for (const Message& message : m_messages)
         if (message.memory)
             names.push_back(message.name);
-    }
     return names;
 }
 

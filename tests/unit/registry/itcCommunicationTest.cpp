@@ -1,11 +1,8 @@
 #include "itc_communication.h"
-
 #include "registryFixture.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 #include "throwingAllocation.h"
-
-#include <dbcsiMessages.h>
 
 #include <atomic>
 #include <cstring>
@@ -13,6 +10,7 @@
 #include <semaphore>
 #include <thread>
 
+#include <dbcsiMessages.h>
 #include <pthread.h>
 #include <unistd.h>
 

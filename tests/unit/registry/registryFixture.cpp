@@ -13,7 +13,7 @@ RegistryFixture::RegistryFixture()
 {
     TraceSession::ofThisProcess().take();
     m_itc.reset();
-    NodeFolder::noProduction();
+    NodeDirectory::noProduction();
 }
 
 RegistryFixture::~RegistryFixture()

@@ -3,14 +3,14 @@
 
 #include "dbRegistryImpl.h"
 #include "fakeItc.h"
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 #include "tests/support/traceSession.h"
-
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace Varnix::Test {
 
@@ -55,7 +55,7 @@ protected:
     }
     static std::string text(const Backend::DatabaseImpl& store, const std::string& key);
 
-    NodeFolder m_node;
+    NodeDirectory m_node;
     FakeItc& m_itc = FakeItc::instance();
 
 private:

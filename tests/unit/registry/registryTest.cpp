@@ -24,10 +24,9 @@ protected:
     Records registryRecords() const
     {
         Records own;
-        for (const std::string& record : traced()) {
+        for (const std::string& record : traced())
             if (record.find(' ' + source) != std::string::npos)
                 own.push_back(record);
-        }
         return own;
     }
 
@@ -391,7 +390,7 @@ constinit Deed atTheVeryEnd = nullptr;
 
 TEST(EndOfTheProcess, RegistryThatIsMadeThenStartsNoThread)
 {
-    NodeFolder::noProduction();
+    NodeDirectory::noProduction();
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {

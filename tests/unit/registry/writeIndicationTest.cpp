@@ -1,10 +1,10 @@
 #include "writeIndication.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <variant>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
 #ifndef VARNIX_DATABASEIF_H
 #define VARNIX_DATABASEIF_H
 
-#include <varnix/export.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include <varnix/export.h>
 
 namespace Varnix {
 namespace V1 {

@@ -1,11 +1,11 @@
 #ifndef VARNIX_DBREGISTRYIF_H
 #define VARNIX_DBREGISTRYIF_H
 
-#include <varnix/databaseIf.h>
-#include <varnix/export.h>
-
 #include <memory>
 #include <string>
+
+#include <varnix/databaseIf.h>
+#include <varnix/export.h>
 
 namespace Varnix {
 namespace V1 {

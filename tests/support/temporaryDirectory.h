@@ -1,5 +1,5 @@
-#ifndef VARNIX_TESTS_TEMPORARYFOLDER_H
-#define VARNIX_TESTS_TEMPORARYFOLDER_H
+#ifndef VARNIX_TESTS_TEMPORARYDIRECTORY_H
+#define VARNIX_TESTS_TEMPORARYDIRECTORY_H
 
 #include <cstdlib>
 #include <filesystem>
@@ -9,24 +9,24 @@
 
 namespace Varnix::Test {
 
-/** A new folder, removed with everything in it at the end. */
-class TemporaryFolder
+/** A new directory, removed with everything in it at the end. */
+class TemporaryDirectory
 {
 public:
-    TemporaryFolder()
+    TemporaryDirectory()
     {
         std::string name = std::filesystem::temp_directory_path() / "varnix-test-XXXXXX";
         if (::mkdtemp(name.data()) == nullptr)
-            throw std::runtime_error("no temporary folder");
+            throw std::runtime_error("no temporary directory");
         m_path = name;
     }
-    ~TemporaryFolder()
+    ~TemporaryDirectory()
     {
         std::error_code ignored;
         std::filesystem::remove_all(m_path, ignored);
     }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     const std::filesystem::path& path() const noexcept { return m_path; }
     std::filesystem::path operator/(std::string_view name) const { return m_path / name; }

@@ -1,4 +1,4 @@
-#include "tests/support/nodeFolder.h"
+#include "tests/support/nodeDirectory.h"
 
 #include <cstdlib>
 
@@ -27,29 +27,29 @@ std::string configText(const std::vector<ConfigEntry>& entries)
     return "varnix = {\n component_versions = (\n" + elements + "\n );\n};\n";
 }
 
-void NodeFolder::production(const DbBuilder& builder) const
+void NodeDirectory::production(const DbBuilder& builder) const
 {
     noProduction();
     ::setenv(secondVariable, database("production.db", builder).c_str(), 1);
 }
 
-void NodeFolder::noProduction()
+void NodeDirectory::noProduction()
 {
     ::unsetenv(firstVariable);
     ::unsetenv(secondVariable);
 }
 
-std::string NodeFolder::database(const std::string& name, const DbBuilder& builder) const
+std::string NodeDirectory::database(const std::string& name, const DbBuilder& builder) const
 {
-    const std::filesystem::path path = m_folder / name;
+    const std::filesystem::path path = m_directory / name;
     builder.write(path);
     return path.string();
 }
 
-std::string NodeFolder::configuration(const std::string& name,
-                                      const std::vector<ConfigEntry>& entries) const
+std::string NodeDirectory::configuration(const std::string& name,
+                                         const std::vector<ConfigEntry>& entries) const
 {
-    const std::filesystem::path path = m_folder / name;
+    const std::filesystem::path path = m_directory / name;
     writeFile(path, configText(entries));
     return path.string();
 }

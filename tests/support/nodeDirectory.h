@@ -1,8 +1,8 @@
-#ifndef VARNIX_TESTS_NODEFOLDER_H
-#define VARNIX_TESTS_NODEFOLDER_H
+#ifndef VARNIX_TESTS_NODEDIRECTORY_H
+#define VARNIX_TESTS_NODEDIRECTORY_H
 
 #include "tests/support/dbBuilder.h"
-#include "tests/support/temporaryFolder.h"
+#include "tests/support/temporaryDirectory.h"
 
 #include <filesystem>
 #include <string>
@@ -26,11 +26,11 @@ struct ConfigEntry
 /** The text of a component configuration file. */
 std::string configText(const std::vector<ConfigEntry>& entries);
 
-/** The files of a node, in a temporary folder. */
-class NodeFolder
+/** The files of a node, in a temporary directory. */
+class NodeDirectory
 {
 public:
-    std::filesystem::path operator/(std::string_view name) const { return m_folder / name; }
+    std::filesystem::path operator/(std::string_view name) const { return m_directory / name; }
 
     /** Writes the node's production database and names it in the environment. */
     void production(const DbBuilder& builder) const;
@@ -46,7 +46,7 @@ public:
                               const std::vector<ConfigEntry>& entries) const;
 
 private:
-    TemporaryFolder m_folder;
+    TemporaryDirectory m_directory;
 };
 
 } // namespace Varnix::Test

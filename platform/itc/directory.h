@@ -1,5 +1,8 @@
+#ifndef VARNIX_PLATFORM_ITC_DIRECTORY_H
+#define VARNIX_PLATFORM_ITC_DIRECTORY_H
+
 /**
- * The folder in which the mailboxes of one user's processes find each other. In it stand
+ * The directory in which the mailboxes of one user's processes find each other. In it stand
  *
  *     m-ID     the endpoint of a mailbox, a listening socket; ID is eight hexadecimal digits
  *     n-NAME   a link to the endpoint of the mailbox of that name
@@ -9,21 +12,19 @@
  * An endpoint lives exactly as long as its process: what a dead one left behind is told by a
  * socket that nobody has bound, and removed.
  */
-#ifndef VARNIX_PLATFORM_ITC_FOLDER_H
-#define VARNIX_PLATFORM_ITC_FOLDER_H
 
 #include "descriptor.h"
-
-#include <sys/un.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include <sys/un.h>
+
 namespace Itc {
 
-class Folder
+class Directory
 {
 public:
     struct Endpoint
@@ -33,8 +34,8 @@ public:
         std::string entry; ///< of its name
     };
 
-    /** Opens the folder that the environment names, made where it is missing. Throws. */
-    static Folder open();
+    /** Opens the directory that the environment names, made where it is missing. Throws. */
+    static Directory open();
 
     /** Creates a mailbox's endpoint under a name, unless a live one holds it or it is too long. */
     std::optional<Endpoint> create(std::string_view name) const;
@@ -54,7 +55,7 @@ public:
     void sweep() const;
 
 private:
-    Folder(Descriptor descriptor, Descriptor probe) noexcept
+    Directory(Descriptor descriptor, Descriptor probe) noexcept
         : m_descriptor(std::move(descriptor)), m_probe(std::move(probe))
     {
     }
