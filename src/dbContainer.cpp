@@ -108,7 +108,7 @@ bool DbContainer::loadProductionDb(const std::string& path)
     }
     Trace::info([&] { return "Reading Production database from " + path; });
 
-    auto image = loadProductionDbBody(fd.get(), header);
+    std::unique_ptr<unsigned char[]> image(loadProductionDbBody(fd.get(), &header));
     if (!image)
         return false;
     if (!DBUtils::checkSumCheck(image.get(), header.length)) {
@@ -123,10 +123,10 @@ bool DbContainer::loadProductionDb(const std::string& path)
     return true;
 }
 
-std::unique_ptr<unsigned char[]> DbContainer::loadProductionDbBody(int fd, DB_HeaderS& header) const
+unsigned char* DbContainer::loadProductionDbBody(int fd, DB_HeaderS* header) const
 {
-    header.length = lengthOf(header);
-    const std::uint64_t total = std::uint64_t{header.length} + DBUtils::trailerSize;
+    header->length = lengthOf(*header);
+    const std::uint64_t total = std::uint64_t{header->length} + DBUtils::trailerSize;
     Trace::info([&] { return Trace::text("Size of Db: ", total); });
 
     std::unique_ptr<unsigned char[]> image(new (std::nothrow) unsigned char[total]);
@@ -146,7 +146,7 @@ std::unique_ptr<unsigned char[]> DbContainer::loadProductionDbBody(int fd, DB_He
         // Nothing read is no end: a device may still be about to deliver what its header claims.
         done += static_cast<std::uint64_t>(got);
     }
-    return image;
+    return image.release();
 }
 
 bool DbContainer::loadProductionDb()

@@ -48,9 +48,13 @@ public:
     /** Loads the production database that the environment names. */
     bool loadProductionDb();
 
-private:
-    std::unique_ptr<unsigned char[]> loadProductionDbBody(int fd, DB_HeaderS& header) const;
+    /**
+     * Reads the whole file at `fd`, whose header is `header`, and converts the header's length to
+     * host order. The caller owns the image and frees it with array delete; null on failure.
+     */
+    unsigned char* loadProductionDbBody(int fd, DB_HeaderS* header) const;
 
+private:
     DbRecord m_record;             ///< the record that the iterator decoded last
     std::uint32_t m_imageSize = 0; ///< the header's length field: where the walk ends
     std::unique_ptr<unsigned char[]> m_image;

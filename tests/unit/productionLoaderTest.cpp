@@ -1,3 +1,4 @@
+#include "dbUtils.h"
 #include "fileDescriptor.h"
 #include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -250,6 +252,21 @@ TEST_F(ProductionLoader, KeepsAskingForEveryMissingByte)
         EXPECT_THAT(session.take(),
                     ElementsAre(testing::_, testing::_, reading(path), sized(image.size())));
     }
+}
+
+TEST_F(ProductionLoader, GivesTheBodyToItsCallerWithTheLengthInHostOrder)
+{
+    const std::string image = goodFile.image();
+    write(image);
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    DB_HeaderS header{};
+    ASSERT_EQ(::read(file.get(), &header, sizeof header), ssize_t{sizeof header});
+    const std::unique_ptr<unsigned char[]> body(
+        container.loadProductionDbBody(file.get(), &header));
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(header.length, image.size() - DBUtils::trailerSize);
+    EXPECT_EQ(std::string(body.get(), body.get() + image.size()), image);
+    EXPECT_TRUE(isEmpty());
 }
 
 class ProductionEnvironment : public ProductionLoader
