@@ -156,6 +156,7 @@ def others(results):
              f"of it the lock {results.get('write/lock'):.1f} ns: "
              f"{in_place_ratio(results):.2f} × the same without a lock"],
             ["the checksum", f"{results.get('checksum/varnix', 'bytes_per_second') / 1e9:.2f} GB/s",
+             f"by table {results.get('checksum/table', 'bytes_per_second') / 1e9:.2f} GB/s, "
              f"a byte at a time {results.get('checksum/bytewise', 'bytes_per_second') / 1e9:.2f} GB/s"],
             ["a trace event, disabled",
              f"{results.get('trace/disabled') - results.get('trace/none'):.2f} ns",

@@ -1,63 +1,24 @@
 #include "checksum.h"
 
-#include <array>
-#include <cstddef>
+#include "checksumFolding.h"
+#include "checksumTable.h"
 
 namespace Varnix::Backend::Checksum {
-
-namespace {
-
-constexpr std::uint16_t polynomial = 0x8408; // 0x1021, least significant bit first
-constexpr std::uint32_t stride = 16;
-
-using Table = std::array<std::uint16_t, 256>;
-
-/**
- * tables[0] advances the CRC by one byte; tables[k] by that byte and k zero bytes behind it, so
- * that the bytes of a stride are looked up independently of each other.
- */
-constexpr std::array<Table, stride> makeTables() noexcept
-{
-    std::array<Table, stride> tables{};
-    for (unsigned int byte = 0; byte < 256; ++byte) {
-        unsigned int crc = byte;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ polynomial : crc >> 1U;
-        tables[0][byte] = static_cast<std::uint16_t>(crc);
-    }
-    for (std::size_t k = 1; k < stride; ++k) {
-        for (std::size_t byte = 0; byte < 256; ++byte) {
-            const unsigned int before = tables[k - 1][byte];
-            tables[k][byte] =
-                static_cast<std::uint16_t>(tables[0][before & 0xFFU] ^ (before >> 8U));
-        }
-    }
-    return tables;
-}
-
-constexpr std::array<Table, stride> tables = makeTables();
-
-} // namespace
 
 std::uint16_t checksum_crc16(const unsigned char* data, std::uint32_t count) noexcept
 {
     if (count == 0)
         return 0;
 
-    unsigned int crc = 0xFFFF;
-    for (; count >= stride; count -= stride, data += stride) {
-        // The CRC so far reaches into the first two bytes only.
-        unsigned int next = tables[stride - 1][data[0] ^ (crc & 0xFFU)] ^
-                            static_cast<unsigned int>(tables[stride - 2][data[1] ^ (crc >> 8U)]);
-        for (std::size_t i = 2; i < stride; ++i)
-            next ^= tables[stride - 1 - i][data[i]];
-        crc = next;
+    std::uint16_t crc = 0xFFFF;
+    if (const std::uint32_t blocks = count / foldedBlock; blocks != 0 && canFold()) {
+        const Folded folded = fold(crc, data, blocks);
+        crc = advanceByTable(0, folded.data(), folded.size());
+        data += blocks * foldedBlock;
+        count -= blocks * foldedBlock;
     }
-    for (; count != 0; --count, ++data)
-        crc = tables[0][(*data ^ crc) & 0xFFU] ^ (crc >> 8U);
-
-    crc = ~crc & 0xFFFFU;
-    return static_cast<std::uint16_t>(crc == 0xFFFF ? 0x1111 : crc);
+    crc = static_cast<std::uint16_t>(~advanceByTable(crc, data, count));
+    return crc == 0xFFFF ? 0x1111 : crc;
 }
 
 } // namespace Varnix::Backend::Checksum

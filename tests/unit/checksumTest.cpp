@@ -1,8 +1,11 @@
 #include "checksum.h"
 
+#include "checksumFolding.h"
+#include "checksumTable.h"
 #include "dbUtils.h"
 #include "tests/support/dbBuilder.h"
 
+#include <initializer_list>
 #include <random>
 #include <string>
 
@@ -88,6 +91,37 @@ TEST(Checksum, EqualsTheBitByBitComputationForLargeBlocks)
     for (const std::size_t size : {4095U, 4096U, 65537U, 1000003U}) {
         const std::string bytes = randomBytes(size);
         EXPECT_EQ(crc(bytes), bitByBit(bytes)) << size;
+    }
+}
+
+const unsigned char* bytesOf(const std::string& bytes)
+{
+    return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+TEST(ChecksumTable, EqualsTheBitByBitComputationForEveryLength)
+{
+    RandomBytes randomBytes;
+    for (std::uint32_t size = 0; size <= 200; ++size) {
+        const std::string bytes = randomBytes(size);
+        const unsigned int crc = Checksum::advanceByTable(0xFFFF, bytesOf(bytes), size);
+        ASSERT_EQ(~crc & 0xFFFFU, bitByBit(bytes)) << size;
+    }
+}
+
+TEST(ChecksumFolding, LeavesBytesThatAdvanceTheTableAsAllBlocksDo)
+{
+    RandomBytes randomBytes;
+    // Where the processor cannot fold, nothing calls it.
+    for (std::uint32_t blocks = 1; Checksum::canFold() && blocks <= 40; ++blocks) {
+        const std::uint32_t size = blocks * Checksum::foldedBlock;
+        const std::string bytes = randomBytes(size);
+        for (const std::uint16_t crc : std::initializer_list<std::uint16_t>{0, 1, 0x8000, 0xFFFF}) {
+            const Checksum::Folded folded = Checksum::fold(crc, bytesOf(bytes), blocks);
+            ASSERT_EQ(Checksum::advanceByTable(0, folded.data(), folded.size()),
+                      Checksum::advanceByTable(crc, bytesOf(bytes), size))
+                << blocks << " " << crc;
+        }
     }
 }
 
