@@ -69,6 +69,23 @@ TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
     EXPECT_EQ(writtenTo(), Mailboxes{alice});
 }
 
+TEST_F(ConnectionsTest, ASubscriberThatWasAskedAnswersBySubscribingAgain)
+{
+    const auto reference = m_connections.open(alice, 1);
+    m_connections.subscribe(alice, reference);
+    m_connections.open(bob, 1);
+    for (int round = 0; round < 2; ++round) {
+        m_connections.askAll([&](std::uint32_t mailbox, std::uint32_t asked) {
+            EXPECT_EQ(mailbox, alice);
+            EXPECT_EQ(asked, reference);
+        });
+    }
+    m_connections.subscribe(alice, reference);
+    EXPECT_EQ(m_connections.unansweredCount(), 1u);
+    m_connections.subscribe(alice, reference);
+    EXPECT_EQ(m_connections.unansweredCount(), 0u);
+}
+
 TEST_F(ConnectionsTest, AClosedConnectionIsGoneAndTheOthersStay)
 {
     const auto ofAlice = m_connections.open(alice, 1);

@@ -102,6 +102,33 @@ TEST_F(ServerTest, WaitThatRunsOutOfTimeIsStatus1)
     EXPECT_EQ(server().wait(), 1);
 }
 
+TEST_F(ServerTest, SettleEndsWhenEverySubscriberHasHandledTheWritesBefore)
+{
+    startServer();
+    const auto running = subscriber();
+    const auto stopped = subscriber();
+    stopped->signal(SIGSTOP);
+    type(command);
+    EXPECT_EQ(answer(), "sent to 2 subscribers");
+    type("settle 0");
+    EXPECT_EQ(complaint(), "<stdin>:2:1: error: 1 subscriber did not handle what was sent in time");
+
+    type("settle 20");
+    stopped->signal(SIGCONT);
+    EXPECT_TRUE(answer().starts_with("settled 2 subscribers 0x"));
+    EXPECT_EQ(stopped->out().line(), commandAsReceived);
+}
+
+TEST_F(ServerTest, SettleDoesNotWaitForASubscriberThatHasGone)
+{
+    startServer();
+    const auto leaving = subscriber();
+    leaving->signal(SIGSTOP);
+    type("settle 20");
+    leaving->signal(SIGKILL);
+    EXPECT_EQ(answer(), "settled 0 subscribers");
+}
+
 TEST_F(ServerTest, RejectConnectionRefusesEveryConnection)
 {
     startServer({"--reject-connection"});
@@ -167,6 +194,10 @@ TEST_F(ServerTest, OwnCommandsTakeOnlyTheirOwnArguments)
     startServer();
     type("status all");
     EXPECT_EQ(complaint(), "<stdin>:1:1: error: \"status\" takes no arguments");
+    for (const char* line : {"settle x", "settle 1 2", "settle -1"}) {
+        type(line);
+        EXPECT_NE(complaint().find("usage: settle [SECONDS]"), std::string::npos) << line;
+    }
     for (const char* line : {"wait", "wait x", "wait 1 2 3", "wait 1 x", "wait -1"}) {
         type(line);
         EXPECT_NE(complaint().find("usage: wait N [SECONDS]"), std::string::npos) << line;
@@ -178,7 +209,7 @@ TEST_F(ServerTest, HelpNamesEveryCommand)
     startServer();
     type("help\nquit");
     const std::string text = server().out().rest();
-    for (const char* word : {"WORD", "status", "wait", "help", "quit"})
+    for (const char* word : {"WORD", "status", "wait", "settle", "help", "quit"})
         EXPECT_NE(text.find(word), std::string::npos) << word;
     EXPECT_EQ(server().wait(), 0);
 }

@@ -11,7 +11,7 @@ std::uint32_t Connections::open(std::uint32_t mailbox, std::uint32_t protocolVer
         return connection.mailbox == mailbox;
     });
     const std::uint32_t reference = m_nextReference++;
-    m_connections.push_back({mailbox, reference, protocolVersion, false, {}, 0});
+    m_connections.push_back({mailbox, reference, protocolVersion, false, {}, 0, 0});
     return reference;
 }
 
@@ -26,6 +26,8 @@ bool Connections::subscribe(std::uint32_t mailbox, std::uint32_t reference)
     if (!found->subscribed) {
         found->subscribed = true;
         found->since = std::chrono::system_clock::now();
+    } else if (found->unanswered > 0) {
+        --found->unanswered;
     }
     return true;
 }
@@ -50,6 +52,13 @@ std::size_t Connections::subscriberCount() const
     return static_cast<std::size_t>(
         std::count_if(m_connections.begin(), m_connections.end(),
                       [](const Connection& connection) { return connection.subscribed; }));
+}
+
+std::size_t Connections::unansweredCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(m_connections.begin(), m_connections.end(),
+                      [](const Connection& connection) { return connection.unanswered > 0; }));
 }
 
 } // namespace Dbcsi

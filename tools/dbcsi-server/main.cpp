@@ -29,8 +29,9 @@ struct Options
 std::string footer()
 {
     return std::string("Operator commands, one a line on standard input:\n") + Operator::help() +
-           "\nExit status: 0 done, 1 a \"wait\" ran out of time, 2 wrong usage, 3 standard input\n"
-           "cannot be read or standard output not be written, 4 a line of scripted input could\n"
+           "\nExit status: 0 done, 1 a \"wait\" or \"settle\" ran out of time, 2 wrong usage, 3\n"
+           "standard input cannot be read or standard output not be written, 4 a line of scripted "
+           "input could\n"
            "not be carried out, 5 mailboxes cannot be used, another server runs, or memory ran "
            "out.";
 }

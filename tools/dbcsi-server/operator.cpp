@@ -25,6 +25,13 @@ std::string counted(std::size_t count)
     return std::to_string(count) + (count == 1 ? " subscriber" : " subscribers");
 }
 
+std::string mailboxText(std::uint32_t mailbox)
+{
+    std::ostringstream text;
+    text << "0x" << std::hex << std::setw(8) << std::setfill('0') << mailbox;
+    return text.str();
+}
+
 std::string localTime(std::chrono::system_clock::time_point point)
 {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(point);
@@ -46,6 +53,7 @@ const char* Operator::help() noexcept
            "                        db write /unit/gain -r 4 -i 0 9\n"
            "  status              list the subscribers\n"
            "  wait N [SECONDS]    wait until there are at least N subscribers\n"
+           "  settle [SECONDS]    wait until every subscriber has handled what it was sent\n"
            "  help                show this\n"
            "  quit                end the server\n"
            "Words are quoted as in a shell: '...', \"...\" and \\. A line that begins with # is\n"
@@ -72,6 +80,8 @@ bool Operator::run(const Words& words)
     const std::string& command = words.front();
     if (command == "wait")
         return waitForSubscribers(words);
+    if (command == "settle")
+        return settle(words);
     if (command != "status" && command != "help" && command != "quit")
         write(words);
     else if (words.size() > 1)
@@ -93,23 +103,64 @@ bool Operator::waitForSubscribers(const Words& words)
         fail(ExitStatus::INVALID, "usage: wait N [SECONDS]");
         return true;
     }
+    std::size_t count = 0;
+    const auto result = waitUntil(
+        [&] {
+            count = m_server.subscriberCount();
+            return count >= *wanted;
+        },
+        seconds);
+    if (result == EndSignals::Wait::READY)
+        std::cout << counted(count) << '\n';
+    else if (result == EndSignals::Wait::TIMED_OUT)
+        fail(ExitStatus::NO, "there are still only " + counted(count));
+    return result != EndSignals::Wait::ENDED;
+}
+
+bool Operator::settle(const Words& words)
+{
+    const auto seconds = words.size() == 2 ? parseNumber(words[1]) : std::nullopt;
+    if (words.size() > 2 || (words.size() == 2 && !seconds)) {
+        fail(ExitStatus::INVALID, "usage: settle [SECONDS]");
+        return true;
+    }
+    m_server.askAll();
+    std::size_t count = 0;
+    const auto result = waitUntil(
+        [&] {
+            count = m_server.unansweredCount();
+            return count == 0;
+        },
+        seconds);
+    if (result == EndSignals::Wait::READY)
+        showSettled();
+    else if (result == EndSignals::Wait::TIMED_OUT)
+        fail(ExitStatus::NO, counted(count) + " did not handle what was sent in time");
+    return result != EndSignals::Wait::ENDED;
+}
+
+void Operator::showSettled()
+{
+    const std::vector<Connection> subscribers = m_server.subscribers();
+    std::cout << "settled " << counted(subscribers.size());
+    for (const Connection& subscriber : subscribers)
+        std::cout << ' ' << mailboxText(subscriber.mailbox);
+    std::cout << '\n';
+}
+
+EndSignals::Wait Operator::waitUntil(const std::function<bool()>& reached,
+                                     std::optional<unsigned> seconds)
+{
     EndSignals::Deadline deadline;
     if (seconds)
         deadline = std::chrono::steady_clock::now() + std::chrono::seconds(*seconds);
     for (;;) {
         m_server.clearChanges();
-        const std::size_t count = m_server.subscriberCount();
-        if (count >= *wanted) {
-            std::cout << counted(count) << '\n';
-            return true;
-        }
+        if (reached())
+            return EndSignals::Wait::READY;
         const EndSignals::Wait result = m_endSignals.waitFor(m_server.changes(), deadline);
-        if (result == EndSignals::Wait::TIMED_OUT) {
-            fail(ExitStatus::NO, "there are still only " + counted(count));
-            return true;
-        }
-        if (result == EndSignals::Wait::ENDED)
-            return false;
+        if (result != EndSignals::Wait::READY)
+            return result;
     }
 }
 
@@ -118,10 +169,9 @@ void Operator::showStatus()
     const std::vector<Connection> subscribers = m_server.subscribers();
     std::cout << counted(subscribers.size()) << '\n';
     for (const Connection& subscriber : subscribers) {
-        std::cout << "mailbox 0x" << std::hex << std::setw(8) << std::setfill('0')
-                  << subscriber.mailbox << std::dec << "  protocol " << subscriber.protocolVersion
-                  << "  since " << localTime(subscriber.since) << "  writes " << subscriber.writes
-                  << '\n';
+        std::cout << "mailbox " << mailboxText(subscriber.mailbox) << "  protocol "
+                  << subscriber.protocolVersion << "  since " << localTime(subscriber.since)
+                  << "  writes " << subscriber.writes << '\n';
     }
 }
 

@@ -7,6 +7,8 @@
 #include "wordSplitter.h"
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +38,10 @@ public:
 private:
     bool run(const Words& words);
     bool waitForSubscribers(const Words& words);
+    bool settle(const Words& words);
+    void showSettled();
+    EndSignals::Wait waitUntil(const std::function<bool()>& reached,
+                               std::optional<unsigned> seconds);
     void showStatus();
     void write(const Words& words);
     void fail(ExitStatus status, const std::string& text, std::size_t column = 1);

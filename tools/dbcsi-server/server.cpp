@@ -47,6 +47,15 @@ void answer(std::uint32_t to, std::uint32_t number)
     Mailbox::send(Mailbox::allocate(sizeof(PlainAnswer), number), to);
 }
 
+Mailbox::Message confirmationOf(std::uint32_t reference)
+{
+    Mailbox::Message message =
+        Mailbox::allocate(sizeof(ConnEstablishCfm), DBCSI_CONN_ESTABLISH_CFM);
+    Mailbox::setWordAt(message, offsetof(ConnEstablishCfm, unused), 0);
+    Mailbox::setWordAt(message, offsetof(ConnEstablishCfm, serverRef), reference);
+    return message;
+}
+
 Mailbox::Message copyToMessage(const std::vector<std::byte>& bytes)
 {
     Mailbox::Message message = Mailbox::allocate(bytes.size(), DBCSI_DBWRITE_IND);
@@ -107,15 +116,36 @@ std::size_t Server::subscriberCount()
     return result;
 }
 
+void Server::askAll()
+{
+    call([this] {
+        m_connections.askAll([](std::uint32_t mailbox, std::uint32_t reference) {
+            Mailbox::send(confirmationOf(reference), mailbox);
+        });
+    });
+}
+
+std::size_t Server::unansweredCount()
+{
+    std::size_t result = 0;
+    call([&] { result = m_connections.unansweredCount(); });
+    return result;
+}
+
 void Server::clearChanges() const
 {
     eventfd_t value = 0;
     ::eventfd_read(m_changes.get(), &value);
 }
 
-void Server::signalChange(std::size_t countBefore) const
+std::pair<std::size_t, std::size_t> Server::counts() const
 {
-    if (m_connections.subscriberCount() != countBefore)
+    return {m_connections.subscriberCount(), m_connections.unansweredCount()};
+}
+
+void Server::signalChange(const std::pair<std::size_t, std::size_t>& countsBefore) const
+{
+    if (counts() != countsBefore)
         ::eventfd_write(m_changes.get(), 1);
 }
 
@@ -143,9 +173,9 @@ void Server::receiveUntilEnd()
             continue;
         }
         try {
-            const std::size_t countBefore = m_connections.subscriberCount();
+            const auto countsBefore = counts();
             handle(message);
-            signalChange(countBefore);
+            signalChange(countsBefore);
         } catch (const std::exception& error) {
             complain("a message could not be handled", reason(error));
         }
@@ -197,13 +227,11 @@ void Server::handleConnect(const Mailbox::Message& message)
     }
     // First whatever may fail: no connection is left that nobody confirms or ends.
     Mailbox::Message down = Mailbox::allocate(clientDownSize, CLIENT_DOWN_IND);
-    Mailbox::Message confirmation =
-        Mailbox::allocate(sizeof(ConnEstablishCfm), DBCSI_CONN_ESTABLISH_CFM);
+    Mailbox::Message confirmation = confirmationOf(0);
     const std::uint32_t reference = m_connections.open(client, version);
 
     Mailbox::setWordAt(down, clientDownReferenceOffset, reference);
     Mailbox::monitor(client, std::move(down));
-    Mailbox::setWordAt(confirmation, offsetof(ConnEstablishCfm, unused), 0);
     Mailbox::setWordAt(confirmation, offsetof(ConnEstablishCfm, serverRef), reference);
     Mailbox::send(std::move(confirmation), client);
 }

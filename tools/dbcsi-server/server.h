@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Dbcsi {
@@ -55,7 +56,17 @@ public:
     std::vector<Connection> subscribers();
     std::size_t subscriberCount();
 
-    /** Can be read when the number of subscribers has changed since clearChanges. */
+    /**
+     * Has every subscriber answer once it has handled what it was sent before: its connection is
+     * confirmed again, whereupon it subscribes again, and it handles its messages in order.
+     */
+    void askAll();
+    std::size_t unansweredCount();
+
+    /**
+     * Can be read when the number of subscribers, or of those that have not answered, has changed
+     * since clearChanges.
+     */
     int changes() const noexcept { return m_changes.get(); }
     void clearChanges() const;
 
@@ -79,7 +90,8 @@ private:
     void runCall();
     void call(const Work& work);
     std::size_t writeToAll(const std::vector<std::byte>& indication);
-    void signalChange(std::size_t countBefore) const;
+    std::pair<std::size_t, std::size_t> counts() const;
+    void signalChange(const std::pair<std::size_t, std::size_t>& countsBefore) const;
 
     /* The server's thread's own. */
     const Refusals m_refusals;
