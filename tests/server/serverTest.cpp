@@ -111,7 +111,10 @@ TEST_F(ServerTest, SettleEndsWhenEverySubscriberHasHandledTheWritesBefore)
     type(command);
     EXPECT_EQ(answer(), "sent to 2 subscribers");
     type("settle 0");
-    EXPECT_EQ(complaint(), "<stdin>:2:1: error: 1 subscriber did not handle what was sent in time");
+    const std::string text = complaint(); // the running one may be late too
+    EXPECT_TRUE(text.starts_with("<stdin>:2:1: error: ") &&
+                text.ends_with(" did not handle what was sent in time"))
+        << text;
 
     type("settle 20");
     stopped->signal(SIGCONT);
