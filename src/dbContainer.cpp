@@ -134,10 +134,10 @@ unsigned char* DbContainer::loadProductionDbBody(int fd, DB_HeaderS* header) con
         Trace::error([] { return "Couldn't allocate buffer memory to load DB"; });
         return nullptr;
     }
-    // What cannot be read from its start would keep the loop asking for what never comes.
-    const off_t start = ::lseek(fd, 0, SEEK_SET);
+    // A pipe has no start to go back to: it may deliver the whole image after the header.
+    static_cast<void>(::lseek(fd, 0, SEEK_SET));
     for (std::uint64_t done = 0; done < total;) {
-        const ssize_t got = start < 0 ? start : ::read(fd, image.get() + done, total - done);
+        const ssize_t got = ::read(fd, image.get() + done, total - done);
         if (got < 0) {
             Trace::info(
                 [&] { return Trace::text("ABN: Data Base read failed with error code ", got); });

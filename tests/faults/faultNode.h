@@ -28,7 +28,8 @@ public:
             DbBuilder()
                 .text("/componentConfigId", "board-x_R2B a_second_identity_of_the_node")
                 .text("/both", nodeText)
-                .u16("/production/numbers", {1, 2, 65535}));
+                .u16("/production/numbers", {1, 2, 65535})
+                .extra(unreadRest));
         m_config = m_node.configuration(
             "node.cfg", {{"board-*", "R2*", {m_node.database("component.db", component())}}});
     }

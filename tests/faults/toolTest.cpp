@@ -45,7 +45,7 @@ protected:
     {
         const DbBuilder component =
             DbBuilder().text("/unit/text", "a text that is longer than small").u16("/u16", {1, 2});
-        m_node.production(DbBuilder().text("/componentConfigId", "board-x_R2B"));
+        m_node.production(DbBuilder().text("/componentConfigId", "board-x_R2B").extra(unreadRest));
         m_node.database("a.db", component);
         m_node.database("b.db", DbBuilder(component).u8("/more", {1}));
         m_node.configuration("node.cfg", {{"board-*", "R2*", {(m_node / "a.db").string()}}});

@@ -15,6 +15,9 @@ namespace Varnix::Test {
 inline constexpr const char* firstVariable = "sys_uflash_prod_db_dev_dev";
 inline constexpr const char* secondVariable = "sys_uflash_prod_db_dev";
 
+/** The extra of a production database whose load ends even where its first seek fails. */
+inline const std::string unreadRest(DbFile::Format::headerSize, 'x');
+
 /** An entry of a component configuration file. */
 struct ConfigEntry
 {

@@ -13,6 +13,7 @@
 #include <memory>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -224,6 +225,18 @@ TEST_F(ProductionLoader, ReadsThroughDescriptorZeroAndClosesItToo)
         ::dup2(input.get(), STDIN_FILENO);
 }
 
+TEST_F(ProductionLoader, LoadsTheWholeImageThatAPipeDeliversAfterAHeader)
+{
+    const std::string image = goodFile.image();
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    listen();
+    auto loaded = std::async(std::launch::async, [&] { return container.loadProductionDb(path); });
+    std::ofstream(path, std::ios::binary) << image.substr(0, 10) << image;
+    EXPECT_TRUE(loaded.get());
+    EXPECT_THAT(heard(), ElementsAre(reading(path), sized(image.size())));
+    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
+}
+
 TEST_F(ProductionLoader, WaitsForWhatAShortFileStillLacks)
 {
     const std::string image = goodFile.image();
@@ -319,6 +332,15 @@ TEST_F(ProductionEnvironment, PrefersTheFirstVariable)
 TEST_F(ProductionEnvironment, NeedsTheFirstVariableOnly)
 {
     set(firstVariable, good("first", "/first"));
+    listen();
+    EXPECT_TRUE(container.loadProductionDb());
+    EXPECT_THAT(heard(), ElementsAre(reading(directory / "first"), testing::_));
+}
+
+TEST_F(ProductionEnvironment, DoesNotLookAtTheSecondFileWhenTheFirstServes)
+{
+    set(firstVariable, good("first", "/first"));
+    set(secondVariable, good("second", "/second"));
     listen();
     EXPECT_TRUE(container.loadProductionDb());
     EXPECT_THAT(heard(), ElementsAre(reading(directory / "first"), testing::_));
