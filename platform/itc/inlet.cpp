@@ -13,13 +13,6 @@
 
 namespace Itc {
 
-namespace {
-
-/** Consumed pages of a stream are given back in steps of this. */
-constexpr off_t freeingStep = off_t{256} << 10;
-
-} // namespace
-
 bool isOwnUser(int connection) noexcept
 {
     ucred peer{};
@@ -100,13 +93,12 @@ bool Inlet::readStream(std::span<std::byte> buffer, const std::function<void(con
     return m_consumed == end;
 }
 
+/** Gives the memory back, and clears the bytes: by that the sender sees what has been taken. */
 void Inlet::freeConsumed() noexcept
 {
-    if (m_consumed - m_freed >= freeingStep) {
-        ::fallocate(m_stream.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, m_freed,
-                    m_consumed - m_freed);
+    if (::fallocate(m_stream.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, m_freed,
+                    m_consumed - m_freed) == 0)
         m_freed = m_consumed;
-    }
 }
 
 } // namespace Itc

@@ -1,6 +1,8 @@
 // Everything else of the library is hidden.
 #pragma GCC visibility push(default)
 #include "itc.h"
+
+#include "host/itcHost.h"
 #pragma GCC visibility pop
 
 #include "process.h"
@@ -144,18 +146,7 @@ union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char*, int)
 
 void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line)
 {
-    MessagePtr message = takeOver(msg);
-    operate(file, line, [&](Process& process) {
-        if (!message || !fits(*message, file, line))
-            return;
-        Mailbox* const mine = process.own();
-        const std::uint32_t receiver = process.resolve(to);
-        const std::uint32_t sender = process.resolve(from);
-        if (mine != nullptr && receiver == mine->id())
-            mine->enqueue(std::move(message), sender);
-        else
-            process.send({FrameKind::MESSAGE, sender, {}, message->bytes()}, receiver);
-    });
+    static_cast<void>(__itc_host_send(msg, to, from, file, line));
 }
 
 union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
@@ -193,4 +184,37 @@ uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, 
 void __itc_free(union itc_msg** msg, const char*, int)
 {
     takeOver(msg).reset();
+}
+
+size_t __itc_host_size(union itc_msg* msg)
+{
+    return msg != nullptr ? Message::of(msg).size : 0;
+}
+
+int __itc_host_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line)
+{
+    MessagePtr message = takeOver(msg);
+    return operate(file, line, 0, [&](Process& process, Operation&) {
+        if (!message || !fits(*message, file, line))
+            return 0;
+        Mailbox* const mine = process.own();
+        const std::uint32_t receiver = process.resolve(to);
+        const std::uint32_t sender = process.resolve(from);
+        if (mine == nullptr || receiver != mine->id())
+            return process.send({FrameKind::MESSAGE, sender, {}, message->bytes()}, receiver) ? 1
+                                                                                              : 0;
+        mine->enqueue(std::move(message), sender);
+        return 1;
+    });
+}
+
+int __itc_host_peer(uint32_t mailbox, struct itc_host_peer* peer, const char* file, int line)
+{
+    return operate(file, line, 0, [&](Process& process, Operation&) {
+        const std::shared_ptr<Link> link = process.link(process.resolve(mailbox));
+        if (!link)
+            return 0;
+        *peer = {link->process(), link->waiting()};
+        return 1;
+    });
 }

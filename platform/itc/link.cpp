@@ -3,9 +3,11 @@
 #include "report.h"
 #include "transfer.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <vector>
 
 #include <poll.h>
@@ -30,6 +32,34 @@ bool Link::send(const Frame& frame)
         return greet();
     // A connection that is full of such bytes wakes its receiver without another.
     return ::send(m_connection.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1 || errno == EAGAIN;
+}
+
+pid_t Link::process() const noexcept
+{
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    const bool known = ::getsockopt(m_connection.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+    return known ? peer.pid : 0;
+}
+
+/** The receiver clears what it has taken, and the first byte of a frame is never zero. */
+std::uint64_t Link::waiting() noexcept
+{
+    std::array<std::byte, 1 << 14> buffer;
+    while (m_taken < m_written) {
+        const std::size_t wanted =
+            std::min(buffer.size(), static_cast<std::size_t>(m_written - m_taken));
+        const ssize_t size = readAll(m_stream.get(), m_taken, std::span(buffer).first(wanted));
+        if (size <= 0)
+            break;
+        const auto end = buffer.begin() + size;
+        const auto first =
+            std::find_if(buffer.begin(), end, [](std::byte byte) { return byte != std::byte{}; });
+        m_taken += first - buffer.begin();
+        if (first != end)
+            break;
+    }
+    return static_cast<std::uint64_t>(m_written - m_taken);
 }
 
 void Link::write(const Frame& frame)

@@ -39,6 +39,11 @@ public:
     /** Sends a frame; false where the mailbox has gone. Throws where it cannot be written. */
     bool send(const Frame& frame);
 
+    /** The process that listens at the other end; 0 where its id cannot be told. */
+    pid_t process() const noexcept;
+    /** How much of what was sent the other end has not taken yet. */
+    std::uint64_t waiting() noexcept;
+
     /** Hangs up when the mailbox goes. */
     int connection() const noexcept { return m_connection.get(); }
 
@@ -49,6 +54,7 @@ private:
     Descriptor m_connection;
     Descriptor m_stream; ///< made by the first send
     off_t m_written = 0;
+    off_t m_taken = 0; ///< by the receiver, as far as it was looked for
     bool m_greeted = false;
 };
 

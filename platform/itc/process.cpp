@@ -80,13 +80,20 @@ std::uint32_t Process::resolve(std::uint32_t id) const noexcept
     return mine != nullptr ? mine->id() : ITC_NO_MBOX_ID;
 }
 
-void Process::send(const Frame& frame, std::uint32_t to)
+std::shared_ptr<Link> Process::link(std::uint32_t mailbox)
 {
-    if (!isInitialised())
-        return;
-    const std::shared_ptr<Link> link = m_links.to(to, *m_directory);
-    if (link && !link->send(frame))
-        m_links.drop(to, link);
+    return isInitialised() ? m_links.to(mailbox, *m_directory) : nullptr;
+}
+
+bool Process::send(const Frame& frame, std::uint32_t to)
+{
+    const std::shared_ptr<Link> way = link(to);
+    if (!way)
+        return false;
+    const bool sent = way->send(frame);
+    if (!sent)
+        m_links.drop(to, way);
+    return sent;
 }
 
 void Process::end(Mailbox& mailbox)

@@ -42,8 +42,10 @@ public:
     /** What an id stands for in the calling thread. */
     std::uint32_t resolve(std::uint32_t id) const noexcept;
 
-    /** Sends a frame to another mailbox; nothing happens where that has gone. */
-    void send(const Frame& frame, std::uint32_t to);
+    /** Sends a frame to another mailbox; false where that has gone. */
+    bool send(const Frame& frame, std::uint32_t to);
+    /** The way to a mailbox; null where that has gone. */
+    std::shared_ptr<Link> link(std::uint32_t mailbox);
     const Directory& directory() const noexcept { return *m_directory; }
 
 private:
