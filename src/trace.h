@@ -10,6 +10,7 @@
 #include <new>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 /**
  * How the library reports: a site names its event and says how the text is composed.
@@ -19,9 +20,18 @@
  */
 namespace Varnix::Backend::Trace {
 
-void emitError(const char* file, unsigned int line, const std::string& message);
-void emitInfo(const char* file, unsigned int line, const std::string& message);
-void emitTrace1(const char* file, unsigned int line, const std::string& message);
+/**
+ * The path by which the node's build knows a source. Only the file's name is taken from this build:
+ * its directories are whatever the compiler was told to call them.
+ */
+std::string sourcePath(std::string_view file);
+
+/** @name Records of the site in `path`.
+ * @{ */
+void emitError(const char* path, unsigned int line, const std::string& message);
+void emitInfo(const char* path, unsigned int line, const std::string& message);
+void emitTrace1(const char* path, unsigned int line, const std::string& message);
+/** @} */
 
 /** Joins the parts as the stream operators print them, numbers plain in every locale. */
 template <typename... Parts>
@@ -38,7 +48,7 @@ void emit(void (*record)(const char*, unsigned int, const std::string&), const C
           const char* file, unsigned int line)
 {
     try {
-        record(file, line, compose());
+        record(sourcePath(file).c_str(), line, compose());
     } catch (const std::bad_alloc&) { // the record is lost, the operation is not
     }
 }

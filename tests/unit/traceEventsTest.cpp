@@ -28,6 +28,7 @@ using Test::TracedRun;
 using Test::TraceRecord;
 using Test::TraceSession;
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
@@ -176,6 +177,17 @@ TEST(Trace, RecordsTheSiteAndTheMessage)
     EXPECT_THAT(records[2].fields,
                 ElementsAre(Pair("file", file), Pair("line", std::to_string(line + 3)),
                             Pair("obj", "-"), Pair("msg", "message")));
+}
+
+TEST(Trace, NamesTheNodesPathOfASourceWhateverTheCompilerIsToldToCallIt)
+{
+    for (const char* const program : {MAPPED_PROGRAMS}) {
+        const TracedRun traced = runTraced({program});
+        EXPECT_EQ(traced.status, 0) << program;
+        EXPECT_THAT(traced.records,
+                    ElementsAre(Field("file", &TraceRecord::file, "../../git/sw/src/dbUtils.cpp")))
+            << program;
+    }
 }
 
 TEST(Trace, ComposesNothingWhileNoSessionRecords)
