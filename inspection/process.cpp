@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include <poll.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Varnix::Inspection {
@@ -38,7 +38,7 @@ std::string procFile(pid_t id, const char* name)
 
 int openDescriptor(pid_t id)
 {
-    const int descriptor = ::pidfd_open(id, 0);
+    const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
     if (descriptor >= 0)
         return descriptor;
     if (errno == ESRCH || errno == EINVAL)

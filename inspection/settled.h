@@ -20,7 +20,7 @@ public:
         if (Clock::now() > m_deadline)
             throw NotInspected(NotInspected::Reason::UNSETTLED,
                                "what the process holds changed each time that it was read");
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
     }
 
 private:

@@ -17,6 +17,15 @@ namespace {
 
 using DbParam_t = DatabaseImpl::DbParam_t;
 
+// A tool reads the table's entries out of this process as what the inspection's layout says.
+using Entry = KeyTable<DbParam_t>::Entry;
+using Shown = Inspection::Parameter;
+static_assert(sizeof(Entry) == sizeof(Shown) && offsetof(Entry, text) == offsetof(Shown, key) &&
+              offsetof(Entry, length) == offsetof(Shown, keySize) &&
+              offsetof(Entry, value) + offsetof(DbParam_t, data) == offsetof(Shown, value) &&
+              offsetof(Entry, value) + offsetof(DbParam_t, length) == offsetof(Shown, valueSize) &&
+              offsetof(Entry, value) + offsetof(DbParam_t, type) == offsetof(Shown, type));
+
 /** The bytes that a parameter really has: none where an allocation failed under it. */
 std::uint32_t byteCount(const DbParam_t& param) noexcept
 {
@@ -198,6 +207,7 @@ void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bo
     }
 
     const std::string newText = append ? std::string(textOf(param)) + " " + value : value;
+    const PublishedStore::Change change(m_published);
     if (newText.size() != byteCount(param)) {
         auto* const data = allocateValue(newText.size());
         if (data == nullptr)
@@ -257,6 +267,7 @@ void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64
     if (!checkUpdatePossible(param, values, index))
         return;
 
+    const PublishedStore::Change change(m_published);
     const unsigned int size = findType(param.type)->elementSize;
     // Eight bits wide: a write past element 255 goes on at element 0.
     unsigned char element = index;

@@ -3,6 +3,7 @@
 
 #include "dbContainer.h"
 #include "keyTable.h"
+#include "publication.h"
 #include "readMostlyLock.h"
 #include "typeOfData.h"
 
@@ -79,6 +80,15 @@ public:
     /** Whether one element of an integer type can hold `value`. */
     bool fitsInDataType(std::int64_t value, TypeOfData_t type) const noexcept;
 
+    /** Says what tools may see of the store, once it is filled; `configFile` is empty for
+     * production. */
+    void describe(const std::string& configFile)
+    {
+        m_published.describe(configFile, m_params.begin(), m_params.size());
+    }
+
+    PublishedStore& published() noexcept { return m_published; }
+
 private:
     using Table = KeyTable<DbParam_t>;
 
@@ -92,6 +102,7 @@ private:
 
     mutable ReadMostlyLock m_lock;
     Table m_params;
+    PublishedStore m_published;
 };
 
 } // namespace Varnix::Backend

@@ -86,6 +86,9 @@ DbRegistryImpl::DbRegistryImpl()
     : m_prodDb(std::make_shared<DatabaseImpl>()), m_prodDbPopulated(populateProduction(*m_prodDb)),
       m_process(getpid())
 {
+    m_prodDb->describe({});
+    Publication::begin();
+    Publication::add(m_prodDb->published());
     if (!processEnds)
         startSubscription();
 }
@@ -93,14 +96,19 @@ DbRegistryImpl::DbRegistryImpl()
 DbRegistryImpl::~DbRegistryImpl()
 {
     stopSubscription();
+    for (const auto& db : m_databases)
+        Publication::remove(db->published());
+    Publication::remove(m_prodDb->published());
     m_prodDb.reset();
 }
 
 void DbRegistryImpl::startSubscription()
 {
     pthread_t thread{};
-    if (pthread_create(&thread, nullptr, Itc_communication::dbSubscription, this) != 0)
+    if (pthread_create(&thread, nullptr, Itc_communication::dbSubscription, this) != 0) {
+        Publication::setSubscription(Inspection::Subscription::STOPPED);
         return;
+    }
     m_subscriptionThread = thread;
     pthread_setname_np(thread, "varnixCmd");
 }
@@ -158,8 +166,10 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
         if (!loadFile(configFile, path, *db))
             return nullptr;
 
+    db->describe(configFile);
     const std::unique_lock lock(m_databasesMutex);
     m_databases.push_back(db);
+    Publication::add(db->published());
     return db;
 }
 
@@ -167,8 +177,10 @@ void DbRegistryImpl::removeDb(const std::shared_ptr<DatabaseImpl>& db)
 {
     const std::unique_lock lock(m_databasesMutex);
     const auto found = std::find(m_databases.begin(), m_databases.end(), db);
-    if (found != m_databases.end())
-        m_databases.erase(found);
+    if (found == m_databases.end())
+        return;
+    Publication::remove(db->published());
+    m_databases.erase(found);
 }
 
 bool DbRegistryImpl::matchComponentElement(const std::string& pattern,

@@ -2,6 +2,7 @@
 
 #include "dbRegistryImpl.h"
 #include "itcMessage.h"
+#include "publication.h"
 #include "trace.h"
 #include "writeIndication.h"
 
@@ -132,6 +133,7 @@ Itc_communication::Itc_communication() : m_protocolVersions{protocolVersion} {}
 void Itc_communication::locate_server()
 {
     m_subscribed = false;
+    Publication::setSubscription(Inspection::Subscription::LOCATING);
     itc_msg* message = allocate(sizeof(std::uint32_t), DBCSI_LOCATE_IND).release();
     if (message == nullptr)
         return;
@@ -141,6 +143,7 @@ void Itc_communication::locate_server()
 void Itc_communication::establish_Connection(itc_msg* locateReply)
 {
     m_serverMailbox = __itc_sender(locateReply, "", 0);
+    Publication::setSubscription(Inspection::Subscription::CONNECTING);
     itc_msg* down = allocate(sizeof(ServerDownInd), DBCSI_SERVER_DOWN_IND).release();
     if (down != nullptr)
         __itc_monitor(m_serverMailbox, &down, "", 0);
@@ -183,6 +186,7 @@ bool Itc_communication::handleMsg(DbRegistryImpl* registry, itc_msg* message)
         return false;
     case DBCSI_CONN_ESTABLISH_CFM:
         m_serverRef = field(message, offsetof(ConnEstablishCfm, serverRef));
+        Publication::setSubscription(Inspection::Subscription::SUBSCRIBING);
         subscribe();
         return false;
     case DBCSI_CONN_ESTABLISH_REJ:
@@ -193,6 +197,7 @@ bool Itc_communication::handleMsg(DbRegistryImpl* registry, itc_msg* message)
         return true;
     case DBCSI_SUBSCRIBE_CFM:
         m_subscribed = true;
+        Publication::subscribed(m_serverRef);
         return false;
     case DBCSI_SUBSCRIBE_REJ:
         m_subscribed = false;
@@ -248,13 +253,16 @@ bool Itc_communication::createMailbox()
 
 bool Itc_communication::handleOrReport(DbRegistryImpl& registry, itc_msg* message)
 {
+    bool stops = false;
     try {
-        return handleMsg(&registry, message);
+        stops = handleMsg(&registry, message);
     } catch (const std::exception& e) { // nobody above could handle it; the next message can
         Trace::error(
             [&] { return std::string("\nDBCSI_DBWRITE_IND could not be handled: ") + e.what(); });
-        return false;
     }
+    if (message != nullptr && message->msgno == DBCSI_DBWRITE_IND)
+        Publication::countHandled();
+    return stops;
 }
 
 void Itc_communication::receiveMessages(DbRegistryImpl& registry)
@@ -289,6 +297,7 @@ void* Itc_communication::dbSubscription(void* registry)
     } catch (const std::exception&) { // memory ran out before there was a mailbox to receive from
         reportNoMailbox();
     }
+    Publication::setSubscription(Inspection::Subscription::STOPPED);
     return nullptr;
 }
 

@@ -1,0 +1,130 @@
+#include "publication.h"
+
+#include <atomic>
+
+namespace Varnix::Backend {
+
+namespace {
+
+/** The list's ends; PublishedStore has the links. */
+PublishedStore* firstStore = nullptr;
+PublishedStore* lastStore = nullptr;
+std::uint64_t lastSerial = 0;
+
+// Named for the note below, which refers to it; local to this file.
+[[gnu::used]] constinit Inspection::Root root asm("varnixInspectionRoot"){};
+
+// The note in which a tool finds the root, at its distance from the note's description.
+static_assert(Inspection::layoutNumber == 1 && Inspection::noteType == 1 &&
+              sizeof Inspection::noteOwner == 7 && sizeof(Inspection::Note) == 16);
+asm(R"(
+    .pushsection .note.varnix, "a", %note
+    .balign 4
+    .long 7, 16, 1
+    .asciz "Varnix"
+    .balign 4
+1:  .long 1, 0
+    .quad varnixInspectionRoot - 1b
+    .popsection
+)");
+
+template <typename T>
+void set(T& word, T value) noexcept
+{
+    std::atomic_ref(word).store(value, std::memory_order_relaxed);
+}
+
+void beginChange(std::uint64_t& changes) noexcept
+{
+    set(changes, changes + 1);
+    std::atomic_thread_fence(std::memory_order_release);
+}
+
+void endChange(std::uint64_t& changes) noexcept
+{
+    std::atomic_ref(changes).store(changes + 1, std::memory_order_release);
+}
+
+Inspection::Address addressOf(const void* object) noexcept
+{
+    return reinterpret_cast<Inspection::Address>(object);
+}
+
+} // namespace
+
+void PublishedStore::describe(const std::string& config, const void* parameters, std::size_t count)
+{
+    m_config = config;
+    m_shown.config = addressOf(m_config.data());
+    m_shown.configSize = m_config.size();
+    m_shown.parameters = addressOf(parameters);
+    m_shown.parameterCount = count;
+}
+
+PublishedStore::Change::Change(PublishedStore& store) noexcept : m_changes(store.m_shown.changes)
+{
+    beginChange(m_changes);
+}
+
+PublishedStore::Change::~Change()
+{
+    endChange(m_changes);
+}
+
+void Publication::add(PublishedStore& store) noexcept
+{
+    beginChange(root.changes);
+    store.m_shown.serial = ++lastSerial;
+    store.m_previous = lastStore;
+    set(lastStore != nullptr ? lastStore->m_shown.next : root.firstStore,
+        addressOf(&store.m_shown));
+    (lastStore != nullptr ? lastStore->m_next : firstStore) = &store;
+    lastStore = &store;
+    set(root.storeCount, root.storeCount + 1);
+    endChange(root.changes);
+}
+
+void Publication::remove(PublishedStore& store) noexcept
+{
+    if (store.m_shown.serial == 0)
+        return;
+    beginChange(root.changes);
+    PublishedStore* const previous = store.m_previous;
+    PublishedStore* const next = store.m_next;
+    set(previous != nullptr ? previous->m_shown.next : root.firstStore, store.m_shown.next);
+    (previous != nullptr ? previous->m_next : firstStore) = next;
+    (next != nullptr ? next->m_previous : lastStore) = previous;
+    store.m_previous = store.m_next = nullptr;
+    store.m_shown.next = 0;
+    store.m_shown.serial = 0;
+    set(root.storeCount, root.storeCount - 1);
+    endChange(root.changes);
+}
+
+void Publication::begin() noexcept
+{
+    set(root.handled, std::uint64_t{0});
+    set(root.handledSubscribed, std::uint64_t{0});
+    set(root.serverRef, std::uint32_t{0});
+    setSubscription(Inspection::Subscription::NO_MAILBOX);
+}
+
+void Publication::setSubscription(Inspection::Subscription state) noexcept
+{
+    set(root.subscription, static_cast<std::uint32_t>(state));
+}
+
+void Publication::subscribed(std::uint32_t serverRef) noexcept
+{
+    set(root.serverRef, serverRef);
+    set(root.handledSubscribed, std::uint64_t{0});
+    setSubscription(Inspection::Subscription::SUBSCRIBED);
+}
+
+void Publication::countHandled() noexcept
+{
+    set(root.handled, root.handled + 1);
+    set(root.handledSubscribed, root.handledSubscribed + 1);
+}
+
+} // namespace Varnix::Backend
