@@ -2,6 +2,10 @@
 
 #include <atomic>
 
+extern "C" {
+constinit Varnix::Inspection::Root varnixInspectionRoot{};
+}
+
 namespace Varnix::Backend {
 
 namespace {
@@ -11,22 +15,8 @@ PublishedStore* firstStore = nullptr;
 PublishedStore* lastStore = nullptr;
 std::uint64_t lastSerial = 0;
 
-// Named for the note below, which refers to it; local to this file.
-[[gnu::used]] constinit Inspection::Root root asm("varnixInspectionRoot"){};
-
-// The note in which a tool finds the root, at its distance from the note's description.
-static_assert(Inspection::layoutNumber == 1 && Inspection::noteType == 1 &&
-              sizeof Inspection::noteOwner == 7 && sizeof(Inspection::Note) == 16);
-asm(R"(
-    .pushsection .note.varnix, "a", %note
-    .balign 4
-    .long 7, 16, 1
-    .asciz "Varnix"
-    .balign 4
-1:  .long 1, 0
-    .quad varnixInspectionRoot - 1b
-    .popsection
-)");
+// publicationNote.c leads a tool here.
+constinit Inspection::Root& root = varnixInspectionRoot;
 
 template <typename T>
 void set(T& word, T value) noexcept
