@@ -5,7 +5,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTA
 install(FILES ${PROJECT_BINARY_DIR}/include/varnix/version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnix COMPONENT dev)
 
-install(TARGETS varnix EXPORT varnix-targets
+install(TARGETS varnix varnix_kit EXPORT varnix-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
 install(EXPORT varnix-targets NAMESPACE varnix:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix
   COMPONENT dev)
@@ -17,7 +17,7 @@ endif()
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/varnix-config.cmake.in
   ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
-  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix)
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix PATH_VARS CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmake/varnix-config-version.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
@@ -27,8 +27,10 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
 # Relative, so that an installed tree may be moved.
 file(RELATIVE_PATH VARNIX_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" VARNIX_PC_TO_PREFIX ${VARNIX_PC_TO_PREFIX})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/varnix.pc.in ${PROJECT_BINARY_DIR}/varnix.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/varnix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+foreach(name varnix varnix-kit)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/varnix.pc ${PROJECT_BINARY_DIR}/varnix-kit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
 
 install(FILES ${PROJECT_SOURCE_DIR}/completions/varnix
