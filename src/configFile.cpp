@@ -1,13 +1,13 @@
 #include "configFile.h"
 
-#include "fileDescriptor.h"
+#include "configText.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <string_view>
+#include <utility>
 
-#include <fcntl.h>
 #include <libconfig.h>
 
 namespace Varnix::Backend::DBUtils {
@@ -33,44 +33,58 @@ private:
 
 using Kind = ConfigError::Kind;
 
-/**
- * A configuration file as libconfig may read it: libconfig ends the process where a read fails, so
- * that it is shown the file's end instead.
- */
-class Source
+/** A text as libconfig reads it: config_read_string() would end it at a null character. */
+class TextStream
 {
 public:
-    explicit Source(const std::string& path) noexcept
-        : m_file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+    explicit TextStream(const std::string& text) noexcept
+        : m_rest(text),
           m_stream(::fopencookie(this, "r", {.read = &read, .write = {}, .seek = {}, .close = {}}),
-                   &std::fclose),
-          m_failed(!m_file.isOpen() || !m_stream)
+                   &std::fclose)
     {
     }
-    Source(const Source&) = delete;
-    Source& operator=(const Source&) = delete;
+    TextStream(const TextStream&) = delete;
+    TextStream& operator=(const TextStream&) = delete;
 
-    bool failed() const noexcept { return m_failed; }
-    std::FILE* stream() const noexcept { return m_stream.get(); }
+    /** Null where there is no memory for it. */
+    std::FILE* get() const noexcept { return m_stream.get(); }
 
 private:
     static ssize_t read(void* cookie, char* data, std::size_t size) noexcept
     {
-        auto& source = *static_cast<Source*>(cookie);
-        ssize_t got = 0;
-        do
-            got = ::read(source.m_file.get(), data, size);
-        while (got < 0 && errno == EINTR);
-        source.m_failed = source.m_failed || got < 0;
-        return std::max<ssize_t>(got, 0);
+        auto& stream = *static_cast<TextStream*>(cookie);
+        const std::size_t got = stream.m_rest.copy(data, size);
+        stream.m_rest.remove_prefix(got);
+        return static_cast<ssize_t>(got);
     }
 
-    FileDescriptor m_file;
+    std::string_view m_rest;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_stream;
-    bool m_failed;
 };
 
-constexpr const char* inputError = "file I/O error"; // as libconfig words it
+ConfigError unreadable(const char* reason, ConfigText::Place place)
+{
+    return {.kind = Kind::UNREADABLE,
+            .line = place.line,
+            .file = std::move(place.file),
+            .reason = reason};
+}
+
+/** Has libconfig parse the text; the error is the text's own where libconfig got so far. */
+std::optional<ConfigError> parse(Config& config, const ConfigText& text)
+{
+    const TextStream stream(text.text());
+    if (stream.get() == nullptr)
+        return unreadable(ConfigText::inputError, {});
+    const bool isParsed = config_read(config.get(), stream.get()) == CONFIG_TRUE;
+    const int line = isParsed ? 0 : config_error_line(config.get());
+    if (text.failure() && (isParsed || line >= text.failure()->textLine))
+        return unreadable(text.failure()->reason, text.failure()->place);
+    if (isParsed)
+        return std::nullopt;
+    const char* const reason = config_error_text(config.get());
+    return unreadable(reason != nullptr ? reason : "", text.placeOf(line));
+}
 
 std::optional<ConfigError> readElement(const config_setting_t* element, int index,
                                        DbConfiguration& configuration)
@@ -132,18 +146,9 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations)
 {
     Config config;
-    Source source(configFile);
-    if (source.failed())
-        return ConfigError{.kind = Kind::UNREADABLE, .reason = inputError};
-    const int parsed = config_read(config.get(), source.stream());
-    if (source.failed())
-        return ConfigError{.kind = Kind::UNREADABLE, .reason = inputError};
-    if (parsed != CONFIG_TRUE) {
-        const char* const reason = config_error_text(config.get());
-        return ConfigError{.kind = Kind::UNREADABLE,
-                           .line = config_error_line(config.get()),
-                           .reason = reason != nullptr ? reason : ""};
-    }
+    const ConfigText text(configFile);
+    if (auto error = parse(config, text))
+        return error;
     const config_setting_t* const list = config_lookup(config.get(), componentVersions);
     if (list == nullptr)
         return ConfigError{Kind::NO_COMPONENT_VERSIONS};
@@ -154,12 +159,14 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
         if (element == nullptr)
             return ConfigError{Kind::NO_ELEMENT, i};
         DbConfiguration configuration;
-        const auto line = static_cast<int>(config_setting_source_line(element));
+        const ConfigText::Place place =
+            text.placeOf(static_cast<int>(config_setting_source_line(element)));
         if (auto error = readElement(element, i, configuration)) {
-            error->line = line;
+            error->line = place.line;
+            error->file = place.file;
             return error;
         }
-        configuration.line = line;
+        configuration.line = place.line;
         configurations.push_back(std::move(configuration));
     }
     return std::nullopt;

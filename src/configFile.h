@@ -34,6 +34,7 @@ struct ConfigError
     int element = 0;      ///< index in the list of entries
     int path = 0;         ///< index in "file_paths", for BAD_FILE_PATH
     int line = 0;         ///< line of a syntax error or of the malformed entry; 0: no line
+    std::string file{};   ///< the file that the line is in: this one or one that it includes
     std::string reason{}; ///< libconfig's words, for UNREADABLE
 };
 

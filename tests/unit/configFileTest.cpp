@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 namespace Varnix::Backend {
 namespace {
@@ -185,6 +186,36 @@ TEST_F(ConfigFile, ThatIsADirectoryIsReported)
     TraceSession::ofThisProcess().take();
     EXPECT_FALSE(DBUtils::parseDbConfigFile(path, entries));
     EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable()));
+}
+
+TEST_F(ConfigFile, ThatIsAPipeIsReportedAndNotWaitedFor)
+{
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    TraceSession::ofThisProcess().take();
+    EXPECT_FALSE(DBUtils::parseDbConfigFile(path, entries));
+    EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable()));
+}
+
+TEST_F(ConfigFile, MayBeNestedAHundredDeep)
+{
+    EXPECT_TRUE(parse("a = " + std::string(99, '(') + std::string(99, ')') +
+                      "; varnix = { component_versions = (); };"));
+    EXPECT_FALSE(parse("\na = " + std::string(100, '(') + std::string(100, ')')));
+    const auto error = DBUtils::readConfigFile(path, entries);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->reason, "settings nested too deep");
+    EXPECT_EQ(error->line, 2);
+}
+
+TEST_F(ConfigFile, WithMoreSettingsInAGroupThanAreComparedInASecondIsReported)
+{
+    std::string settings;
+    for (int i = 0; i < 100000; ++i)
+        settings += "a" + std::to_string(i) + "=1\n";
+    EXPECT_FALSE(parse(settings));
+    const auto error = DBUtils::readConfigFile(path, entries);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->reason, "too many settings in one group");
 }
 
 TEST_F(ConfigFile, WhoseReadFailsIsReported)

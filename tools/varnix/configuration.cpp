@@ -23,29 +23,28 @@ bool isReadFailure(const DBUtils::ConfigError& error)
 std::string positionedText(const DBUtils::ConfigError& error, const std::string& config)
 {
     const std::string place =
-        error.line > 0 ? config + ":" + std::to_string(error.line) : std::string(config);
+        error.line > 0 ? error.file + ":" + std::to_string(error.line) : config;
     const bool isSyntax = error.kind == DBUtils::ConfigError::Kind::UNREADABLE;
     return place + ": error: " + (isSyntax ? error.reason : describe(error, config));
 }
 
-} // namespace
-
-bool hasNoEnd(const std::string& path)
-{
-    std::error_code error;
-    return std::filesystem::is_directory(path, error) ||
-           std::filesystem::is_character_file(path, error);
-}
-
+/** Failure with NODE_UNUSABLE when the configuration file cannot be opened or has no end. */
 void refuseUnopened(const std::string& config)
 {
-    if (hasNoEnd(config))
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(config, error);
+    if (std::filesystem::is_fifo(status) || std::filesystem::is_socket(status))
+        throw Failure(Status::NODE_UNUSABLE,
+                      "varnix: no configuration: " + config + " is a pipe or a socket");
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
         throw Failure(Status::NODE_UNUSABLE,
                       "varnix: no configuration: " + config + " is a directory or a device");
     if (::access(config.c_str(), R_OK) != 0)
         throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot open " + config +
                                                  ": " + std::system_category().message(errno));
 }
+
+} // namespace
 
 std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config)
 {

@@ -24,7 +24,7 @@ using Backend::DBUtils::DbConfiguration;
 void readNode(Explanation& explanation, const std::vector<std::string>& identities)
 {
     if (identities.empty())
-        refuseEndlessNode(explanation.config);
+        refuseEndlessNode();
     const std::optional<Production> production = readProduction(productionFiles());
     if (production) {
         explanation.production = production->file;

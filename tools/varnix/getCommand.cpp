@@ -149,7 +149,7 @@ std::vector<std::string> typeNames()
 
 std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
 {
-    refuseEndlessNode(config);
+    refuseEndlessNode();
     std::shared_ptr<DatabaseIf> database = V1::DbRegistryIf::getInstance().initDb(config);
     if (!database)
         refuseUnusableNode(config);

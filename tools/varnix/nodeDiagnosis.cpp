@@ -30,7 +30,7 @@ bool isEndless(const std::string& path)
 
 } // namespace
 
-void refuseEndlessNode(const std::string& config)
+void refuseEndlessNode()
 {
     for (const ProductionFile& file : productionFiles()) {
         if (isEndless(file.path))
@@ -40,8 +40,6 @@ void refuseEndlessNode(const std::string& config)
         if (!problemWith(file.path))
             break;
     }
-    if (hasNoEnd(config))
-        refuseUnopened(config);
 }
 
 void refuseUnusableNode(const std::string& config)

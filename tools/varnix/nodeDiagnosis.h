@@ -7,11 +7,10 @@
 namespace Varnix::Tool {
 
 /**
- * Refuses what would keep the library from answering at all: a production database that ends
- * early, for whose rest the loader waits, and a configuration that has no end. Failure with
- * NodeUnusable.
+ * Refuses what would keep the library from returning at all: a production database that ends
+ * early, for whose rest the loader waits. Failure with NodeUnusable.
  */
-void refuseEndlessNode(const std::string& config);
+void refuseEndlessNode();
 
 /** Says what is wrong after initDb answered nothing for `config`: Failure as explain() fails. */
 [[noreturn]] void refuseUnusableNode(const std::string& config);
