@@ -1,3 +1,5 @@
+# What is installed belongs to exactly one of these components: runtime (the library), dev (what
+# clients build with), platform (the host's libitc and libtpt), tools, and server.
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -33,5 +35,7 @@ endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/varnix.pc ${PROJECT_BINARY_DIR}/varnix-kit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
 
-install(FILES ${PROJECT_SOURCE_DIR}/completions/varnix
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+if(VARNIX_BUILD_TOOLS)
+  install(FILES ${PROJECT_SOURCE_DIR}/completions/varnix
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
