@@ -14,6 +14,12 @@ namespace Varnix::DbFile {
 
 namespace {
 
+void sort(std::vector<Finding>& findings)
+{
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+}
+
 class RecordChecker
 {
 public:
@@ -49,7 +55,25 @@ public:
         }
     }
 
+    /** In the order of the file. */
+    std::vector<Finding> keysWithoutValue() const
+    {
+        std::vector<Finding> result;
+        for (const auto& [key, use] : m_keys)
+            if (use.isParameter && !use.hasValue)
+                result.push_back({use.offset, noValue(key)});
+        sort(result);
+        return result;
+    }
+
 private:
+    struct KeyUse
+    {
+        std::size_t offset;
+        bool isParameter = false;
+        bool hasValue = false;
+    };
+
     void report(std::uint64_t offset, std::string text)
     {
         m_findings.push_back({offset, std::move(text)});
@@ -75,8 +99,10 @@ private:
 
     void checkRecord(const RecordPlace& place)
     {
-        checkKey(place);
+        KeyUse& use = checkKey(place);
         const Type* const type = findType(place.type);
+        use.isParameter |= type != nullptr && m_image[place.start + 1] == '/';
+        use.hasValue |= place.dataSize > 0;
         if (type == nullptr)
             report(place.typeOffset(), "type " + std::to_string(place.type) + " has no name");
         else if (!isWhole(*type, place.dataSize))
@@ -85,7 +111,7 @@ private:
                                              std::string(type->name) + " elements");
     }
 
-    void checkKey(const RecordPlace& place)
+    KeyUse& checkKey(const RecordPlace& place)
     {
         const std::size_t offset = place.start + 1;
         const std::string_view key = m_image.substr(offset, place.keySize);
@@ -96,17 +122,18 @@ private:
         else if (!isPlainKey(key))
             report(offset, "the key " + quoted(key) +
                                " holds a blank, a quote, a number sign or an unprintable byte");
-        const auto [first, isNew] = m_keys.try_emplace(key, offset);
+        const auto [first, isNew] = m_keys.try_emplace(key, KeyUse{.offset = offset});
         if (!isNew)
             report(offset, "the key " + quoted(key) + " stands twice; first at @" +
-                               hexNumber(first->second));
+                               hexNumber(first->second.offset));
+        return first->second;
     }
 
     std::string_view m_image;
     std::uint64_t m_end;
     bool m_isWhole;
     std::vector<Finding>& m_findings;
-    std::unordered_map<std::string_view, std::size_t> m_keys;
+    std::unordered_map<std::string_view, KeyUse> m_keys;
     bool m_foreignTag = false;
 };
 
@@ -139,14 +166,15 @@ void note(std::vector<Finding>& notes, std::string_view image, std::uint64_t off
 
 CheckResult check(std::string_view image)
 {
-    CheckResult result{.findings = refusals(image), .notes = {}};
+    CheckResult result{.findings = refusals(image), .warnings = {}, .notes = {}};
     if (!isThisFormat(image))
         return result;
     const std::uint64_t length = lengthField(image);
     checkLengths(image, result.findings);
-    RecordChecker(image, length, result.findings).run();
-    std::stable_sort(result.findings.begin(), result.findings.end(),
-                     [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+    RecordChecker records(image, length, result.findings);
+    records.run();
+    sort(result.findings);
+    result.warnings = records.keysWithoutValue();
 
     note(result.notes, image, Format::reservedOffset, Format::reservedSize, "the reserved bytes");
     if (length >= Format::headerSize)

@@ -12,6 +12,8 @@ struct CheckResult
 {
     /** What must not be in a file; a file without any loads and reads inside its image. */
     std::vector<Finding> findings;
+    /** What a file may hold and hardly anybody wants. */
+    std::vector<Finding> warnings;
     /** What is unusual and does no harm: bytes that nobody interprets and that are not zero. */
     std::vector<Finding> notes;
 };

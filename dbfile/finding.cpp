@@ -1,5 +1,7 @@
 #include "dbfile/finding.h"
 
+#include "dbfile/sourceLine.h"
+
 #include <array>
 #include <charconv>
 
@@ -25,6 +27,12 @@ std::string hexBytes(std::string_view bytes)
         text.push_back(digits[value & 0xFU]);
     }
     return text;
+}
+
+std::string noValue(std::string_view key)
+{
+    return "the key " + quoted(key) +
+           " has no value: unless another file gives it one, every read is a type mismatch";
 }
 
 std::string describe(std::string_view file, const Finding& finding, std::string_view severity)

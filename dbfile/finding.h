@@ -20,6 +20,9 @@ struct Finding
 std::string describe(std::string_view file, const Finding& finding,
                      std::string_view severity = "error");
 
+/** The warning of a key that no record gives a byte. */
+std::string noValue(std::string_view key);
+
 /** "0x1a4". */
 std::string hexNumber(std::uint64_t value);
 

@@ -36,9 +36,9 @@ std::string describe(const SourcePlace& place)
     return place.file + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
 }
 
-std::string describe(const SourceError& error)
+std::string describe(const SourceFinding& finding, std::string_view severity)
 {
-    return describe(error.place) + ": error: " + error.text;
+    return describe(finding.place).append(": ").append(severity).append(": ") + finding.text;
 }
 
 SourceParser::SourceParser(std::uint64_t maxLength)
@@ -110,6 +110,8 @@ void SourceParser::readParameter(Tokens tokens)
     const auto [given, isNew] = m_keys.try_emplace(key.text, placeAt(key.column));
     if (!isNew)
         throw LineError(key.column, givenTwice(key.text, given->second));
+    if (data.empty())
+        m_warnings.push_back({placeAt(key.column), noValue(key.text)});
     addRecord({.key = key.text, .type = type.number, .data = std::move(data)}, key.column);
 }
 

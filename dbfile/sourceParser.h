@@ -25,7 +25,8 @@ struct SourcePlace
     bool operator==(const SourcePlace&) const = default;
 };
 
-struct SourceError
+/** Something said about a place in a text source. */
+struct SourceFinding
 {
     SourcePlace place;
     std::string text;
@@ -34,8 +35,8 @@ struct SourceError
 /** "FILE:LINE:COLUMN". */
 std::string describe(const SourcePlace& place);
 
-/** "FILE:LINE:COLUMN: error: text". */
-std::string describe(const SourceError& error);
+/** "FILE:LINE:COLUMN: SEVERITY: text". */
+std::string describe(const SourceFinding& finding, std::string_view severity = "error");
 
 /**
  * Reads text sources into one database.
@@ -54,7 +55,10 @@ public:
     /** Adds what the source says; `file` names it in errors. */
     void parse(const std::string& file, std::string_view text);
 
-    const std::vector<SourceError>& errors() const noexcept { return m_errors; }
+    const std::vector<SourceFinding>& errors() const noexcept { return m_errors; }
+
+    /** What a source may say and hardly anybody wants: keys without a value. */
+    const std::vector<SourceFinding>& warnings() const noexcept { return m_warnings; }
 
     /** What was read; worth something only without errors. */
     const Database& database() const noexcept { return m_database; }
@@ -78,7 +82,8 @@ private:
     Database m_database;
     /** The database's length field, kept as it grows. */
     std::uint64_t m_length;
-    std::vector<SourceError> m_errors;
+    std::vector<SourceFinding> m_errors;
+    std::vector<SourceFinding> m_warnings;
 
     // What was given, and where when it may be given only once.
     std::map<std::string, SourcePlace, std::less<>> m_keys;

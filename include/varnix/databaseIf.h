@@ -16,7 +16,7 @@ namespace V1 {
  *
  * A handle comes from DbRegistryIf::initDb. A read asks the production database first and the
  * component's own database only when the production database does not hold the key. A key that the
- * production database holds with another type hides the component's: the read answers
+ * production database holds with another type hides the component's: the read returns
  * TYPE_MISMATCH.
  *
  * Threads: any number may read through one handle at the same time. Operators change values while
@@ -30,7 +30,8 @@ namespace V1 {
  * Errors: a read reports by its result alone. It throws only std::bad_alloc, when the output cannot
  * grow, and std::system_error, when a lock cannot be taken.
  *
- * Outputs: after OK the output holds the value and nothing of its earlier content. After any other
+ * Outputs: after OK the output holds the value and nothing of its earlier content; it may be empty,
+ * where one file empties the value that another gave. After any other
  * result it is untouched, except in the word-list read, which empties it. After std::bad_alloc it
  * may have been emptied. A read allocates nothing where the output has room for the value.
  *
@@ -46,7 +47,10 @@ public:
         OK = 0,
         /** Neither the production database nor the component's holds the key. */
         KEY_NOT_FOUND = 1,
-        /** The key exists, with another type than the one asked for; nothing is converted. */
+        /**
+         * The key exists, with another type than the one asked for, or without a type because no
+         * file gives it a byte; nothing is converted.
+         */
         TYPE_MISMATCH = 2
     };
 

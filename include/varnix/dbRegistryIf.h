@@ -33,12 +33,14 @@ public:
      * The file's entries whose pattern matches one of the node's identities (the words of
      * "/componentConfigId" in the production database) say which database files are loaded; of a
      * key that stands in several of them, the first listed file's value counts. When no entry
-     * matches, the result is a database without parameters of its own.
+     * matches, or "/componentConfigId" is nothing but blanks, the result is a database without
+     * parameters of its own.
      *
-     * Answers an empty pointer when the production database could not be loaded, names no
-     * identities, or when the configuration file or one of its database files cannot be used. The
-     * trace events ERROR and INFO tell which. Every call builds a new database, which run-time
-     * writes reach from then on until its handle is dropped.
+     * Returns an empty pointer when the production database could not be loaded or has no
+     * "/componentConfigId" of type CHAR with at least one character, or when the configuration file
+     * or one of the selected database files cannot be used. The trace events ERROR and INFO tell
+     * which. Every call builds a new database, which run-time writes reach from then on until its
+     * handle is dropped.
      *
      * Throws std::bad_alloc when memory is exhausted and std::system_error when a lock cannot be
      * taken; nothing is registered then.

@@ -64,9 +64,9 @@ TEST(Checker, FindsNothingInAnOrdinaryFile)
                                    .s16("/s16", {-1})
                                    .u32("/u32", {1, 2, 3})
                                    .s32("/s32", {-1})
-                                   .text("/text", "any\0bytes\xFF"s)
-                                   .u8("/empty", {});
+                                   .text("/text", "any\0bytes\xFF"s);
     EXPECT_THAT(findingsIn(ordinary.image()), IsEmpty());
+    EXPECT_THAT(check(ordinary.image()).warnings, IsEmpty());
     EXPECT_THAT(check(ordinary.image()).notes, IsEmpty());
     EXPECT_THAT(findingsIn(DbBuilder().image()), IsEmpty());
 }
@@ -204,6 +204,29 @@ TEST(Checker, ChecksOnBehindOneForeignTagButNotBehindTwo)
                 ElementsAre(HasSubstr("f:@0xa: error: the record's tag"),
                             HasSubstr("the key \"b\""),
                             HasSubstr("f:@0x19: error: the record's tag")));
+}
+
+TEST(Checker, WarnsOfKeysThatNoRecordGivesAByte)
+{
+    const CheckResult result =
+        check(DbBuilder().u16("/b", {}).u8("/full", {1}).text("/a", "").image());
+    EXPECT_THAT(result.findings, IsEmpty());
+    EXPECT_THAT(texts(result.warnings),
+                ElementsAre("f:@0xb: error: the key \"/b\" has no value: unless another file gives "
+                            "it one, every read is a type mismatch",
+                            HasSubstr("f:@0x1f: error: the key \"/a\" has no value")));
+}
+
+TEST(Checker, DoesNotWarnOfAnEmptyRecordBesideOneWithAValue)
+{
+    EXPECT_THAT(check(DbBuilder().u8("/a", {}).u8("/a", {1}).image()).warnings, IsEmpty());
+    EXPECT_THAT(check(DbBuilder().u8("/a", {1}).u8("/a", {}).image()).warnings, IsEmpty());
+}
+
+TEST(Checker, DoesNotWarnOfEmptyRecordsThatNoReaderTakes)
+{
+    EXPECT_THAT(check(DbBuilder().u8("a", {}).record({.key = "/a", .type = 0}).image()).warnings,
+                IsEmpty());
 }
 
 TEST(Checker, OnlyNotesBytesThatNobodyInterprets)

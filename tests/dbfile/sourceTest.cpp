@@ -20,7 +20,7 @@ using testing::SizeIs;
 std::vector<std::string> errorsOf(const SourceParser& parser)
 {
     std::vector<std::string> texts;
-    for (const SourceError& error : parser.errors())
+    for (const SourceFinding& error : parser.errors())
         texts.push_back(describe(error));
     return texts;
 }

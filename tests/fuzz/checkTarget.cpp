@@ -46,11 +46,14 @@ void checkRebuilt(std::string_view image, bool isPlain)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view image = Fuzz::viewOf(data, size);
-    const auto [findings, notes] = DbFile::check(image);
-    require(std::is_sorted(findings.begin(), findings.end(), standsBefore),
-            "findings stand in the order of the file");
-    for (const DbFile::Finding& finding : findings)
-        require(!finding.text.empty() && finding.offset <= size, "a finding says what and where");
+    const auto [findings, warnings, notes] = DbFile::check(image);
+    for (const auto& said : {findings, warnings}) {
+        require(std::is_sorted(said.begin(), said.end(), standsBefore),
+                "findings stand in the order of the file");
+        for (const DbFile::Finding& finding : said)
+            require(!finding.text.empty() && finding.offset <= size,
+                    "a finding says what and where");
+    }
 
     const auto refusals = DbFile::refusals(image);
     for (const DbFile::Finding& refusal : refusals)

@@ -17,7 +17,7 @@ void checkErrors(const SourceParser& parser, std::string_view text)
 {
     require(parser.errors().size() <= SourceParser::maxErrors + 1, "errors are bounded");
     const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-    for (const DbFile::SourceError& error : parser.errors()) {
+    for (const DbFile::SourceFinding& error : parser.errors()) {
         require(error.place.line >= 1 && error.place.line <= lines, "an error is in a line");
         require(error.place.column >= 1 && error.place.column <= text.size() + 1,
                 "an error is in a column");

@@ -44,6 +44,16 @@ TEST_F(Build, WritesToStandardOutputWhereAsked)
     EXPECT_EQ(files(), 1);
 }
 
+TEST_F(Build, WarnsOfAKeyWithoutAByteAndWritesIt)
+{
+    write("a", "/full U8 1\n  /empty CHAR \"\"\n");
+    expectResult(
+        varnix({"build", "-o", "db", "a"}), 0, "",
+        "a:2:3: warning: the key \"/empty\" has no value: unless another file gives it one, "
+        "every read is a type mismatch\n");
+    EXPECT_EQ(read("db"), DbBuilder().u8("/full", {1}).text("/empty", "").image());
+}
+
 TEST_F(Build, GivesTheSameBytesEveryTime)
 {
     write("a", "/b U8 1\n/a CHAR \"x\"\n");

@@ -9,7 +9,7 @@ class Check : public ToolTest
 
 TEST_F(Check, OfAGoodFileSaysNothing)
 {
-    write("a", "/unit/gain U16 1\n/unit/label CHAR \"x\"\n/unit/empty U8\n");
+    write("a", "/unit/gain U16 1\n/unit/label CHAR \"x\"\n");
     EXPECT_EQ(varnix({"build", "-o", "db", "a"}).status, 0);
     expectResult(varnix({"check", "db"}), 0, "", "");
 }
@@ -32,6 +32,15 @@ TEST_F(Check, OfAFileOfAnotherKindIsAFinding)
                  "db:@0x0: error: the file ends inside its header: it holds 0 bytes, a header "
                  "takes 10\n",
                  "");
+}
+
+TEST_F(Check, WarnsOfAKeyWithoutAByteAndStillFindsNothing)
+{
+    DbBuilder().u8("/unit/empty", {}).write(m_directory / "db");
+    expectResult(
+        varnix({"check", "db"}), 0, "",
+        "db:@0xb: warning: the key \"/unit/empty\" has no value: unless another file gives "
+        "it one, every read is a type mismatch\n");
 }
 
 TEST_F(Check, NotesWhatDoesNoHarm)

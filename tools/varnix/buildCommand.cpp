@@ -1,6 +1,7 @@
 #include "command.h"
 #include "dbfile/sourceParser.h"
 #include "files.h"
+#include "terminal.h"
 
 #include <filesystem>
 #include <iostream>
@@ -105,8 +106,11 @@ Status build(const BuildOptions& options)
     DbFile::SourceParser parser;
     for (const std::string& source : options.sources)
         parser.parse(source, readInput(source));
+    const std::string warning = Painter(STDERR_FILENO).paint(Colour::YELLOW, "warning");
+    for (const DbFile::SourceFinding& finding : parser.warnings())
+        std::cerr << describe(finding, warning) << '\n';
     std::string errors;
-    for (const DbFile::SourceError& error : parser.errors())
+    for (const DbFile::SourceFinding& error : parser.errors())
         errors.append(errors.empty() ? "" : "\n").append(describe(error));
     if (!errors.empty())
         throw Failure(Status::INVALID, errors);

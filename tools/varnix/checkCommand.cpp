@@ -14,14 +14,18 @@ namespace Varnix::Tool {
 
 namespace {
 
-/** Findings are this command's answer and go to standard output; notes do no harm. */
+/** Findings are this command's result and go to standard output; warnings and notes are none. */
 Status checkFile(const std::string& path)
 {
     const DbFile::CheckResult result = DbFile::check(readInput(path));
     const std::string error = Painter(STDOUT_FILENO).paint(Colour::RED, "error");
-    const std::string noted = Painter(STDERR_FILENO).paint(Colour::BOLD, "note");
+    const Painter painter(STDERR_FILENO);
+    const std::string warned = painter.paint(Colour::YELLOW, "warning");
+    const std::string noted = painter.paint(Colour::BOLD, "note");
     for (const DbFile::Finding& finding : result.findings)
         std::cout << describe(path, finding, error) << '\n';
+    for (const DbFile::Finding& warning : result.warnings)
+        std::cerr << describe(path, warning, warned) << '\n';
     for (const DbFile::Finding& note : result.notes)
         std::cerr << describe(path, note, noted) << '\n';
     return result.findings.empty() ? Status::DONE : Status::NO;
