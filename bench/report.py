@@ -192,7 +192,15 @@ def goals(results):
             ("loading 100,000 parameters, × read and copy", load["100000"], 4, True),
             ("loading 1,000 parameters, × read and copy", load["1000"], 4, True),
             ("resident bytes a parameter of U32x4", memory, 140, True),
-            ("an in-place write, × the same without a lock", in_place_ratio(results), 4, True)]
+            ("an in-place write, × the same without a lock", in_place_ratio(results), 4, True),
+            ("a single integer by the kit, × the interface's own read",
+             results.ratio("kit/U16x1/value", "kit/U16x1/interface"), 1.15, True),
+            ("a U32x4 by the kit, × the interface's own read",
+             results.ratio("kit/U32x4/read", "kit/U32x4/interface"), 1.15, True),
+            ("a text24 by the kit, × the interface's own read",
+             results.ratio("kit/text24/read", "kit/text24/interface"), 1.15, True),
+            ("a look at 1,000 single integers, µs", results.get("kit/U16x1/look") / 1e3, 50, True),
+            ("a look at 1,000 of text24, µs", results.get("kit/text24/look") / 1e3, 50, True)]
     return table(["goal", "measured", "limit", ""],
                  [[what, f"{measured:.2f}", ("at most " if less else "at least ") + str(limit),
                    "met" if (measured <= limit) == less or measured == limit else "**not met**"]

@@ -19,7 +19,7 @@ packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev 
     nlohmann-json3-dev libedit-dev scdoc"
 packages_trace="lttng-tools babeltrace2"
 packages_test="make liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
-    man-db bash-completion abigail-tools"
+    man-db bash-completion abigail-tools libglib2.0-dev libasio-dev catch2"
 packages_package="debhelper dpkg-dev lintian fakeroot git"
 packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconfig-dev:arm64
     libedit-dev:arm64 liblttng-ctl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64"
