@@ -29,7 +29,7 @@ public:
      */
     RecordChecker(std::string_view image, std::uint64_t end, std::vector<Finding>& findings)
         : m_image(image), m_end(end), m_isWhole(image.size() >= end + Format::trailerSize),
-          m_findings(findings)
+          m_findings(findings), m_refusals(static_cast<std::ptrdiff_t>(findings.size()))
     {
     }
 
@@ -91,9 +91,15 @@ private:
         return !std::exchange(m_foreignTag, true);
     }
 
+    bool isRefused(std::size_t position) const
+    {
+        return std::any_of(m_findings.begin(), m_findings.begin() + m_refusals,
+                           [=](const Finding& finding) { return finding.offset == position; });
+    }
+
     void reportUnfinished(std::size_t position, const std::string& what)
     {
-        if (m_isWhole)
+        if (m_isWhole && !isRefused(position))
             report(position, what + " before " + hexNumber(m_end) + ", where the records end");
     }
 
@@ -133,6 +139,7 @@ private:
     std::uint64_t m_end;
     bool m_isWhole;
     std::vector<Finding>& m_findings;
+    std::ptrdiff_t m_refusals; ///< how many of them a loader refuses the file for
     std::unordered_map<std::string_view, KeyUse> m_keys;
     bool m_foreignTag = false;
 };

@@ -1,7 +1,5 @@
 #include "dbfile/comparison.h"
 
-#include "dbfile/types.h"
-
 #include <set>
 
 namespace Varnix::DbFile {
@@ -16,11 +14,11 @@ std::optional<Value> find(const std::map<std::string, Value>& values, const std:
 
 } // namespace
 
-std::map<std::string, Value> parameters(const Database& database)
+std::map<std::string, Value> parameters(const std::vector<Record>& records)
 {
     std::map<std::string, Value> values;
-    for (const Record& record : database.records) {
-        if (!record.key.starts_with('/') || record.type == undefinedType)
+    for (const Record& record : records) {
+        if (!isKept(record.key, record.type))
             continue;
         const auto [place, isNew] = values.try_emplace(record.key, Value{.type = record.type});
         if (!record.data.empty())
@@ -30,7 +28,8 @@ std::map<std::string, Value> parameters(const Database& database)
     return values;
 }
 
-std::vector<Difference> differences(const Database& first, const Database& second)
+std::vector<Difference> differences(const std::vector<Record>& first,
+                                    const std::vector<Record>& second)
 {
     const std::map<std::string, Value> firstValues = parameters(first);
     const std::map<std::string, Value> secondValues = parameters(second);

@@ -21,11 +21,11 @@ struct Value
 };
 
 /**
- * The parameters of a database as a client would find them: of records with the same key the last
- * one counts, and if that is empty it empties the value and leaves its type. Records whose key does
- * not begin with "/" or whose type is 0 are no parameters.
+ * The parameters that records make, as a client would find them: of records with the same key the
+ * last one counts, and if that is empty it empties the value and leaves its type. A record that is
+ * not kept is no parameter.
  */
-std::map<std::string, Value> parameters(const Database& database);
+std::map<std::string, Value> parameters(const std::vector<Record>& records);
 
 /** A parameter that two databases do not hold alike. */
 struct Difference
@@ -38,7 +38,8 @@ struct Difference
 };
 
 /** What differs between two databases as parameters, in the order of the keys. */
-std::vector<Difference> differences(const Database& first, const Database& second);
+std::vector<Difference> differences(const std::vector<Record>& first,
+                                    const std::vector<Record>& second);
 
 } // namespace Varnix::DbFile
 

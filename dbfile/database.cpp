@@ -2,6 +2,7 @@
 
 #include "dbfile/bigEndian.h"
 #include "dbfile/checksum.h"
+#include "dbfile/types.h"
 
 #include <algorithm>
 #include <numeric>
@@ -33,6 +34,11 @@ void append(std::string& bytes, const Record& record)
 std::size_t Record::size() const noexcept
 {
     return Format::recordOverhead + key.size() + data.size();
+}
+
+bool isKept(std::string_view key, std::uint8_t type) noexcept
+{
+    return key.starts_with('/') && type != undefinedType;
 }
 
 std::uint64_t Database::length() const noexcept

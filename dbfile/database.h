@@ -10,7 +10,7 @@
 
 namespace Varnix::DbFile {
 
-/** One record: a parameter when its tag is 'F', its key begins with "/" and its type is not 0. */
+/** One record. */
 struct Record
 {
     char tag = Format::recordTag;
@@ -24,6 +24,9 @@ struct Record
 
     bool operator==(const Record&) const = default;
 };
+
+/** Whether a store keeps a record; it skips any other, whatever its data. */
+bool isKept(std::string_view key, std::uint8_t type) noexcept;
 
 /**
  * A database file as an exact value: every file that a loader accepts has one such value, and

@@ -57,6 +57,68 @@ void checkContent(std::string_view image, std::vector<Finding>& findings)
                                        hexNumber(computed)});
 }
 
+/** The records that a loader's walk takes, and what ends it before its end. */
+struct Walk
+{
+    std::vector<RecordPlace> records;
+    std::optional<Finding> refusal;
+};
+
+std::string_view keyOf(std::string_view image, const RecordPlace& place)
+{
+    return image.substr(place.start + 1, place.keySize);
+}
+
+bool isStored(std::string_view image, const RecordPlace& place)
+{
+    return isKept(keyOf(image, place), place.type);
+}
+
+Finding outside(std::size_t position, const std::string& what, std::size_t end)
+{
+    return {position, what + " before " + hexNumber(end) + ", where the checksum ends"};
+}
+
+/** A record is taken when it starts before N, and one of another tag is the last. */
+Walk walk(std::string_view image)
+{
+    const std::size_t length = lengthField(image);
+    const std::size_t end = length + Format::trailerSize;
+    Walk taken;
+    for (std::size_t position = Format::headerSize; position < length;) {
+        const auto place = recordAt(image, position, end);
+        if (!place) {
+            taken.refusal = outside(position, "a record's key, type and length do not end", end);
+            break;
+        }
+        if (place->end() > end && isStored(image, *place)) {
+            taken.refusal = outside(
+                position, "a record of " + std::to_string(place->size()) + " bytes does not end",
+                end);
+            break;
+        }
+        taken.records.push_back(*place);
+        if (image[position] != Format::recordTag)
+            break;
+        position = place->end();
+    }
+    return taken;
+}
+
+Record recordOf(std::string_view image, const RecordPlace& place)
+{
+    return {.tag = image[place.start],
+            .key = std::string(keyOf(image, place)),
+            .type = place.type,
+            .data = std::string(image.substr(place.dataOffset(), place.dataSize))};
+}
+
+/** Where the bytes end that the checksum covers. */
+std::size_t coveredSize(std::string_view image) noexcept
+{
+    return lengthField(image) + Format::coveredTailSize;
+}
+
 } // namespace
 
 bool isThisFormat(std::string_view image) noexcept
@@ -88,7 +150,7 @@ std::optional<RecordPlace> recordAt(std::string_view image, std::size_t start, s
     return place;
 }
 
-std::vector<Finding> refusals(std::string_view image)
+std::vector<Finding> loadRefusals(std::string_view image)
 {
     if (image.size() < Format::headerSize)
         return {shortHeader(image)};
@@ -99,33 +161,51 @@ std::vector<Finding> refusals(std::string_view image)
     return findings;
 }
 
+std::vector<Finding> refusals(std::string_view image)
+{
+    std::vector<Finding> findings = loadRefusals(image);
+    if (findings.empty())
+        if (std::optional<Finding> refusal = walk(image).refusal)
+            findings.push_back(std::move(*refusal));
+    return findings;
+}
+
 Database decode(std::string_view image)
 {
-    const std::size_t length = lengthField(image);
-    const std::size_t covered = length + Format::coveredTailSize;
+    const std::size_t covered = coveredSize(image);
     Database database;
     database.reserved = image.substr(Format::reservedOffset, Format::reservedSize);
-
-    // As the loader walks: a record is read when it starts before N, and one of another tag is the
-    // last. What is not a record inside the covered bytes is left to the tail.
+    // What is not a record inside the covered bytes is left to the tail.
     std::size_t position = Format::headerSize;
-    bool lastRecord = false;
-    while (position < length && !lastRecord) {
-        const auto place = recordAt(image, position, covered);
-        if (!place || place->end() > covered)
+    for (const RecordPlace& place : walk(image).records) {
+        if (place.end() > covered)
             break;
-        database.records.push_back(
-            {.tag = image[position],
-             .key = std::string(image.substr(position + 1, place->keySize)),
-             .type = place->type,
-             .data = std::string(image.substr(place->dataOffset(), place->dataSize))});
-        lastRecord = image[position] != Format::recordTag;
-        position = place->end();
+        database.records.push_back(recordOf(image, place));
+        position = place.end();
     }
     database.tail = image.substr(position, covered - position);
     database.unchecked = image.substr(covered, Format::uncheckedSize);
-    database.extra = image.substr(length + Format::trailerSize);
+    database.extra = image.substr(lengthField(image) + Format::trailerSize);
     return database;
+}
+
+std::optional<Record> overlap(std::string_view image)
+{
+    const Walk taken = walk(image);
+    if (taken.records.empty())
+        return std::nullopt;
+    const RecordPlace& last = taken.records.back();
+    if (last.end() <= coveredSize(image) || !isStored(image, last))
+        return std::nullopt;
+    return recordOf(image, last);
+}
+
+std::vector<Record> readRecords(std::string_view image)
+{
+    std::vector<Record> records = decode(image).records;
+    if (std::optional<Record> last = overlap(image))
+        records.push_back(std::move(*last));
+    return records;
 }
 
 } // namespace Varnix::DbFile

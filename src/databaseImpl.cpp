@@ -92,18 +92,12 @@ bool DatabaseImpl::fitsInDataType(std::int64_t value, TypeOfData_t type) const n
     return info != nullptr && info->holds(value);
 }
 
-void DatabaseImpl::reserveFor(DbContainer& container)
-{
-    std::size_t records = m_params.size();
-    const auto end = DbContainer::iterator::end(&container);
-    for (auto it = DbContainer::iterator::begin(&container); it != end; ++it)
-        ++records;
-    m_params.reserve(records);
-}
-
 bool DatabaseImpl::populate(DbContainer& container)
 {
-    reserveFor(container);
+    const auto parameters = container.countParameters();
+    if (!parameters)
+        return false;
+    m_params.reserve(m_params.size() + *parameters);
     const auto end = DbContainer::iterator::end(&container);
     for (auto it = DbContainer::iterator::begin(&container); it != end;) {
         const DbRecord& record = *it;

@@ -45,7 +45,8 @@ public:
 
     /**
      * Copies every record of a loaded container into the store; a key that is there already gets
-     * the new value. Answers false when memory ran out part-way. Takes no lock.
+     * the new value. Returns false, with nothing stored, when a record reaches outside the image,
+     * and when memory ran out part-way. Takes no lock.
      */
     bool populate(DbContainer& container);
 
@@ -97,7 +98,6 @@ private:
     ResultCode read(Table::const_iterator entry, std::string& text) const;
     bool readStringParam(Table::const_iterator entry, std::string& text) const;
 
-    void reserveFor(DbContainer& container);
     bool store(const DbRecord& record);
 
     mutable ReadMostlyLock m_lock;

@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <limits>
 #include <new>
+#include <optional>
+#include <span>
+#include <string_view>
 
 #include <fcntl.h>
 
@@ -26,18 +28,52 @@ bool isDatabaseHeader(const DB_HeaderS& header) noexcept
     return header.magic == 'H' && header.format == 4;
 }
 
-/** The record word behind a key of `keyLength` characters: type in the high byte, then length. */
-std::uint32_t recordWord(const char* key, std::size_t keyLength) noexcept
+/** A record as it stands in an image: tag, key, word, data. */
+struct Place
 {
-    std::uint32_t word = 0;
-    std::memcpy(&word, key + keyLength + 1, sizeof word);
-    DBUtils::SwapEnd(word);
-    return word;
+    std::string_view key() const noexcept
+    {
+        return {reinterpret_cast<const char*>(start) + 1, keyLength};
+    }
+    TypeOfData_t type() const noexcept { return static_cast<TypeOfData_t>(word >> 24U); }
+    std::uint32_t length() const noexcept { return word & 0x00FFFFFFU; }
+    std::size_t dataOffset() const noexcept { return keyLength + 2 + sizeof word; }
+    std::uint64_t size() const noexcept { return std::uint64_t{dataOffset()} + length(); }
+    bool isParameter() const noexcept { return key().starts_with('/'); }
+
+    const unsigned char* start;
+    std::size_t keyLength;
+    std::uint32_t word; ///< type in the high byte, then length
+};
+
+/** The record at `position`; nothing where its key or its word does not end inside the image. */
+std::optional<Place> placeAt(std::span<const unsigned char> image, std::uint32_t position) noexcept
+{
+    const auto record = image.subspan(position);
+    const auto keyOn = record.subspan(1);
+    const auto* const keyEnd =
+        static_cast<const unsigned char*>(std::memchr(keyOn.data(), '\0', keyOn.size()));
+    if (keyEnd == nullptr)
+        return std::nullopt;
+    Place place{record.data(), static_cast<std::size_t>(keyEnd - keyOn.data()), 0};
+    if (place.dataOffset() > record.size())
+        return std::nullopt;
+    std::memcpy(&place.word, keyEnd + 1, sizeof place.word);
+    DBUtils::SwapEnd(place.word);
+    return place;
 }
 
-constexpr std::uint32_t dataLength(std::uint32_t word) noexcept
+/** The position `step` bytes on, `end` at most. Summed in 64 bits: in 32 it may wrap. */
+constexpr std::uint32_t stepped(std::uint32_t position, std::uint64_t step, std::uint32_t end)
 {
-    return word & 0x00FFFFFFU;
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, position + step));
+}
+static_assert(stepped(0xFFFFFFF0, 0x1000006, 0xFFFFFFF5) == 0xFFFFFFF5);
+
+/** Where the walk goes on after the record at `position`. */
+std::uint32_t positionAfter(const Place& place, std::uint32_t position, std::uint32_t end) noexcept
+{
+    return *place.start == recordTag ? stepped(position, place.size(), end) : end;
 }
 
 std::uint32_t lengthOf(const DB_HeaderS& header) noexcept
@@ -166,6 +202,29 @@ bool DbContainer::loadProductionDb()
     return loadProductionDb(path);
 }
 
+std::span<const unsigned char> DbContainer::bytes() const noexcept
+{
+    return {m_image.get(), m_image ? m_imageSize + std::size_t{DBUtils::trailerSize} : 0};
+}
+
+std::optional<std::size_t> DbContainer::countParameters() const noexcept
+{
+    const auto image = bytes();
+    std::size_t count = 0;
+    for (std::uint32_t position = firstRecord; position < m_imageSize;) {
+        const auto place = placeAt(image, position);
+        if (!place)
+            return std::nullopt;
+        if (place->isParameter() && place->type() != TypeOfData_t::UNDEFINED) {
+            if (place->size() > image.size() - position)
+                return std::nullopt;
+            ++count;
+        }
+        position = positionAfter(*place, position, m_imageSize);
+    }
+    return count;
+}
+
 DbContainer::iterator DbContainer::iterator::begin(DbContainer* container) noexcept
 {
     // A length below that of the header leaves no room for a record.
@@ -177,25 +236,25 @@ DbContainer::iterator DbContainer::iterator::end(DbContainer* container) noexcep
     return {container, container->m_imageSize};
 }
 
-const char* DbContainer::iterator::key() const noexcept
+std::string_view DbContainer::iterator::key() const noexcept
 {
-    return reinterpret_cast<const char*>(m_container->m_image.get() + m_position + 1);
+    const auto place = placeAt(m_container->bytes(), m_position);
+    return place ? place->key() : std::string_view();
 }
 
 DbRecord& DbContainer::iterator::operator*() const
 {
-    const char* const key = this->key();
-    const std::size_t keyLength = std::strlen(key);
-    const std::uint32_t word = recordWord(key, keyLength);
-
     DbRecord& record = m_container->m_record;
-    record.length = dataLength(word);
-    if (key[0] == '/') {
-        record.key.assign(key, keyLength);
-        record.type = static_cast<TypeOfData_t>(word >> 24U);
-        record.data = reinterpret_cast<const unsigned char*>(key + keyLength + 1 + sizeof word);
+    const auto place = placeAt(m_container->bytes(), m_position);
+    if (!place)
+        return record = DbRecord();
+    record.length = place->length();
+    if (place->isParameter()) {
+        record.key = place->key();
+        record.type = place->type();
+        record.data = place->start + place->dataOffset();
     } else {
-        record.key.assign(key, std::min(keyLength, longestReportedKey));
+        record.key = place->key().substr(0, longestReportedKey);
         record.type = TypeOfData_t::UNDEFINED;
         record.data = nullptr;
     }
@@ -204,16 +263,9 @@ DbRecord& DbContainer::iterator::operator*() const
 
 DbContainer::iterator& DbContainer::iterator::operator++() noexcept
 {
-    const char* const key = this->key();
     const std::uint32_t end = m_container->m_imageSize;
-    if (key[-1] != recordTag) {
-        m_position = end;
-        return *this;
-    }
-    const std::size_t keyLength = std::strlen(key);
-    const auto step = static_cast<std::uint32_t>(keyLength + sizeof(std::uint32_t) + 2) +
-                      dataLength(recordWord(key, keyLength));
-    m_position = std::min(end, m_position + step);
+    const auto place = placeAt(m_container->bytes(), m_position);
+    m_position = place ? positionAfter(*place, m_position, end) : end;
     return *this;
 }
 

@@ -6,7 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace Varnix::Backend {
 
@@ -54,15 +57,25 @@ public:
      */
     unsigned char* loadProductionDbBody(int fd, DB_HeaderS* header) const;
 
+    /**
+     * The records that a store keeps, those of an equal key included. Nothing where the image
+     * cannot be read: a record's key or its word, or data to be kept, does not end inside it.
+     */
+    std::optional<std::size_t> countParameters() const noexcept;
+
 private:
+    /** The whole file as its header counts it. */
+    std::span<const unsigned char> bytes() const noexcept;
+
     DbRecord m_record;             ///< the record that the iterator decoded last
     std::uint32_t m_imageSize = 0; ///< the header's length field: where the walk ends
     std::unique_ptr<unsigned char[]> m_image;
 };
 
 /**
- * A position in a container's image. It trusts the image: the checksum at load time is the only
- * guard against malformed records.
+ * A position in a container's image. It reads nothing outside the image: a record whose key or word
+ * does not end there has no key and no type and is the last. Whether a record's data is all there
+ * is for countParameters() to say.
  */
 class DbContainer::iterator
 {
@@ -73,8 +86,8 @@ public:
     /** Decodes the record at the position into the container and answers it. */
     DbRecord& operator*() const;
 
-    /** The key of the record at the position, however it begins. */
-    const char* key() const noexcept;
+    /** The key of the record at the position, however it begins; lives as long as the image. */
+    std::string_view key() const noexcept;
 
     iterator& operator++() noexcept;
 

@@ -129,7 +129,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"KeyWithAnUnprintableByte", DbBuilder().u8("/\x01", {1}).image(),
                 "f:@0xb: error: the key \"/\\x01\" holds a blank"},
         BadFile{"KeyWithoutEnd", DbBuilder().tail("F/abc" + std::string(20, 'x')).image(),
-                "f:@0xa: error: a record's key, type and length do not end before 0x19"},
+                "f:@0xa: error: a record's key, type and length do not end before 0x27, where the "
+                "checksum ends"},
+        BadFile{"DataBehindTheChecksum",
+                DbBuilder().tail("F/a\0\2\xFF\xFF\xFF"s + std::string(10, '\0')).image(),
+                "f:@0xa: error: a record of 16777223 bytes does not end before 0x20, where the "
+                "checksum ends"},
+        BadFile{"WordBehindTheRecords",
+                DbBuilder().tail("F/abcdefgh"s + std::string(10, '\0')).image(),
+                "f:@0xa: error: a record's key, type and length do not end before 0x14"},
         BadFile{"KeyThatEndsBehindTheEnd", withLength(twoRecords().image().substr(0, 27), 13),
                 "f:@0xa: error: a record's key, type and length do not end before 0xd"},
         BadFile{"KeyTwice", DbBuilder().u8("/a", {1}).u8("/a", {2}).image(),

@@ -1,6 +1,7 @@
 #include "dbfile/database.h"
 
 #include "dbfile/decoder.h"
+#include "dbfile/types.h"
 #include "tests/support/dbBuilder.h"
 
 #include <stdexcept>
@@ -13,6 +14,8 @@ namespace {
 
 using namespace std::string_literals;
 using Test::DbBuilder;
+using Test::imageOf;
+using Test::imageThatOverlaps;
 using Test::repairChecksum;
 using Test::setLength;
 
@@ -109,6 +112,28 @@ TEST(Decoder, LeavesARecordThatReachesPastTheCoveredBytesToTheTail)
     const Database database = decode(withLength(image, 17));
     EXPECT_TRUE(database.records.empty());
     EXPECT_EQ(database.tail, image.substr(10, 17));
+}
+
+TEST(Decoder, GivesARecordThatReachesIntoTheChecksumBesideTheValue)
+{
+    const std::string image = imageThatOverlaps();
+    EXPECT_EQ(overlap(image), (Record{.key = "/b", .type = charType, .data = "0123456789ABCD"}));
+    EXPECT_EQ(readRecords(image), std::vector<Record>{*overlap(image)});
+    EXPECT_TRUE(decode(image).records.empty());
+    EXPECT_EQ(encode(decode(image)), image);
+    EXPECT_EQ(overlap(DbBuilder().u8("/a", {1}).image()), std::nullopt);
+}
+
+TEST(Decoder, RefusesOnlyWhatAStoreWouldKeepOfDataThatIsNotThere)
+{
+    const std::size_t end = 40 + Format::trailerSize;
+    for (const std::size_t reach : {std::size_t{0}, std::size_t{1}, std::size_t{0xFF0000}}) {
+        const auto size = static_cast<char>(end - 18 + reach % 256);
+        const std::string word{static_cast<char>(reach >> 16), '\0', size};
+        EXPECT_EQ(refusals(imageOf(40, "F/a\0\2"s + word)).size(), reach == 0 ? 0 : 1);
+        EXPECT_TRUE(refusals(imageOf(40, "F/a\0\0"s + word)).empty());
+        EXPECT_TRUE(refusals(imageOf(40, "Fab\0\2"s + word)).empty());
+    }
 }
 
 TEST(Decoder, ReadsNoRecordsWhereTheLengthIsLessThanTheHeader)

@@ -104,7 +104,10 @@ std::string mutateStructure(std::string_view image, Random& random)
     return DbFile::encode(database);
 }
 
-/** Gives the bytes a header that fits them, seldom one that counts fewer, and their checksum. */
+/** With a length this much shorter the last record just reaches past the checksum, or does not. */
+constexpr std::size_t furthestOverlap = 2 * (Format::coveredTailSize + Format::trailerSize);
+
+/** Gives the bytes a header that fits them, at times one that counts fewer, and their checksum. */
 void repair(std::string& image, Random& random)
 {
     image.resize(std::max(image.size(), Format::headerSize + Format::trailerSize));
@@ -113,6 +116,8 @@ void repair(std::string& image, Random& random)
     std::size_t length = image.size() - Format::trailerSize;
     if (oneIn(random, 32))
         length = below(random, length);
+    else if (oneIn(random, 4))
+        length -= below(random, std::min(length, furthestOverlap));
     Test::setLength(image, static_cast<std::uint32_t>(length));
     Test::repairChecksum(image);
 }
@@ -132,6 +137,8 @@ std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::s
     } else {
         repair(image, random);
         image = mutateStructure(image, random);
+        if (oneIn(random, 4))
+            repair(image, random);
     }
     if (image.size() > maxSize)
         return LLVMFuzzerMutate(data, size, maxSize);

@@ -1,10 +1,8 @@
 /**
- * Both loaders on any bytes: they accept exactly what the checker would not refuse. What is
- * accepted and whose records all lie inside the image is read, and every read gives what the
- * records say.
+ * Both loaders and a store on any bytes: they accept exactly what the decoder does not refuse. All
+ * that is accepted is read, and every read gives what the records say; what is not leaves nothing.
  */
 #include "databaseImpl.h"
-#include "dbfile/checker.h"
 #include "dbfile/decoder.h"
 #include "dbfile/types.h"
 #include "memoryFile.h"
@@ -31,10 +29,10 @@ struct Value
 using Values = std::map<std::string, Value>;
 
 /** What a store holds once the records have been put into it in order. */
-Values valuesOf(const DbFile::Database& database)
+Values valuesOf(const std::vector<DbFile::Record>& records)
 {
     Values values;
-    for (const DbFile::Record& record : database.records) {
+    for (const DbFile::Record& record : records) {
         if (!record.key.starts_with('/') || record.type == DbFile::undefinedType)
             continue;
         Value& value = values[record.key];
@@ -43,17 +41,6 @@ Values valuesOf(const DbFile::Database& database)
             value.type = record.type;
     }
     return values;
-}
-
-/** Whether a walk never leaves the records that the decoder found whole inside the image. */
-bool walkStaysInside(std::string_view image, const DbFile::Database& database)
-{
-    if (!database.records.empty() && database.records.back().tag != DbFile::Format::recordTag)
-        return true;
-    std::size_t end = DbFile::Format::headerSize;
-    for (const DbFile::Record& record : database.records)
-        end += record.size();
-    return end >= DbFile::lengthField(image);
 }
 
 /** The production loader would wait for ever for what such a header announces. */
@@ -126,7 +113,7 @@ void checkAbsent(const DatabaseImpl& store, const std::string& key)
 void checkStore(DbContainer& container, const Values& values)
 {
     DatabaseImpl store;
-    require(store.populate(container), "a loaded file is read");
+    require(store.populate(container), "a file that the decoder does not refuse is read");
     for (const auto& [key, value] : values) {
         checkValue(store, key, value);
         if (!values.contains(key + "x"))
@@ -134,6 +121,15 @@ void checkStore(DbContainer& container, const Values& values)
     }
     if (!values.contains(""))
         checkAbsent(store, "");
+}
+
+/** Nothing of a file whose records cannot be read is stored, not even what precedes the bad one. */
+void checkRefused(DbContainer& container, const Values& values)
+{
+    DatabaseImpl store;
+    require(!store.populate(container), "a file that the decoder refuses is not read");
+    for (const auto& [key, value] : values)
+        checkAbsent(store, key);
 }
 
 } // namespace
@@ -144,24 +140,19 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     static Fuzz::MemoryFile file;
     file.write(image);
 
-    const bool isAcceptable = DbFile::refusals(image).empty();
+    const bool isLoadable = DbFile::loadRefusals(image).empty();
     DbContainer software;
-    require(software.loadSwDb(file.path()) == isAcceptable, "the software loader's verdict");
+    require(software.loadSwDb(file.path()) == isLoadable, "the software loader's verdict");
     DbContainer production;
     if (!endsBeforeItShould(image))
-        require(production.loadProductionDb(file.path()) == isAcceptable,
+        require(production.loadProductionDb(file.path()) == isLoadable,
                 "the production loader's verdict");
-    if (!isAcceptable)
+    if (!isLoadable)
         return 0;
 
-    const DbFile::Database database = DbFile::decode(image);
-    const bool isInside = walkStaysInside(image, database);
-    require(isInside || !DbFile::check(image).findings.empty(),
-            "a file without a finding is read inside its image");
-    if (isInside) {
-        const Values values = valuesOf(database);
-        checkStore(software, values);
-        checkStore(production, values);
-    }
+    const Values values = valuesOf(DbFile::readRecords(image));
+    const bool isReadable = DbFile::refusals(image).empty();
+    for (DbContainer* const container : {&software, &production})
+        isReadable ? checkStore(*container, values) : checkRefused(*container, values);
     return 0;
 }

@@ -129,6 +129,40 @@ void setLength(std::string& image, std::uint32_t length)
     overwrite(image, DbFile::Format::lengthOffset, length, 4);
 }
 
+std::string imageOf(std::uint32_t length, std::string_view bytes)
+{
+    namespace Format = DbFile::Format;
+    std::string image{Format::magic, Format::version};
+    image.resize(Format::headerSize);
+    setLength(image, length);
+    image += bytes;
+    image.resize(length + Format::trailerSize);
+    repairChecksum(image);
+    return image;
+}
+
+std::string imageThatReachesOutside()
+{
+    return imageOf(40, std::string("F/a\0\2\0\0\1\1F/b\0\2\xFF\xFF\xFF", 17));
+}
+
+std::string imageThatOverlaps()
+{
+    return imageOf(20, std::string("F/b\0\x0A\0\0\x0E"
+                                   "0123456789ABCD",
+                                   22));
+}
+
+void forceChecksum(std::string& image, std::uint16_t wanted)
+{
+    const std::size_t stored = image.size() - DbFile::Format::checksumSize;
+    for (std::uint32_t reserved = 0; DbFile::readBigEndian(image, stored, 2) != wanted;
+         ++reserved) {
+        overwrite(image, DbFile::Format::reservedOffset, reserved, 4);
+        repairChecksum(image);
+    }
+}
+
 void repairChecksum(std::string& image)
 {
     if (image.size() < DbFile::Format::headerSize)

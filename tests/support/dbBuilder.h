@@ -56,6 +56,21 @@ std::string readFile(const std::filesystem::path& path);
 /** Sets the length field N of an image; the checksum stays as it is. */
 void setLength(std::string& image, std::uint32_t length);
 
+/**
+ * An image of the length N with these bytes from offset 10 on, filled up with zeros; its last two
+ * bytes are the checksum.
+ */
+std::string imageOf(std::uint32_t length, std::string_view bytes);
+
+/** A file with a right checksum that no store takes: behind "/a" a record says 16 MB of data. */
+std::string imageThatReachesOutside();
+
+/** A file with a right checksum whose "/b" is a text that takes its unchecked bytes too. */
+std::string imageThatOverlaps();
+
+/** Changes the reserved bytes until the checksum is `wanted`. */
+void forceChecksum(std::string& image, std::uint16_t wanted);
+
 /** Makes the stored checksum right for the bytes, where the image is long enough to hold one. */
 void repairChecksum(std::string& image);
 

@@ -26,6 +26,13 @@ TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
                  "");
 }
 
+TEST_F(Diff, SeesARecordThatReachesPastTheTail)
+{
+    write("one", imageThatOverlaps());
+    DbBuilder().write(m_directory / "two");
+    expectResult(varnix({"diff", "one", "two"}), 1, "- /b CHAR \"0123456789ABCD\"\n", "");
+}
+
 TEST_F(Diff, OfAnUnreadableFileIsNoDifference)
 {
     DbBuilder().write(m_directory / "one");

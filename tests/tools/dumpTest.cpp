@@ -37,6 +37,31 @@ TEST_F(Dump, IsUndoneByBuild)
     EXPECT_EQ(read("again"), read("db"));
 }
 
+TEST_F(Dump, ShowsInACommentARecordThatReachesPastTheTail)
+{
+    write("db", imageThatOverlaps());
+    expectResult(varnix({"dump", "db"}), 0,
+                 "#! tail 46 2f 62 00 0a 00 00 0e 30 31 32 33 34 35 36 37 38 39 41 42\n"
+                 "#! unchecked 43 44\n"
+                 "# a loader also reads, from the bytes at the end: \"/b\" CHAR "
+                 "\"0123456789ABCD\"\n",
+                 "");
+    write("text", varnix({"dump", "db"}).out);
+    EXPECT_EQ(varnix({"build", "-o", "again", "text"}).status, 0);
+    EXPECT_EQ(read("again"), read("db"));
+    const Json overlap = Json::parse(varnix({"dump", "--json", "db"}).out)["overlap"];
+    EXPECT_EQ(overlap["key"], "/b");
+    EXPECT_EQ(overlap["value"], "0123456789ABCD");
+}
+
+TEST_F(Dump, OfAFileThatReachesOutsideItselfSaysSo)
+{
+    write("db", imageThatReachesOutside());
+    expectResult(varnix({"dump", "db"}), 4, "",
+                 "db:@0x13: error: a record of 16777223 bytes does not end before 0x36, where the "
+                 "checksum ends\n");
+}
+
 TEST_F(Dump, OfAnAbsentFileCannotOpenIt)
 {
     expectResult(varnix({"dump", "db"}), 3, "",

@@ -225,6 +225,31 @@ TEST_F(Explain, SecondProductionDatabaseIsNamedWhenItServes)
                 StartsWith("Production database: prod.db (named by sys_uflash_prod_db_dev)\n"));
 }
 
+TEST_F(Explain, ProductionDatabaseThatReachesOutsideItselfIsNotReplacedByTheSecond)
+{
+    write("outside.db", imageThatReachesOutside());
+    const ProcessResult result =
+        explain({"node.cfg"}, {firstVariable + "=outside.db"s, secondVariable + "=prod.db"s});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("sys_uflash_prod_db_dev_dev: outside.db:@0x13: error"),
+                                  Not(HasSubstr("sys_uflash_prod_db_dev:"))));
+}
+
+TEST_F(Explain, FileThatReachesOutsideItselfCannotBeUsed)
+{
+    write("unit.db", imageThatReachesOutside());
+    const Json document = answer({"node.cfg", "/a"});
+    EXPECT_THAT(document["files"][0]["problem"].get<std::string>(),
+                StartsWith("unit.db:@0x13: error: a record of 16777223 bytes"));
+    EXPECT_EQ(document["keys"][0]["client"]["result"], "no database");
+}
+
+TEST_F(Explain, ValueThatReachesPastTheRecordsIsWhatAClientGets)
+{
+    write("unit.db", imageThatOverlaps());
+    EXPECT_EQ(client("/b")["value"], "0123456789ABCD");
+}
+
 TEST_F(Explain, WithoutAProductionDatabaseSaysWhatToDo)
 {
     expectResult(explain({"node.cfg"}, {firstVariable, secondVariable}), 5, "",

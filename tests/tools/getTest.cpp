@@ -193,6 +193,40 @@ TEST_F(Get, BothProductionDatabasesAreNamedWhenNeitherCanBeUsed)
                                   HasSubstr("sys_uflash_prod_db_dev: cannot open two")));
 }
 
+TEST_F(Get, SecondProductionDatabaseIsNotLookedAtWhenTheFirstServes)
+{
+    write("short.db", read("prod.db").substr(0, 20)); // the library would wait for its rest
+    expectResult(
+        get({"node.cfg", "/both"}, {firstVariable + "=prod.db"s, secondVariable + "=short.db"s}), 0,
+        "1\n", "");
+}
+
+TEST_F(Get, ProductionDatabaseThatReachesOutsideItselfIsNotReplacedByTheSecond)
+{
+    write("outside.db", imageThatReachesOutside());
+    expectResult(
+        get({"node.cfg", "/both"}, {firstVariable + "=outside.db"s, secondVariable + "=prod.db"s}),
+        5, "",
+        "varnix: no production database: sys_uflash_prod_db_dev_dev: outside.db:@0x13: "
+        "error: a record of 16777223 bytes does not end before 0x36, where the checksum "
+        "ends\nName one in the environment.\n");
+}
+
+TEST_F(Get, ComponentFileThatReachesOutsideItselfIsNamed)
+{
+    write("unit.db", imageThatReachesOutside());
+    expectResult(get({"node.cfg", "/a"}), 5, "",
+                 "varnix: a database file that node.cfg selects cannot be used: unit.db:@0x13: "
+                 "error: a record of 16777223 bytes does not end before 0x36, where the checksum "
+                 "ends\n");
+}
+
+TEST_F(Get, ValueThatReachesPastTheRecordsIsWhole)
+{
+    write("unit.db", imageThatOverlaps());
+    expectResult(get({"node.cfg", "/b"}), 0, "0123456789ABCD\n", "");
+}
+
 TEST_F(Get, SecondProductionDatabaseServesWhenTheFirstCannotBeUsed)
 {
     expectResult(

@@ -8,6 +8,7 @@ namespace Varnix::Backend {
 namespace {
 
 using Test::Allocation;
+using Test::AllocationCount;
 using Test::AllocationFailure;
 using Words = std::vector<std::string>;
 
@@ -310,6 +311,20 @@ TEST_F(Populate, KeepsTenThousandKeysApart)
     populate(file);
     for (int i = 0; i < 10000; ++i)
         ASSERT_EQ(numbers<int>("/key/" + std::to_string(i)), std::vector<int>{i});
+}
+
+TEST_F(Populate, MakesRoomForAFilesKeysAtOnce)
+{
+    DbBuilder file;
+    for (int i = 0; i < 4096; ++i)
+        file.u8("/" + std::to_string(i), {});
+    DbContainer container;
+    load(container, file);
+    const AllocationCount allocations(Allocation::THROWING);
+    EXPECT_TRUE(store.populate(container));
+    // Two arrays, and the keys' texts in blocks of growing size. Either array alone would be moved
+    // twelve times on its way if it grew key by key.
+    EXPECT_LT(allocations.asked(), 18U);
 }
 
 TEST_F(Populate, StopsAtAFailedAllocationAndKeepsWhatWasDone)

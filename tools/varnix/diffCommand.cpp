@@ -1,5 +1,6 @@
 #include "command.h"
 #include "dbfile/comparison.h"
+#include "dbfile/decoder.h"
 #include "dbfile/sourceLine.h"
 #include "dbfile/sourceValue.h"
 #include "files.h"
@@ -26,8 +27,9 @@ void printSide(char sign, const std::string& key, const std::optional<DbFile::Va
 
 Status diff(const DiffOptions& options)
 {
-    const DbFile::Database first = readDatabase(options.first);
-    const std::vector<DbFile::Difference> found = differences(first, readDatabase(options.second));
+    const auto first = DbFile::readRecords(readAccepted(options.first));
+    const auto second = DbFile::readRecords(readAccepted(options.second));
+    const std::vector<DbFile::Difference> found = differences(first, second);
     for (const DbFile::Difference& difference : found) {
         printSide('-', difference.key, difference.first);
         printSide('+', difference.key, difference.second);

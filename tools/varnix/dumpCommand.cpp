@@ -1,6 +1,8 @@
 #include "command.h"
-#include "dbfile/finding.h"
+#include "dbfile/decoder.h"
+#include "dbfile/sourceLine.h"
 #include "dbfile/sourcePrinter.h"
+#include "dbfile/sourceValue.h"
 #include "document.h"
 #include "files.h"
 
@@ -33,6 +35,13 @@ Json documentOf(const DbFile::Record& record)
     return document;
 }
 
+/** A comment: build takes the record's bytes from the tail. */
+std::string overlapLine(const DbFile::Record& record)
+{
+    return "# a loader also reads, from the bytes at the end: " + DbFile::quoted(record.key) + ' ' +
+           DbFile::printValue(record.type, record.data) + '\n';
+}
+
 Json documentOf(const std::string& file, const DbFile::Database& database)
 {
     Json records = Json::array();
@@ -49,11 +58,17 @@ Json documentOf(const std::string& file, const DbFile::Database& database)
 
 Status dump(const DumpOptions& options)
 {
-    const DbFile::Database database = readDatabase(options.file);
-    if (options.json)
-        printDocument(documentOf(options.file, database));
-    else
-        std::cout << printSource(database);
+    const std::string image = readAccepted(options.file);
+    const DbFile::Database database = DbFile::decode(image);
+    const std::optional<DbFile::Record> overlap = DbFile::overlap(image);
+    if (options.json) {
+        Json document = documentOf(options.file, database);
+        if (overlap)
+            document["overlap"] = documentOf(*overlap);
+        printDocument(std::move(document));
+    } else {
+        std::cout << printSource(database) << (overlap ? overlapLine(*overlap) : "");
+    }
     return Status::DONE;
 }
 

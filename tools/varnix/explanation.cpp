@@ -28,7 +28,7 @@ void readNode(Explanation& explanation, const std::vector<std::string>& identiti
     const std::optional<Production> production = readProduction(productionFiles());
     if (production) {
         explanation.production = production->file;
-        explanation.productionStore.populate(production->database, 0);
+        explanation.productionStore.populate(production->records, 0);
     }
     if (!identities.empty()) {
         explanation.identities = identities;
@@ -81,7 +81,7 @@ std::vector<ExplainedFile> listFiles(const std::vector<ExplainedEntry>& entries,
     return files;
 }
 
-std::optional<DbFile::Database> readFile(ExplainedFile& file)
+std::optional<std::vector<DbFile::Record>> readFile(ExplainedFile& file)
 {
     Image image = readImage(file.path);
     if (image.problem) {
@@ -89,9 +89,9 @@ std::optional<DbFile::Database> readFile(ExplainedFile& file)
         return std::nullopt;
     }
     file.defects = DbFile::check(image.bytes).findings.size();
-    DbFile::Database database = DbFile::decode(image.bytes);
-    file.parameters = DbFile::parameters(database);
-    return database;
+    std::vector<DbFile::Record> records = DbFile::readRecords(image.bytes);
+    file.parameters = DbFile::parameters(records);
+    return records;
 }
 
 } // namespace
@@ -150,9 +150,9 @@ Explanation explain(const std::string& config, const std::vector<std::string>& i
 
     // As the library loads them: the last first, so that the first wins.
     for (std::size_t i = explanation.files.size(); i-- > 0;) {
-        const auto database = readFile(explanation.files[i]);
-        if (database && explanation.files[i].selected)
-            explanation.componentStore.populate(*database, i);
+        const auto records = readFile(explanation.files[i]);
+        if (records && explanation.files[i].selected)
+            explanation.componentStore.populate(*records, i);
     }
     return explanation;
 }

@@ -15,11 +15,11 @@ Failure unreadable(const DbFile::FileError& error)
     return {Status::UNREADABLE, std::string("varnix: ") + error.what()};
 }
 
-std::string refusalText(const std::string& path, const std::string& image)
+std::string textOf(const std::string& path, const std::vector<DbFile::Finding>& refusals)
 {
     std::string text;
-    for (const DbFile::Finding& finding : DbFile::refusals(image))
-        text.append(text.empty() ? "" : "\n").append(DbFile::describe(path, finding));
+    for (const DbFile::Finding& refusal : refusals)
+        text.append(text.empty() ? "" : "\n").append(DbFile::describe(path, refusal));
     return text;
 }
 
@@ -34,24 +34,24 @@ std::string readInput(const std::string& path)
     }
 }
 
-DbFile::Database readDatabase(const std::string& path)
+std::string readAccepted(const std::string& path)
 {
-    const std::string image = readInput(path);
-    const std::string refused = refusalText(path, image);
-    if (!refused.empty())
-        throw Failure(Status::INVALID, refused);
-    return DbFile::decode(image);
+    std::string image = readInput(path);
+    if (const auto refusals = DbFile::refusals(image); !refusals.empty())
+        throw Failure(Status::INVALID, textOf(path, refusals));
+    return image;
 }
 
 Image readImage(const std::string& path)
 {
     try {
-        Image image{DbFile::readWholeFile(path), std::nullopt};
-        if (std::string refused = refusalText(path, image.bytes); !refused.empty())
-            image.problem = std::move(refused);
+        Image image{.bytes = DbFile::readWholeFile(path), .problem = {}, .isLoaded = false};
+        image.isLoaded = DbFile::loadRefusals(image.bytes).empty();
+        if (const auto refusals = DbFile::refusals(image.bytes); !refusals.empty())
+            image.problem = textOf(path, refusals);
         return image;
     } catch (const DbFile::FileError& error) {
-        return {"", error.what()};
+        return {.bytes = "", .problem = error.what(), .isLoaded = false};
     }
 }
 

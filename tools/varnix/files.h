@@ -1,8 +1,6 @@
 #ifndef VARNIX_TOOL_FILES_H
 #define VARNIX_TOOL_FILES_H
 
-#include "dbfile/database.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,14 +10,18 @@ namespace Varnix::Tool {
 /** The content of a file; Failure with Unreadable. */
 std::string readInput(const std::string& path);
 
-/** The database in a file that a loader would accept; Failure with Unreadable or Invalid. */
-DbFile::Database readDatabase(const std::string& path);
+/** The content of a database file that a loader would accept; Failure with Unreadable or Invalid.
+ */
+std::string readAccepted(const std::string& path);
 
 /** A file's content and why a loader would not take it, in words; no reason: it would. */
 struct Image
 {
     std::string bytes;
     std::optional<std::string> problem;
+    /** Whether the file is loaded, though its records may not be readable: no other is looked for.
+     */
+    bool isLoaded = false;
 };
 
 Image readImage(const std::string& path);

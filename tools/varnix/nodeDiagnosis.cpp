@@ -37,7 +37,7 @@ void refuseEndlessNode()
             throw Failure(Status::NODE_UNUSABLE,
                           "varnix: no production database: " + file.variable + ": " +
                               problemWith(file.path).value_or(""));
-        if (!problemWith(file.path))
+        if (readImage(file.path).isLoaded)
             break;
     }
 }

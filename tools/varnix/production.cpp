@@ -29,9 +29,13 @@ std::vector<ProductionFile> productionFiles()
 
 std::optional<Production> readProduction(const std::vector<ProductionFile>& files)
 {
-    for (const ProductionFile& file : files)
-        if (const Image image = readImage(file.path); !image.problem)
-            return Production{file, DbFile::decode(image.bytes)};
+    for (const ProductionFile& file : files) {
+        const Image image = readImage(file.path);
+        if (!image.problem)
+            return Production{file, DbFile::readRecords(image.bytes)};
+        if (image.isLoaded)
+            break;
+    }
     return std::nullopt;
 }
 
@@ -42,11 +46,15 @@ std::string whyNoProduction()
         return std::string("neither ") + productionVariables[0] + " nor " + productionVariables[1] +
                " is set in the environment";
     std::string text;
-    for (const ProductionFile& file : files)
+    for (const ProductionFile& file : files) {
+        const Image image = readImage(file.path);
         text.append(text.empty() ? "" : "\n")
             .append(file.variable)
             .append(": ")
-            .append(problemWith(file.path).value_or("it was not loaded"));
+            .append(image.problem.value_or("it was not loaded"));
+        if (image.isLoaded)
+            break;
+    }
     return text;
 }
 
@@ -58,7 +66,7 @@ std::vector<std::string> requireIdentities(const std::optional<Production>& prod
                       "varnix: no production database: " + whyNoProduction() +
                           "\nName one in the environment" + alternative + '.');
     Store store;
-    store.populate(production->database, 0);
+    store.populate(production->records, 0);
     const StoredValue* const found = store.find(identitiesKey);
     if (found == nullptr || found->value.type != DbFile::charType)
         throw Failure(Status::NODE_UNUSABLE, "varnix: no identities: the production database " +

@@ -23,13 +23,13 @@ struct ProductionFile
 struct Production
 {
     ProductionFile file;
-    DbFile::Database database;
+    std::vector<DbFile::Record> records;
 };
 
 /** What the environment names, in the order in which it is tried. */
 std::vector<ProductionFile> productionFiles();
 
-/** The first of the files that can be used. */
+/** The first of the files that is loaded; nothing when its records cannot be read. */
 std::optional<Production> readProduction(const std::vector<ProductionFile>& files);
 
 /** Why none of the files that the environment names can be used. */

@@ -1,13 +1,11 @@
 #include "store.h"
 
-#include "dbfile/types.h"
-
 namespace Varnix::Tool {
 
-void Store::populate(const DbFile::Database& database, std::size_t file)
+void Store::populate(const std::vector<DbFile::Record>& records, std::size_t file)
 {
-    for (const DbFile::Record& record : database.records) {
-        if (!record.key.starts_with('/') || record.type == DbFile::undefinedType)
+    for (const DbFile::Record& record : records) {
+        if (!DbFile::isKept(record.key, record.type))
             continue;
         const auto [place, isNew] = m_values.try_emplace(record.key);
         StoredValue& stored = place->second;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace Varnix::Tool {
 
@@ -23,7 +24,7 @@ struct StoredValue
 class Store
 {
 public:
-    void populate(const DbFile::Database& database, std::size_t file);
+    void populate(const std::vector<DbFile::Record>& records, std::size_t file);
 
     /** Null when no file holds the key. */
     const StoredValue* find(const std::string& key) const;

@@ -160,6 +160,35 @@ TEST_F(Registry, WithoutProductionDatabaseEveryInitDbFails)
     ASSERT_NE(registry().getProdDb(), nullptr);
 }
 
+TEST_F(Registry, ProductionDatabaseThatReachesOutsideItsFileIsNotPopulated)
+{
+    identities("a_1"); // the second variable's, which is not asked
+    writeFile(m_node / "outside.db", imageThatReachesOutside());
+    ::setenv(firstVariable, (m_node / "outside.db").c_str(), 1);
+    const std::string config = m_node.configuration("node.cfg", {{"*", "*", {file("a.db", 1)}}});
+    EXPECT_EQ(registry().initDb(config), nullptr);
+    EXPECT_EQ(registryRecords(),
+              (Records{"INFO " + source + "Initializing database from config file: " + config,
+                       "ERROR " + source + "Production database has not been populated"}));
+    EXPECT_EQ(elements<unsigned char>(*registry().getProdDb(), "/a"), std::vector<unsigned char>());
+}
+
+TEST_F(Registry, AFileThatReachesOutsideItselfEndsTheLoading)
+{
+    identities("a_1");
+    const std::string bad = (m_node / "outside.db").string();
+    writeFile(bad, imageThatReachesOutside());
+    const std::string config =
+        m_node.configuration("node.cfg", {{"a", "1", {file("good.db", 1), bad}}});
+    registry();
+    traced();
+    EXPECT_EQ(registry().initDb(config), nullptr);
+    EXPECT_EQ(traced(),
+              (Records{"INFO " + source + "Initializing database from config file: " + config,
+                       "INFO " + source + config + ": Populating db from file: " + bad,
+                       "ERROR " + source + "Failed to load and parse file: " + bad}));
+}
+
 TEST_F(Registry, ProductionDatabaseThatAppearsLaterIsNotAskedFor)
 {
     const std::string config = m_node.configuration("node.cfg", {{"*", "*", {file("a.db", 1)}}});
