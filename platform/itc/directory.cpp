@@ -1,121 +1,29 @@
 #include "directory.h"
 
-#include "frame.h"
+#include "entries.h"
 #include "itc.h"
 #include "report.h"
-#include "transfer.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <span>
+#include <ctime>
 #include <stdexcept>
-#include <vector>
+#include <system_error>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 namespace Itc {
 
 namespace {
 
-constexpr const char* lockEntry = "lock";
-constexpr std::size_t idDigits = 8;
-/** Ids stay clear of the special values, which all have the top bit set. */
-constexpr std::uint32_t lastId = 0x7FFFFFFF;
 /** The kernel lowers it to the host's net.core.somaxconn. */
 constexpr int backlog = 1 << 16;
-
-std::string environment(const char* name)
-{
-    const char* const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-std::string directoryPath()
-{
-    if (std::string own = environment("VARNIX_ITC_DIR"); !own.empty())
-        return own;
-    if (const std::string runtime = environment("XDG_RUNTIME_DIR"); !runtime.empty())
-        return runtime + "/varnix-itc";
-    const std::string temporary = environment("TMPDIR");
-    return (temporary.empty() ? "/tmp" : temporary) + "/varnix-itc-" + std::to_string(::geteuid());
-}
-
-std::string toHex(std::uint32_t number)
-{
-    std::string text(idDigits, '0');
-    for (auto digit = text.rbegin(); number != 0; ++digit, number /= 16)
-        *digit = "0123456789abcdef"[number % 16];
-    return text;
-}
-
-std::optional<std::uint32_t> fromHex(std::string_view text) noexcept
-{
-    std::uint32_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number, 16);
-    if (text.size() != idDigits || error != std::errc{} || stop != end || number > lastId)
-        return std::nullopt;
-    return number;
-}
-
-std::string endpointEntry(std::uint32_t id)
-{
-    return "m-" + toHex(id);
-}
-
-std::string channelEntry(std::uint32_t id)
-{
-    return "w-" + toHex(id);
-}
-
-constexpr std::string_view plainBytes =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
-
-/**
- * A name may hold any byte; a file's name shows the ordinary ones as they are. None where the name
- * is too long for one.
- */
-std::optional<std::string> nameEntry(std::string_view name)
-{
-    std::string entry = "n-";
-    for (const char c : name) {
-        if (plainBytes.find(c) != plainBytes.npos) {
-            entry += c;
-        } else {
-            const std::string byte = toHex(static_cast<unsigned char>(c));
-            entry += '%' + byte.substr(byte.size() - 2);
-        }
-    }
-    if (entry.size() > 2 + maxNameSize)
-        return std::nullopt;
-    return entry;
-}
-
-/** The entries of a directory that begin with one of the letters and a dash. */
-std::vector<std::string> listEntries(int directory, std::string_view letters)
-{
-    Descriptor copy(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(copy.get()), &::closedir);
-    if (!stream)
-        throwErrno("cannot list the mailbox directory");
-    copy.release();
-    std::vector<std::string> entries;
-    while (const dirent* const entry = ::readdir(stream.get())) {
-        const std::string_view name = entry->d_name;
-        if (name.size() >= 2 && name[1] == '-' && letters.find(name[0]) != letters.npos)
-            entries.emplace_back(name);
-    }
-    return entries;
-}
+/** A socket is made in far less. */
+constexpr std::time_t secondsToMakeASocket = 60;
 
 Descriptor makeSocket(int type)
 {
@@ -130,206 +38,241 @@ const sockaddr* generic(const sockaddr_un& address) noexcept
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+/** Whether nobody is behind a socket's path: errno after a connect to it. */
+bool saysDead(int error) noexcept
+{
+    return error == ECONNREFUSED || error == ENOENT || error == ELOOP || error == ENOTDIR;
+}
+
+std::uint32_t randomNumber()
+{
+    std::uint32_t number = 0;
+    if (::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number))
+        throwErrno("cannot choose a mailbox id");
+    return number;
+}
+
 } // namespace
 
-Directory Directory::open()
+Directory::Directory() : m_lastId(randomNumber() % lastId + 1) {}
+
+void Directory::open()
 {
-    const std::string path = directoryPath();
-    const std::string what = "cannot use the mailbox directory " + path;
-    if (::mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST)
-        throwErrno(what);
-    // A link that somebody else left in a shared place is not followed.
-    Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!m_probe)
+        m_probe = makeSocket(SOCK_DGRAM);
+    m_place.open();
+    sweep();
+}
+
+std::uint32_t Directory::newId()
+{
     struct stat status
     {
     };
-    if (!descriptor || ::fstat(descriptor.get(), &status) != 0)
-        throwErrno(what);
-    if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-        throw std::runtime_error(what + ": it must belong to the user, with mode 0700");
-    return {std::move(descriptor), makeSocket(SOCK_DGRAM)};
+    do
+        m_lastId = m_lastId >= lastId ? 1 : m_lastId + 1;
+    while (m_place.isOpen() && ::fstatat(m_place.descriptor(), endpointEntry(m_lastId).c_str(),
+                                         &status, AT_SYMLINK_NOFOLLOW) == 0);
+    m_ours.emplace(m_lastId, false);
+    return m_lastId;
 }
 
-std::optional<Directory::Endpoint> Directory::create(std::string_view name) const
+Descriptor Directory::bindEndpoint(std::uint32_t id)
 {
-    auto entry = nameEntry(name);
-    const Descriptor held = lock();
-    if (!entry || find(name) != ITC_NO_MBOX_ID)
-        return std::nullopt;
-    if (const std::uint32_t dead = ownerOf(*entry); dead != ITC_NO_MBOX_ID)
-        removeEntry(endpointEntry(dead));
-    removeEntry(*entry);
-
-    Endpoint made = bindNextId(held);
-    made.entry = std::move(*entry);
-    try {
-        // The name comes last: whoever finds it finds a mailbox that listens.
-        if (::listen(made.socket.get(), backlog) != 0 ||
-            ::symlinkat(endpointEntry(made.id).c_str(), m_descriptor.get(), made.entry.c_str()) !=
-                0)
-            throwErrno("cannot create a mailbox");
-        wakeWaiters();
-    } catch (...) {
-        remove(made.id, made.entry);
-        throw;
-    }
+    Descriptor made = bindSocket(SOCK_STREAM, endpointEntry(id));
+    m_ours[id] = true;
     return made;
 }
 
-void Directory::remove(std::uint32_t id, const std::string& nameEntry) const noexcept
+std::uint32_t Directory::claim(const std::string& nameEntry, std::uint32_t id)
 {
-    try {
-        if (ownerOf(nameEntry) == id)
-            removeEntry(nameEntry);
-    } catch (const std::exception&) { // whose it is cannot be told; whoever wants it will see
+    ensureUsable();
+    constexpr int attempts = 3; // others may come and go in between
+    for (int i = 0; i < attempts; ++i) {
+        if (::symlinkat(endpointEntry(id).c_str(), m_place.descriptor(), nameEntry.c_str()) == 0)
+            return id;
+        if (errno != EEXIST)
+            throwErrno("cannot name a mailbox in " + m_place.path());
+        const std::uint32_t holder = ownerOf(nameEntry);
+        if (holder != ITC_NO_MBOX_ID && isReachable(holder))
+            return holder;
+        const Descriptor held = tryLock();
+        removeDeadName(nameEntry);
     }
-    removeEntry(endpointEntry(id));
-    removeChannel(id);
+    throw std::system_error(EAGAIN, std::generic_category(),
+                            "cannot name a mailbox: others take " + m_place.path() + "/" +
+                                nameEntry);
 }
 
-std::uint32_t Directory::find(std::string_view name) const
+void Directory::remove(std::uint32_t id, const std::string& nameEntry) noexcept
 {
+    m_ours.erase(id);
+    if (!m_place.isOpen())
+        return;
+    try {
+        if (!nameEntry.empty() && ownerOf(nameEntry) == id)
+            m_place.remove(nameEntry);
+        m_place.remove(endpointEntry(id));
+    } catch (const std::exception&) { // whoever wants the name will see that its owner has gone
+    }
+}
+
+std::uint32_t Directory::find(std::string_view name)
+{
+    ensureUsable();
     const auto entry = nameEntry(name);
     const std::uint32_t id = entry ? ownerOf(*entry) : ITC_NO_MBOX_ID;
-    return id != ITC_NO_MBOX_ID && isAlive(endpointEntry(id)) ? id : ITC_NO_MBOX_ID;
+    return id != ITC_NO_MBOX_ID && isReachable(id) ? id : ITC_NO_MBOX_ID;
 }
 
-Descriptor Directory::connect(std::uint32_t id) const
+Descriptor Directory::connect(std::uint32_t id)
 {
+    const auto mine = m_ours.find(id);
+    if (mine != m_ours.end() && !mine->second)
+        throw std::system_error(EAGAIN, std::generic_category(),
+                                "mailbox 0x" + toHex(id) + " is not made yet");
+    ensureUsable();
     Descriptor made = makeSocket(SOCK_STREAM);
-    const auto address = addressOf(endpointEntry(id));
-    if (address && ::connect(made.get(), generic(*address), sizeof *address) == 0)
+    const sockaddr_un address = m_place.addressOf(endpointEntry(id));
+    if (::connect(made.get(), generic(address), sizeof address) == 0)
         return made;
-    if (errno != ECONNREFUSED && errno != ENOENT)
+    if (!saysDead(errno) && errno != EPROTOTYPE)
         throwErrno("cannot reach mailbox 0x" + toHex(id));
     return {};
 }
 
-Descriptor Directory::openChannel(std::uint32_t id) const
+Directory::Channel Directory::openChannel()
 {
-    const Descriptor held = lock();
-    Descriptor made = makeSocket(SOCK_DGRAM);
-    removeChannel(id); // what could not be removed when the last one was closed
-    const auto address = addressOf(channelEntry(id));
-    if (!address || ::bind(made.get(), generic(*address), sizeof *address) != 0)
-        throwErrno("cannot wait for a mailbox");
-    return made;
+    std::string entry = channelEntry(randomNumber());
+    return {bindSocket(SOCK_DGRAM, entry), entry};
 }
 
-void Directory::removeChannel(std::uint32_t id) const noexcept
+void Directory::wakeWaiters()
 {
-    removeEntry(channelEntry(id));
+    ensureUsable();
+    for (const std::string& entry : m_place.list("w")) {
+        const sockaddr_un address = m_place.addressOf(entry);
+        // A waiter whose queue is full has been woken already.
+        if (::sendto(m_probe.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL, generic(address),
+                     sizeof address) < 0 &&
+            errno == ECONNREFUSED)
+            m_place.remove(entry);
+    }
 }
 
-void Directory::sweep() const
+/** Opens the directory where that is owed. */
+void Directory::ensureUsable()
 {
-    const Descriptor held = lock();
-    for (const std::string& entry : listEntries(m_descriptor.get(), "mnw"))
-        if (isLeftOver(entry))
-            removeEntry(entry);
+    if (!m_place.isOpen())
+        open();
+    m_place.checkUser();
 }
 
-Descriptor Directory::lock() const
+/** Removes what dead processes left. What cannot be removed now, another process will. */
+void Directory::sweep()
 {
-    Descriptor held(::openat(m_descriptor.get(), lockEntry, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    while (held && ::flock(held.get(), LOCK_EX) != 0)
-        if (errno != EINTR)
-            held = {};
-    if (!held)
-        throwErrno("cannot lock the mailbox directory");
+    try {
+        const Descriptor held = tryLock();
+        for (const std::string& entry : m_place.list("mntw"))
+            if (entry.starts_with("n-"))
+                removeDeadName(entry);
+            else if (isLeftOver(entry))
+                m_place.remove(entry);
+    } catch (const std::exception&) { // nothing depends on it
+    }
+}
+
+Descriptor Directory::tryLock() const
+{
+    Descriptor held(::openat(m_place.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!held || ::flock(held.get(), LOCK_EX | LOCK_NB) != 0)
+        throwErrno("another process holds the lock of the mailbox directory " + m_place.path() +
+                   " (fuser shows which; it may be stopped)");
     return held;
 }
 
-Directory::Endpoint Directory::bindNextId(const Descriptor& lock) const
+/**
+ * A socket that is bound, and listens where it can. It gets its entry last: whoever finds the entry
+ * reaches the socket.
+ */
+Descriptor Directory::bindSocket(int type, const std::string& entry)
 {
-    std::array<char, idDigits> text{};
-    const ssize_t size = readAll(lock.get(), 0, std::as_writable_bytes(std::span(text)));
-    if (size < 0)
-        throwErrno("cannot create a mailbox");
-    const auto given = fromHex({text.data(), static_cast<std::size_t>(size)});
-    Endpoint made{given.value_or(0), makeSocket(SOCK_STREAM), {}};
-    for (;;) {
-        made.id = made.id == lastId ? 1 : made.id + 1;
-        const auto address = addressOf(endpointEntry(made.id));
-        if (address && ::bind(made.socket.get(), generic(*address), sizeof *address) == 0)
-            break;
-        if (errno != EADDRINUSE)
-            throwErrno("cannot create a mailbox");
-    }
-    std::string next = toHex(made.id);
-    iovec part{next.data(), next.size()};
-    if (!writeAll(lock.get(), 0, {&part, 1})) {
+    ensureUsable();
+    Descriptor made = makeSocket(type);
+    const std::string passing = "t" + entry.substr(1);
+    const sockaddr_un address = m_place.addressOf(passing);
+    const int directory = m_place.descriptor();
+    if (::bind(made.get(), generic(address), sizeof address) != 0 ||
+        ::fchmodat(directory, passing.c_str(), S_IRWXU, 0) != 0 ||
+        (type == SOCK_STREAM && ::listen(made.get(), backlog) != 0) ||
+        (::renameat2(directory, passing.c_str(), directory, entry.c_str(), RENAME_NOREPLACE) != 0 &&
+         (errno != EINVAL ||
+          ::renameat(directory, passing.c_str(), directory, entry.c_str()) != 0))) {
         const int error = errno;
-        removeEntry(endpointEntry(made.id));
+        m_place.remove(passing);
         errno = error;
-        throwErrno("cannot create a mailbox");
+        throwErrno("cannot make a mailbox in " + m_place.path());
     }
     return made;
 }
 
-void Directory::wakeWaiters() const
+/** With the lock held: see the top of directory.h. */
+void Directory::removeDeadName(const std::string& nameEntry)
 {
-    for (const std::string& entry : listEntries(m_descriptor.get(), "w")) {
-        const auto address = addressOf(entry);
-        // A waiter whose queue is full has been woken already.
-        if (address &&
-            ::sendto(m_probe.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL, generic(*address),
-                     sizeof *address) < 0 &&
-            errno == ECONNREFUSED)
-            removeEntry(entry);
-    }
+    const std::uint32_t owner = ownerOf(nameEntry);
+    if ((owner != ITC_NO_MBOX_ID && isReachable(owner)) || ownerOf(nameEntry) != owner)
+        return;
+    if (owner != ITC_NO_MBOX_ID && !isAlive(endpointEntry(owner)))
+        m_place.remove(endpointEntry(owner));
+    if (!m_place.remove(nameEntry) && errno == EISDIR)
+        throw std::runtime_error("cannot name a mailbox: remove the directory " + m_place.path() +
+                                 "/" + nameEntry);
 }
 
 /** The mailbox that a name leads to. Throws where that cannot be told: it may be a live one. */
 std::uint32_t Directory::ownerOf(const std::string& entry) const
 {
-    std::array<char, 2 + idDigits + 1> target{};
+    std::array<char, 16> target{};
     const ssize_t size =
-        ::readlinkat(m_descriptor.get(), entry.c_str(), target.data(), target.size());
+        ::readlinkat(m_place.descriptor(), entry.c_str(), target.data(), target.size());
     if (size < 0 && errno != ENOENT && errno != EINVAL)
-        throwErrno("cannot look a mailbox up");
-    const std::string_view text(target.data(),
-                                static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    return text.starts_with("m-") ? fromHex(text.substr(2)).value_or(ITC_NO_MBOX_ID)
-                                  : ITC_NO_MBOX_ID;
+        throwErrno("cannot look a mailbox up in " + m_place.path());
+    return endpointId({target.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))})
+        .value_or(ITC_NO_MBOX_ID);
 }
 
 /**
  * Whether a process has that socket bound. Asked with a datagram socket, which a mailbox's
  * endpoint turns down without noticing.
  */
-bool Directory::isAlive(const std::string& entry) const noexcept
+bool Directory::isAlive(const std::string& entry) const
 {
-    const auto address = addressOf(entry);
-    return address && (::connect(m_probe.get(), generic(*address), sizeof *address) == 0 ||
-                       (errno != ECONNREFUSED && errno != ENOENT));
+    const sockaddr_un address = m_place.addressOf(entry);
+    return ::connect(m_probe.get(), generic(address), sizeof address) == 0 || !saysDead(errno);
+}
+
+/** Whether a mailbox takes connections, which a socket that is only bound does not. */
+bool Directory::isReachable(std::uint32_t id)
+{
+    try {
+        return static_cast<bool>(connect(id));
+    } catch (const std::system_error& error) {
+        if (error.code().value() != EAGAIN || isOurs(id))
+            throw;
+        return true; // very many wait for it already
+    }
 }
 
 bool Directory::isLeftOver(const std::string& entry) const
 {
-    if (!entry.starts_with("n-"))
-        return !isAlive(entry);
-    const std::uint32_t owner = ownerOf(entry);
-    return owner == ITC_NO_MBOX_ID || !isAlive(endpointEntry(owner));
-}
-
-void Directory::removeEntry(const std::string& entry) const noexcept
-{
-    ::unlinkat(m_descriptor.get(), entry.c_str(), 0);
-}
-
-/** A socket's address has little room: however long the directory's path is, this one is short. */
-std::optional<sockaddr_un> Directory::addressOf(const std::string& entry) const noexcept
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const int size = std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s",
-                                   m_descriptor.get(), entry.c_str());
-    if (size < 0 || static_cast<std::size_t>(size) >= sizeof address.sun_path) {
-        errno = ENOENT;
-        return std::nullopt;
-    }
-    return address;
+    if (isAlive(entry))
+        return false;
+    struct stat status
+    {
+    };
+    return !entry.starts_with("t-") ||
+           (::fstatat(m_place.descriptor(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            std::time(nullptr) - status.st_ctime > secondsToMakeASocket);
 }
 
 } // namespace Itc

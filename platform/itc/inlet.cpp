@@ -7,19 +7,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/socket.h>
 
 namespace Itc {
-
-bool isOwnUser(int connection) noexcept
-{
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return ::getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           peer.uid == ::geteuid();
-}
 
 bool Inlet::read(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take)
 {
@@ -27,16 +20,52 @@ bool Inlet::read(std::span<std::byte> buffer, const std::function<void(const Fra
     if (!m_stream)
         return state == Connection::QUIET;
     // Even when quiet: an earlier read may have been interrupted after it had taken the wakes.
-    return readStream(buffer, take) && state != Connection::OVER;
+    if (!readStream(buffer, take))
+        return false;
+    return (m_isInBand ? readInBand(take) : state) != Connection::OVER;
 }
 
+/** Takes the wakes, up to the mark after which the connection carries frames. */
 Inlet::Connection Inlet::readConnection()
 {
-    std::array<std::byte, 4096> wakes;
-    const ssize_t size = ::recv(m_connection.get(), wakes.data(), wakes.size(), MSG_DONTWAIT);
-    if (size > 0)
-        return Connection::WOKEN;
-    return size < 0 && (errno == EAGAIN || errno == EINTR) ? Connection::QUIET : Connection::OVER;
+    if (m_isInBand)
+        return Connection::QUIET;
+    std::array<char, 4096> wakes;
+    const ssize_t size =
+        ::recv(m_connection.get(), wakes.data(), wakes.size(), MSG_DONTWAIT | MSG_PEEK);
+    if (size <= 0)
+        return size < 0 && (errno == EAGAIN || errno == EINTR) ? Connection::QUIET
+                                                               : Connection::OVER;
+    const auto end = wakes.begin() + size;
+    const auto mark = std::find(wakes.begin(), end, inBandMark);
+    const auto taken = static_cast<std::size_t>(mark - wakes.begin()) + (mark != end ? 1 : 0);
+    m_isInBand = ::recv(m_connection.get(), wakes.data(), taken, MSG_DONTWAIT) ==
+                     static_cast<ssize_t>(taken) &&
+                 mark != end;
+    return Connection::WOKEN;
+}
+
+Inlet::Connection Inlet::readInBand(const std::function<void(const Frame&)>& take)
+{
+    std::array<std::byte, 4096> part;
+    for (;;) {
+        std::span<const std::byte> bytes = m_bytes;
+        Parsed next = parseFrame(bytes);
+        if (next.verdict == Verdict::MALFORMED)
+            return Connection::OVER;
+        if (next.verdict == Verdict::WHOLE) {
+            take(next.frame);
+            m_bytes.erase(m_bytes.begin(),
+                          m_bytes.begin() + static_cast<std::ptrdiff_t>(next.frame.size()));
+            continue;
+        }
+        m_bytes.reserve(m_bytes.size() + part.size()); // before they are taken from the connection
+        const ssize_t size = ::recv(m_connection.get(), part.data(), part.size(), MSG_DONTWAIT);
+        if (size <= 0)
+            return size < 0 && (errno == EAGAIN || errno == EINTR) ? Connection::QUIET
+                                                                   : Connection::OVER;
+        m_bytes.insert(m_bytes.end(), part.begin(), part.begin() + size);
+    }
 }
 
 Inlet::Connection Inlet::readGreeting()
@@ -50,7 +79,9 @@ Inlet::Connection Inlet::readGreeting()
     header.msg_control = control.data();
     header.msg_controllen = CMSG_LEN(sizeof(int)); // room for one descriptor, not for two
 
-    const ssize_t size = ::recvmsg(m_connection.get(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    // Only looked at: where no descriptor is free for the stream, it must not be lost.
+    const ssize_t size =
+        ::recvmsg(m_connection.get(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC | MSG_PEEK);
     if (size < 0 && (errno == EAGAIN || errno == EINTR))
         return Connection::QUIET;
     Descriptor handed;
@@ -61,12 +92,14 @@ Inlet::Connection Inlet::readGreeting()
         std::memcpy(&fd, CMSG_DATA(rights), sizeof fd);
         handed = Descriptor(fd);
     }
+    if (rights == nullptr && size > 0 && (header.msg_flags & MSG_CTRUNC) != 0)
+        throw std::system_error(EMFILE, std::generic_category(), "cannot take a stream");
     // Only a file in memory has seals; to read anything else might wait.
     if (size != static_cast<ssize_t>(sizeof greeting) || (header.msg_flags & MSG_CTRUNC) != 0 ||
         greeting != Greeting{} || !handed || ::fcntl(handed.get(), F_GET_SEALS) < 0)
         return Connection::OVER;
     m_stream = std::move(handed);
-    return Connection::WOKEN;
+    return readConnection(); // the greeting is still there, and wakes as the bytes after it do
 }
 
 bool Inlet::readStream(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take)

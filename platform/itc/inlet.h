@@ -9,13 +9,11 @@
 #include <cstddef>
 #include <functional>
 #include <span>
+#include <vector>
 
 #include <sys/types.h>
 
 namespace Itc {
-
-/** Whether this user's process is at the other end. */
-bool isOwnUser(int connection) noexcept;
 
 class Inlet
 {
@@ -24,7 +22,8 @@ public:
 
     /**
      * Hands on the frames that have arrived; false when no more will, because the other end has
-     * gone or sent what it should not. `buffer` has room for the largest frame.
+     * gone or sent what it should not. `buffer` has room for the largest frame. Throws where
+     * something is short; what has not been handed on then is handed on by a later call.
      */
     bool read(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take);
 
@@ -37,6 +36,7 @@ private:
     };
 
     Connection readConnection();
+    Connection readInBand(const std::function<void(const Frame&)>& take);
     Connection readGreeting();
     bool readStream(std::span<std::byte> buffer, const std::function<void(const Frame&)>& take);
     void freeConsumed() noexcept;
@@ -45,6 +45,8 @@ private:
     Descriptor m_stream;
     off_t m_consumed = 0;
     off_t m_freed = 0;
+    bool m_isInBand = false;
+    std::vector<std::byte> m_bytes; ///< of frames that the connection carries
 };
 
 } // namespace Itc

@@ -31,7 +31,7 @@ Answer operate(const char* file, int line, Answer failure, Work work)
         Operation operation;
         return work(Process::instance(), operation);
     } catch (const std::exception& error) {
-        report(file, line, error.what());
+        report(file, line, error);
         return failure;
     }
 }
@@ -70,20 +70,39 @@ private:
     Clock::time_point m_end;
 };
 
-MessagePtr receive(Mailbox& mailbox, const Selection& selection, const Deadline& deadline,
-                   Operation& operation)
+/** The smaller of two times to wait, where -1 is for ever. */
+int earlier(int one, int other)
+{
+    return one < 0 ? other : other < 0 ? one : std::min(one, other);
+}
+
+MessagePtr receive(Process& process, Mailbox& mailbox, const Selection& selection,
+                   const Deadline& deadline, Operation& operation)
 {
     std::array<epoll_event, eventsAtOnce> events;
-    mailbox.resume();
-    for (;;) {
+    if (mailbox.retry().isOwed())
+        mailbox.catchUp();
+    while (!mailbox.isRefused()) {
+        process.flush();
         if (MessagePtr taken = mailbox.take(selection))
             return taken;
         const int remaining = deadline.remaining();
-        const std::size_t count = operation.wait(mailbox.events(), events, remaining);
-        mailbox.handle({events.data(), count});
+        std::size_t count = 0;
+        if (mailbox.retry().isOwed()) {
+            // What is owed would be reported without end.
+            operation.pause(earlier(remaining, mailbox.retry().remaining()));
+            if (mailbox.retry().isDue())
+                mailbox.catchUp();
+        } else {
+            count =
+                operation.wait(mailbox.events(), events, earlier(remaining, process.untilFlush()));
+            mailbox.handle({events.data(), count});
+        }
         if (remaining == 0 && count < events.size())
             return mailbox.take(selection);
     }
+    process.endOwn();
+    return nullptr;
 }
 
 /** Says that a message is too long, and whose it was. */
@@ -102,10 +121,10 @@ bool fits(Message& message, const char* file, int line)
 
 int __itc_init(int32_t, int, void*, char*, uint32_t, const char* file, int line)
 {
-    return operate(file, line, -1, [](Process& process, Operation&) {
+    return operate(file, line, -1, [&](Process& process, Operation&) {
         if (process.isInitialised())
             return ITC_ALREADY_INITIALISED;
-        process.initialise();
+        process.initialise(file, line);
         return 0;
     });
 }
@@ -161,7 +180,8 @@ union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t 
                        Selection selection{{}, process.resolve(from)};
                        if (filter != nullptr)
                            selection.numbers = {filter + 1, *filter};
-                       return handOut(receive(*mine, selection, Deadline(timeout), operation));
+                       return handOut(
+                           receive(process, *mine, selection, Deadline(timeout), operation));
                    });
 }
 

@@ -9,17 +9,27 @@
  * whatever is written to it at once, so no send waits for its receiver, and what was sent outlives
  * the sender. The file's offset, which both ends share, says how far whole frames reach; a byte
  * on the connection wakes the receiver.
+ *
+ * Where the process's file-size limit leaves no room in the stream, the connection itself carries
+ * the frames from then on: `inBandMark` says so, after the last wake.
+ *
+ * What cannot be sent yet is kept in this process's memory, in its order.
  */
 
 #include "descriptor.h"
 #include "directory.h"
 #include "frame.h"
+#include "retry.h"
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
+#include <span>
+#include <vector>
 
 #include <sys/types.h>
+#include <sys/uio.h>
 
 namespace Itc {
 
@@ -31,46 +41,81 @@ struct Greeting
     bool operator==(const Greeting&) const = default;
 };
 
+/** A byte that wakes, and the one after which the connection carries frames. */
+inline constexpr char wakeMark = '\0';
+inline constexpr char inBandMark = 'F';
+
 class Link
 {
 public:
-    explicit Link(Descriptor connection) noexcept : m_connection(std::move(connection)) {}
+    explicit Link(std::uint32_t mailbox) : m_mailbox(mailbox) {}
 
-    /** Sends a frame; false where the mailbox has gone. Throws where it cannot be written. */
-    bool send(const Frame& frame);
+    /** Makes the connection where it is missing; false where the mailbox has gone. Throws. */
+    bool connect(Directory& directory);
+    /** Sends a frame after those that are kept; keeps it where a shortage lets it not be sent. */
+    void keep(const Frame& frame);
+    /** Sends what is kept; false where the mailbox has gone. Throws. */
+    bool flush(Directory& directory);
+    /** The same for one frame more, which is kept where that throws. */
+    bool send(const Frame& frame, Directory& directory);
 
+    /** Whether something is left to be sent. */
+    bool isBehind() const noexcept { return !m_kept.empty() || m_unannounced; }
+    std::size_t kept() const noexcept { return m_kept.size(); }
     /** The process that listens at the other end; 0 where its id cannot be told. */
     pid_t process() const noexcept;
-    /** How much of what was sent the other end has not taken yet. */
+    /** How much of what was sent the other end has not taken yet, in bytes. */
     std::uint64_t waiting() noexcept;
-
-    /** Hangs up when the mailbox goes. */
+    /** Hangs up when the mailbox goes; -1 where it is not made. */
     int connection() const noexcept { return m_connection.get(); }
 
 private:
-    void write(const Frame& frame);
+    bool hasRoom(std::size_t size) const noexcept;
+    void write(std::span<iovec> parts, std::size_t size);
+    void goInBand();
+    bool announce();
     bool greet();
+    bool sendInBand();
+    std::uint64_t waitingInStream() noexcept;
 
+    const std::uint32_t m_mailbox;
     Descriptor m_connection;
-    Descriptor m_stream; ///< made by the first send
+    Descriptor m_stream;
     off_t m_written = 0;
     off_t m_taken = 0; ///< by the receiver, as far as it was looked for
     bool m_greeted = false;
+    bool m_unannounced = false; ///< the stream holds what the receiver has not been told
+    bool m_inBand = false;
+    std::list<std::vector<std::byte>> m_kept;
+    std::size_t m_sent = 0; ///< bytes of the first of them, in band
 };
 
 /** The links of this process, one to each mailbox that it sends to or monitors. */
 class Links
 {
 public:
-    /** The link to a mailbox, made where it is missing; null where the mailbox has gone. */
-    std::shared_ptr<Link> to(std::uint32_t mailbox, const Directory& directory);
+    /** Sends a frame, now or when a shortage is over; false where the mailbox has gone. */
+    bool send(const Frame& frame, std::uint32_t mailbox, Directory& directory);
+    /** The connected link to a mailbox; null where the mailbox has gone. Throws. */
+    std::shared_ptr<Link> to(std::uint32_t mailbox, Directory& directory);
+    /** The same, not connected where a shortage prevents it. */
+    std::shared_ptr<Link> inAnyState(std::uint32_t mailbox, Directory& directory);
     void drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link);
     void clear() { m_links.clear(); }
 
+    /** When flush() is to be called next. */
+    const Retry& retry() const noexcept { return m_retry; }
+    /** Sends what is kept. */
+    void flush(Directory& directory) noexcept;
+    /** The number of messages that are kept. */
+    std::size_t kept() const noexcept;
+
 private:
+    std::shared_ptr<Link> linkTo(std::uint32_t mailbox);
     void dropDead();
 
     std::map<std::uint32_t, std::shared_ptr<Link>> m_links;
+    Retry m_retry;
 };
 
 } // namespace Itc

@@ -1,5 +1,6 @@
 #include "mailbox.h"
 
+#include "entries.h"
 #include "report.h"
 
 #include <algorithm>
@@ -7,11 +8,12 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace Itc {
 
@@ -22,14 +24,82 @@ bool Selection::takes(Message& message) const noexcept
             std::find(numbers.begin(), numbers.end(), message.number()) != numbers.end());
 }
 
-Mailbox::Mailbox(const std::string& nameEntry, Directory::Endpoint endpoint,
-                 const Directory& directory, Links& links)
-    : m_directory(directory), m_links(links), m_id(endpoint.id), m_nameEntry(nameEntry),
-      m_listener(std::move(endpoint.socket)), m_events(::epoll_create1(EPOLL_CLOEXEC))
+Mailbox::Mailbox(std::uint32_t id, std::string_view name, Directory& directory, Links& links)
+    : m_directory(directory), m_links(links), m_id(id), m_name(name)
 {
-    if (!m_events)
-        throwErrno("cannot create a mailbox");
-    setAccepting(true);
+}
+
+Mailbox::~Mailbox()
+{
+    if (!m_abandoned)
+        removeEntries();
+}
+
+bool Mailbox::make()
+{
+    const auto entry = Itc::nameEntry(m_name);
+    if (!entry)
+        return false;
+    m_nameEntry = *entry;
+    try {
+        return complete();
+    } catch (const std::exception& error) {
+        if (!mayPass(error))
+            throw;
+        m_retry.failed(error);
+        return true;
+    }
+}
+
+/** Each step is done once, in the order in which others may meet its result. */
+bool Mailbox::complete()
+{
+    if (!m_events) {
+        m_events = Descriptor(::epoll_create1(EPOLL_CLOEXEC));
+        if (!m_events)
+            throwErrno("cannot make a mailbox");
+    }
+    if (!m_listener) {
+        Descriptor listener = m_directory.bindEndpoint(m_id);
+        watch(listener.get(), Source::LISTENER, 0, EPOLLIN);
+        m_listener = std::move(listener);
+    }
+    if (!m_isNamed && !takeName())
+        return false;
+    if (!m_isAnnounced) {
+        m_directory.wakeWaiters();
+        m_isAnnounced = true;
+    }
+    return true;
+}
+
+/**
+ * A name that ends with this process's id can be another process's only in another process id
+ * namespace, where it means that one. Both are right, so this mailbox is known by its id alone.
+ */
+bool Mailbox::takeName()
+{
+    const std::uint32_t holder = m_directory.claim(m_nameEntry, m_id);
+    if (holder != m_id) {
+        if (m_directory.isOurs(holder) || !isNamedForThisProcess())
+            return false;
+        m_nameEntry.clear();
+    }
+    m_isNamed = true;
+    return true;
+}
+
+bool Mailbox::isNamedForThisProcess() const
+{
+    const std::string pid = std::to_string(::getpid());
+    const std::size_t digits = m_name.size() - (m_name.find_last_not_of("0123456789") + 1);
+    return digits == pid.size() && m_name.ends_with(pid);
+}
+
+void Mailbox::removeEntries() noexcept
+{
+    closeChannel();
+    m_directory.remove(m_id, m_nameEntry);
 }
 
 void Mailbox::enqueue(MessagePtr message, std::uint32_t sender) noexcept
@@ -43,30 +113,37 @@ MessagePtr Mailbox::take(const Selection& selection)
     return m_queue.take([&](Message& message) { return selection.takes(message); });
 }
 
-template <typename Work>
-void Mailbox::attempt(const Work& work)
+/** What fails is reported and owed: events that are not handled would be reported without end. */
+void Mailbox::attempt(const std::function<void()>& work) noexcept
 {
     try {
         work();
-    } catch (...) {
-        m_behind = true;
-        throw;
-    }
-}
-
-void Mailbox::resume()
-{
-    setAccepting(true);
-    if (m_behind) {
-        readEverything();
-        answerLocates();
-        m_behind = false;
+    } catch (const std::exception& error) {
+        m_retry.failed(error);
+        m_refused = !mayPass(error) && !m_isAnnounced;
+        if (!mayPass(error))
+            m_retry.postpone();
     }
 }
 
 void Mailbox::handle(std::span<const epoll_event> events)
 {
     attempt([&] { handleEach(events); });
+}
+
+void Mailbox::catchUp()
+{
+    attempt([&] {
+        if (!complete())
+            throw std::runtime_error("mailbox \"" + m_name +
+                                     "\" cannot be made: another live mailbox has the name");
+        readEverything();
+        if (!m_locates.empty() && !m_channel.socket)
+            openChannel();
+        answerLocates();
+        checkMonitors();
+        m_retry.done();
+    });
 }
 
 void Mailbox::handleEach(std::span<const epoll_event> events)
@@ -96,98 +173,6 @@ void Mailbox::handleEach(std::span<const epoll_event> events)
     }
 }
 
-void Mailbox::locate(std::string_view name, MessagePtr message)
-{
-    if (const std::uint32_t found = m_directory.find(name); found != ITC_NO_MBOX_ID) {
-        enqueue(std::move(message), found);
-        return;
-    }
-    if (!m_channel)
-        openChannel();
-    m_locates.push_back({std::string(name), std::move(message)});
-    // It may have been created before the channel was there to tell.
-    attempt([this] { answerLocates(); });
-}
-
-void Mailbox::openChannel()
-{
-    Descriptor channel = m_directory.openChannel(m_id);
-    try {
-        watch(channel.get(), Source::CHANNEL, 0, EPOLLIN);
-    } catch (...) {
-        m_directory.removeChannel(m_id);
-        throw;
-    }
-    m_channel = std::move(channel);
-}
-
-void Mailbox::answerLocates()
-{
-    if (!m_channel)
-        return;
-    std::array<char, 16> wakes;
-    while (::recv(m_channel.get(), wakes.data(), wakes.size(), MSG_DONTWAIT) >= 0) {
-    }
-    std::erase_if(m_locates, [&](Locate& pending) {
-        const std::uint32_t found = m_directory.find(pending.name);
-        if (found != ITC_NO_MBOX_ID)
-            enqueue(std::move(pending.message), found);
-        return found != ITC_NO_MBOX_ID;
-    });
-    if (m_locates.empty()) {
-        m_directory.removeChannel(m_id);
-        m_channel = {};
-    }
-}
-
-std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
-{
-    auto known = m_monitors.find(mailbox);
-    if (known == m_monitors.end()) {
-        std::shared_ptr<Link> link = m_links.to(mailbox, m_directory);
-        if (!link) {
-            enqueue(std::move(message), mailbox);
-            return nextReference();
-        }
-        known = m_monitors.try_emplace(mailbox).first;
-        known->second.link = std::move(link);
-        try { // a hang-up is always reported
-            watch(known->second.link->connection(), Source::MONITOR, mailbox, 0);
-        } catch (...) {
-            m_monitors.erase(known);
-            throw;
-        }
-    }
-    known->second.messages.push(std::move(message));
-    return nextReference();
-}
-
-/**
- * A connection that hangs up says only that it has ended: a process that is dying closes its
- * sockets one by one. The mailbox has gone when it cannot be reached again.
- */
-void Mailbox::checkMonitor(std::uint32_t mailbox)
-{
-    const auto found = m_monitors.find(mailbox);
-    if (found == m_monitors.end())
-        return;
-    Monitor& monitor = found->second;
-    unwatch(monitor.link->connection());
-    m_links.drop(mailbox, monitor.link);
-    try {
-        monitor.link = m_links.to(mailbox, m_directory);
-        if (monitor.link) {
-            watch(monitor.link->connection(), Source::MONITOR, mailbox, 0);
-            return;
-        }
-    } catch (const std::exception& error) { // nobody would tell of its end any more
-        report(nullptr, 0, error.what());
-    }
-    while (MessagePtr message = monitor.messages.takeFirst())
-        enqueue(std::move(message), mailbox);
-    m_monitors.erase(found);
-}
-
 void Mailbox::watch(int fd, Source source, std::uint32_t key, std::uint32_t events)
 {
     epoll_event event{};
@@ -202,23 +187,12 @@ void Mailbox::unwatch(int fd) noexcept
     ::epoll_ctl(m_events.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
-void Mailbox::setAccepting(bool accepting)
-{
-    if (accepting != m_accepting) {
-        if (accepting)
-            watch(m_listener.get(), Source::LISTENER, 0, EPOLLIN);
-        else
-            unwatch(m_listener.get());
-        m_accepting = accepting;
-    }
-}
-
 void Mailbox::acceptAll()
 {
     for (;;) {
         Descriptor connection = acceptOne();
         if (connection) {
-            if (isOwnUser(connection.get())) {
+            if (m_directory.isOwnUser(connection.get())) {
                 const int fd = connection.get();
                 watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
                 m_inlets.emplace(fd, Inlet(std::move(connection)));
@@ -227,9 +201,7 @@ void Mailbox::acceptAll()
         } else if (errno == EAGAIN) {
             return;
         } else if (errno != EINTR && errno != ECONNABORTED) {
-            // Out of descriptors: until one is free, the connection would be reported without end.
-            setAccepting(false);
-            return;
+            throwErrno("cannot take a connection");
         }
     }
 }
@@ -238,8 +210,11 @@ void Mailbox::acceptAll()
 Descriptor Mailbox::acceptOne() const
 {
     const Descriptor spare(::fcntl(m_events.get(), F_DUPFD_CLOEXEC, 0));
-    return Descriptor(
-        spare ? ::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK) : -1);
+    if (!spare) {
+        errno = EMFILE; // also where the limit is 0, of which fcntl says EINVAL
+        throwErrno("cannot take a connection");
+    }
+    return Descriptor(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
 }
 
 void Mailbox::readInlet(int fd)
@@ -250,10 +225,8 @@ void Mailbox::readInlet(int fd)
     if (!m_buffer)
         m_buffer = std::make_unique_for_overwrite<std::byte[]>(maxFrameSize);
     if (!inlet->second.read({m_buffer.get(), maxFrameSize},
-                            [this](const Frame& frame) { takeFrame(frame); })) {
+                            [this](const Frame& frame) { takeFrame(frame); }))
         m_inlets.erase(inlet);
-        setAccepting(true);
-    }
 }
 
 void Mailbox::readEverything()
@@ -275,11 +248,7 @@ void Mailbox::takeFrame(const Frame& frame)
         enqueue(std::move(message), frame.sender);
         return;
     }
-    try {
-        locate(frame.name, std::move(message));
-    } catch (const std::system_error& error) {
-        report(nullptr, 0, error.what());
-    }
+    locate(frame.name, std::move(message));
 }
 
 } // namespace Itc

@@ -8,8 +8,10 @@
 #include "inlet.h"
 #include "link.h"
 #include "messageQueue.h"
+#include "retry.h"
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -34,22 +36,37 @@ struct Selection
 class Mailbox
 {
 public:
-    Mailbox(const std::string& nameEntry, Directory::Endpoint endpoint, const Directory& directory,
-            Links& links);
+    /** A mailbox of this process's; it is not made yet. */
+    Mailbox(std::uint32_t id, std::string_view name, Directory& directory, Links& links);
+    ~Mailbox();
+    Mailbox(const Mailbox&) = delete;
+    Mailbox& operator=(const Mailbox&) = delete;
+
+    /**
+     * Makes it, now or when a shortage is over. False where a live mailbox has the name, or nobody
+     * can have it. Throws where it cannot be made.
+     */
+    bool make();
+    /** Whether it turned out later that it cannot be made. */
+    bool isRefused() const noexcept { return m_refused; }
+    /** Lets go of it in the child of a fork, whose parent it belongs to. */
+    void abandon() noexcept { m_abandoned = true; }
 
     std::uint32_t id() const noexcept { return m_id; }
-    /** How its name stands in the directory. */
-    const std::string& nameEntry() const noexcept { return m_nameEntry; }
     /** What becomes readable when there is something to handle. */
     int events() const noexcept { return m_events.get(); }
+    /** When catchUp() is to be called; until then there is nothing to wait for. */
+    const Retry& retry() const noexcept { return m_retry; }
 
     void enqueue(MessagePtr message, std::uint32_t sender) noexcept;
     /** The first queued message that the selection takes, or null. */
     MessagePtr take(const Selection& selection);
-    /** Accepts again after descriptors ran out, and does what a failure left undone. */
-    void resume();
-    /** Handles what `events()` reported. What a failure leaves undone, the next resume() does. */
+    /** Handles what `events()` reported. What a shortage leaves undone is owed. */
     void handle(std::span<const epoll_event> events);
+    /** Does what is owed. */
+    void catchUp();
+    /** Removes its entries, so that nobody finds it any more. */
+    void removeEntries() noexcept;
 
     /** Queues `message` when a mailbox of that name exists. */
     void locate(std::string_view name, MessagePtr message);
@@ -73,41 +90,51 @@ private:
 
     struct Monitor
     {
-        std::shared_ptr<Link> link;
+        std::shared_ptr<Link> link; ///< null while it cannot be made
         MessageQueue messages;
     };
 
-    template <typename Work>
-    void attempt(const Work& work);
+    void attempt(const std::function<void()>& work) noexcept;
+    bool complete();
+    bool takeName();
+    bool isNamedForThisProcess() const;
     void handleEach(std::span<const epoll_event> events);
     void openChannel();
+    void closeChannel() noexcept;
 
     void watch(int fd, Source source, std::uint32_t key, std::uint32_t events);
     void unwatch(int fd) noexcept;
 
-    void setAccepting(bool accepting);
     void acceptAll();
     Descriptor acceptOne() const;
     void readInlet(int fd);
     void readEverything();
     void takeFrame(const Frame& frame);
     void answerLocates();
+    std::uint32_t findOrReport(const std::string& name);
+    std::shared_ptr<Link> linkOrReport(std::uint32_t mailbox);
+    void watchMonitored(std::uint32_t mailbox, Monitor& monitor);
     void checkMonitor(std::uint32_t mailbox);
+    void checkMonitors();
     std::uint32_t nextReference() noexcept { return ++m_lastReference; }
 
-    const Directory& m_directory;
+    Directory& m_directory;
     Links& m_links;
     const std::uint32_t m_id;
-    const std::string m_nameEntry;
-    const Descriptor m_listener;
-    const Descriptor m_events;
-    bool m_accepting = false;
-    bool m_behind = false;                 ///< something that was reported is not handled yet
+    const std::string m_name;
+    std::string m_nameEntry; ///< empty where it has none
+    Descriptor m_events;
+    Descriptor m_listener;
+    bool m_isNamed = false;
+    bool m_isAnnounced = false; ///< those who wait for names know of it
+    bool m_refused = false;
+    bool m_abandoned = false;
+    Retry m_retry;
     std::unique_ptr<std::byte[]> m_buffer; ///< one frame of the largest size; made when needed
     std::map<int, Inlet> m_inlets;
     MessageQueue m_queue;
     std::list<Locate> m_locates;
-    Descriptor m_channel; ///< open while m_locates is not empty
+    Directory::Channel m_channel; ///< open while m_locates is not empty
     std::map<std::uint32_t, Monitor> m_monitors;
     std::uint32_t m_lastReference = 0;
 };

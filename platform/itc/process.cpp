@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include <poll.h>
+
 namespace Itc {
 
 namespace {
@@ -40,11 +42,18 @@ Process::Process()
     check(std::atexit(&endProcess));
 }
 
-void Process::initialise()
+void Process::initialise(const char* file, int line)
 {
-    Directory directory = Directory::open();
-    directory.sweep();
-    m_directory = std::move(directory);
+    m_directory.emplace();
+    try {
+        m_directory->open();
+    } catch (const std::exception& error) {
+        if (!mayPass(error)) {
+            m_directory.reset();
+            throw;
+        }
+        report(file, line, error); // it is opened with the first mailbox
+    }
 }
 
 Mailbox* Process::own() const noexcept
@@ -56,18 +65,14 @@ Mailbox* Process::create(std::string_view name)
 {
     if (!isInitialised() || own() != nullptr)
         return nullptr;
-    auto endpoint = m_directory->create(name);
-    if (!endpoint)
+    auto made = std::make_unique<Mailbox>(m_directory->newId(), name, *m_directory, m_links);
+    if (!made->make())
         return nullptr;
-    const std::uint32_t id = endpoint->id;
-    const std::string entry = std::move(endpoint->entry);
+    check(::pthread_setspecific(m_ownMailbox, made.get()));
     try {
-        auto made = std::make_unique<Mailbox>(entry, std::move(*endpoint), *m_directory, m_links);
-        check(::pthread_setspecific(m_ownMailbox, made.get()));
-        return m_mailboxes.emplace(id, std::move(made)).first->second.get();
+        return m_mailboxes.emplace(made->id(), std::move(made)).first->second.get();
     } catch (...) {
         ::pthread_setspecific(m_ownMailbox, nullptr);
-        m_directory->remove(id, entry);
         throw;
     }
 }
@@ -80,32 +85,39 @@ std::uint32_t Process::resolve(std::uint32_t id) const noexcept
     return mine != nullptr ? mine->id() : ITC_NO_MBOX_ID;
 }
 
-std::shared_ptr<Link> Process::link(std::uint32_t mailbox)
-{
-    return isInitialised() ? m_links.to(mailbox, *m_directory) : nullptr;
-}
-
 bool Process::send(const Frame& frame, std::uint32_t to)
 {
-    const std::shared_ptr<Link> way = link(to);
-    if (!way)
+    if (!isInitialised())
         return false;
-    const bool sent = way->send(frame);
-    if (!sent)
-        m_links.drop(to, way);
-    return sent;
+    flush();
+    return m_links.send(frame, to, *m_directory);
 }
 
-void Process::end(Mailbox& mailbox)
+std::shared_ptr<Link> Process::link(std::uint32_t mailbox)
 {
-    m_directory->remove(mailbox.id(), mailbox.nameEntry());
-    m_mailboxes.erase(mailbox.id());
+    return isInitialised() ? m_links.inAnyState(mailbox, *m_directory) : nullptr;
+}
+
+void Process::flush() noexcept
+{
+    if (m_links.retry().isDue())
+        m_links.flush(*m_directory);
+}
+
+void Process::endOwn()
+{
+    if (const Mailbox* const mine = own()) {
+        ::pthread_setspecific(m_ownMailbox, nullptr);
+        m_mailboxes.erase(mine->id());
+    }
 }
 
 /** In the child of a fork: lets go of what is the parent's without touching it. */
 void Process::abandon()
 {
     ::pthread_setspecific(m_ownMailbox, nullptr);
+    for (const auto& [id, mailbox] : m_mailboxes)
+        mailbox->abandon();
     m_mailboxes.clear();
     m_links.clear();
     m_directory.reset();
@@ -115,21 +127,28 @@ void Process::endThread(void* mailbox)
 {
     try {
         const Operation operation;
-        instance().end(*static_cast<Mailbox*>(mailbox));
+        instance().m_mailboxes.erase(static_cast<Mailbox*>(mailbox)->id());
     } catch (const std::exception& error) {
-        report(nullptr, 0, error.what());
+        report(nullptr, 0, error);
     }
 }
 
-/** Other threads may still be at work: what cannot be removed now, others will when they meet it.
- */
+/** Other threads may still be at work: what cannot be removed now, others remove. */
 void Process::endProcess()
 {
     Process& process = instance();
     const std::unique_lock<std::mutex> lock(process.m_mutex, std::try_to_lock);
-    if (lock)
-        for (const auto& [id, mailbox] : process.m_mailboxes)
-            process.m_directory->remove(id, mailbox->nameEntry());
+    if (!lock)
+        return;
+    if (process.isInitialised())
+        process.m_links.flush(*process.m_directory);
+    if (const std::size_t kept = process.m_links.kept(); kept != 0)
+        report(nullptr, 0,
+               (std::to_string(kept) + " messages are lost: the process ends before what was short "
+                                       "for them is there")
+                   .c_str());
+    for (const auto& [id, mailbox] : process.m_mailboxes)
+        mailbox->removeEntries();
 }
 
 Operation::Operation()
@@ -179,6 +198,16 @@ std::size_t Operation::wait(int epoll, std::span<epoll_event> events, int millis
     if (count < 0 && error != EINTR)
         throw std::system_error(error, std::generic_category(), "cannot wait for messages");
     return static_cast<std::size_t>(std::max(count, 0));
+}
+
+void Operation::pause(int milliseconds)
+{
+    m_lock.unlock();
+    {
+        const Cancellable open(*this);
+        ::poll(nullptr, 0, milliseconds);
+    }
+    m_lock.lock();
 }
 
 } // namespace Itc

@@ -6,7 +6,7 @@
  *
  * An operation holds the lock for all of its time but the wait of a blocked receive, so that a
  * fork, which takes it too, finds everything whole. Nothing that it does under the lock waits for
- * another mailbox.
+ * another mailbox or process.
  */
 
 #include "directory.h"
@@ -33,7 +33,7 @@ public:
     std::mutex& mutex() noexcept { return m_mutex; }
 
     bool isInitialised() const noexcept { return m_directory.has_value(); }
-    void initialise();
+    void initialise(const char* file, int line);
 
     /** The calling thread's mailbox, or null. */
     Mailbox* own() const noexcept;
@@ -44,16 +44,19 @@ public:
 
     /** Sends a frame to another mailbox; false where that has gone. */
     bool send(const Frame& frame, std::uint32_t to);
-    /** The way to a mailbox; null where that has gone. */
+    /** The way to a mailbox, perhaps not connected yet; null where that has gone. */
     std::shared_ptr<Link> link(std::uint32_t mailbox);
-    const Directory& directory() const noexcept { return *m_directory; }
+    /** Sends what a shortage has held up, when it is due. */
+    void flush() noexcept;
+    /** Milliseconds until flush() is due; -1 where nothing is held up. */
+    int untilFlush() const noexcept { return m_links.retry().remaining(); }
+    /** Ends the calling thread's mailbox. */
+    void endOwn();
 
 private:
     Process();
 
-    void end(Mailbox& mailbox);
     void abandon();
-    void removeEntries();
     static void endThread(void* mailbox);
     static void endProcess();
 
@@ -80,6 +83,8 @@ public:
      * time is over or a signal came.
      */
     std::size_t wait(int epoll, std::span<epoll_event> events, int milliseconds);
+    /** Waits, with the lock free; a cancellation point. */
+    void pause(int milliseconds);
 
 private:
     class Cancellable;

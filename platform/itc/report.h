@@ -3,6 +3,7 @@
 
 /** What goes wrong below the interface, in exceptions and on standard error. */
 
+#include <exception>
 #include <string>
 
 namespace Itc {
@@ -10,8 +11,17 @@ namespace Itc {
 /** Throws errno as a std::system_error that begins with `what`. */
 [[noreturn]] void throwErrno(const std::string& what);
 
-/** One line on standard error, led by the caller's place where it gave one. */
+/** Whether the same may succeed later although nobody changes the node: something is short. */
+bool mayPass(const std::exception& error) noexcept;
+
+/**
+ * One line on standard error, led by the caller's place where it gave one. Never waits: it is
+ * dropped where standard error takes nothing now.
+ */
 void report(const char* file, int line, const char* text) noexcept;
+
+/** The same with what to do about it. */
+void report(const char* file, int line, const std::exception& error) noexcept;
 
 } // namespace Itc
 

@@ -96,19 +96,29 @@ TEST_F(ItcHost, WhatAStoppedReceiverHasNotTakenIsCountedToTheByte)
     });
 }
 
-TEST_F(ItcHost, ASendThatFindsNoDescriptorSaysSo)
+TEST_F(ItcHost, ASendThatFindsNoDescriptorIsKeptAndCounted)
 {
     Process other([] {
         open("other");
-        ::pause();
+        EXPECT_EQ(7U, receiveNumber());
     });
     inProcess([] {
         open("mine");
         const std::uint32_t to = find("other");
-        const rlimit none{0, 0};
+        rlimit before{};
+        ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+        const rlimit none{0, before.rlim_max};
         ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
-        EXPECT_EQ(0, sendSized(to, 4));
+        EXPECT_EQ(1, sendSized(to, 4));
+        EXPECT_EQ(4 + frameHeader, waitingFor(to));
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+        EXPECT_FALSE(receive(0));
+        EXPECT_TRUE(Varnix::Test::waitUntil([&] {
+            receive(0);
+            return waitingFor(to) == 0 || !peerOf(to);
+        }));
     });
+    EXPECT_EQ(0, other.wait());
 }
 
 TEST_F(ItcHost, ASendOfMoreThanAMessageCanHoldSaysSo)

@@ -1,6 +1,8 @@
 // Locate: answered when a mailbox of that name exists, now or later, by it and only once.
 #include "itcSupport.h"
 
+#include <filesystem>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -192,6 +194,44 @@ TEST_F(ItcLocate, AStoppedWaiterHoldsUpNoNewMailbox)
     ASSERT_TRUE(created.wait());
     client.resume();
     EXPECT_EQ(0, client.wait());
+}
+
+/** The entries of the directory that begin with `prefix`. */
+std::size_t entriesLike(const std::filesystem::path& directory, const std::string& prefix)
+{
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(directory))
+        count += entry.path().filename().native().starts_with(prefix) ? 1U : 0U;
+    return count;
+}
+
+TEST_F(ItcLocate, ADeadWaitersEntryGoesWithTheNextMailbox)
+{
+    inProcess([this] {
+        init(); // before there is anything to remove
+        const Event waiting;
+        Process client([&] { answerALateServer(waiting); });
+        ASSERT_TRUE(waiting.wait());
+        EXPECT_EQ(1U, entriesLike(directory(), "w-"));
+        client.kill();
+        open("another");
+        EXPECT_EQ(0U, entriesLike(directory(), "w-"));
+    });
+}
+
+TEST_F(ItcLocate, ADeadOwnersEndpointGoesWithItsName)
+{
+    inProcess([this] {
+        init(); // before there is anything to remove
+        const Event created;
+        Process server([&] { runMailbox("server", created); });
+        ASSERT_TRUE(created.wait());
+        server.kill();
+        EXPECT_EQ(1U, entriesLike(directory(), "m-"));
+        open("server");
+        EXPECT_EQ(1U, entriesLike(directory(), "m-"));
+        EXPECT_EQ(1U, entriesLike(directory(), "n-"));
+    });
 }
 
 TEST_F(ItcLocate, AClientFindsEveryRestartOfAKilledServer)

@@ -3,9 +3,12 @@
 
 #include <cstdlib>
 #include <functional>
+#include <list>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -187,6 +190,78 @@ TEST_F(ItcMonitor, WhatAMailboxSentBeforeItWentComesFirst)
     EXPECT_EQ(0, target.wait());
     ended.set();
     EXPECT_EQ(0, watcher.wait());
+}
+
+/** Sends `number` at once, and once more when it is told to; ends when the watcher has all. */
+void sendTwice(std::uint32_t number, const Event& connected, const Event& again, const Event& sent,
+               const Event& over)
+{
+    open("other " + std::to_string(::getpid()));
+    const std::uint32_t to = find("watcher");
+    send(to, number);
+    connected.set();
+    EXPECT_TRUE(again.wait());
+    send(to, number);
+    sent.set();
+    EXPECT_TRUE(over.wait());
+}
+
+TEST_F(ItcMonitor, WhatAMailboxSentComesFirstWhereMoreIsReadyThanIsLookedAtAtOnce)
+{
+    constexpr std::size_t others = 100; // the library looks at 64 descriptors at once
+    constexpr std::uint32_t otherNumber = 0x1000;
+    constexpr std::uint32_t count = 10;
+    const Event opened;
+    const Event connected;
+    const Event again;
+    const Event sent;
+    const Event over;
+    const Event watched;
+    const Event ended;
+    Process watcher([&] {
+        open("watcher");
+        opened.set();
+        for (std::size_t i = 0; i < others; ++i)
+            ASSERT_EQ(otherNumber, receiveNumber());
+        monitor(find("target"), goneNumber);
+        rlimit before{};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const int free = ::dup(STDERR_FILENO);
+        ::close(free);
+        const rlimit none{static_cast<rlim_t>(free), before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none); // what the target sends cannot be taken yet
+        watched.set();
+        EXPECT_TRUE(ended.wait());
+        EXPECT_FALSE(receive(0, {1, goneNumber}));
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        for (std::uint32_t i = 1; i <= count; ++i)
+            EXPECT_EQ(i, receive(patience, {i, goneNumber})->number);
+        EXPECT_TRUE(receive(patience, {goneNumber}));
+        for (std::size_t i = 0; i < others; ++i)
+            over.set();
+    });
+    ASSERT_TRUE(opened.wait());
+    std::list<Process> senders;
+    for (std::size_t i = 0; i < others; ++i)
+        senders.emplace_back([&] { sendTwice(otherNumber, connected, again, sent, over); });
+    for (std::size_t i = 0; i < others; ++i)
+        ASSERT_TRUE(connected.wait());
+    Process target([&] {
+        open("target");
+        EXPECT_TRUE(watched.wait());
+        const std::uint32_t to = find("watcher");
+        for (std::uint32_t i = 1; i <= count; ++i)
+            send(to, i);
+    });
+    EXPECT_EQ(0, target.wait());
+    for (std::size_t i = 0; i < others; ++i)
+        again.set();
+    for (std::size_t i = 0; i < others; ++i)
+        ASSERT_TRUE(sent.wait());
+    ended.set();
+    EXPECT_EQ(0, watcher.wait());
+    for (Process& sender : senders)
+        EXPECT_EQ(0, sender.wait());
 }
 
 TEST_F(ItcMonitor, TheNameIsFreeWhenTheNewsArrives)

@@ -1,0 +1,140 @@
+// What a mailbox waits for: names that nobody has yet, and the ends of others.
+#include "mailbox.h"
+#include "report.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <utility>
+
+#include <sys/socket.h>
+
+namespace Itc {
+
+void Mailbox::locate(std::string_view name, MessagePtr message)
+{
+    m_locates.push_back({std::string(name), std::move(message)});
+    attempt([this] {
+        if (m_retry.isOwed())
+            return;
+        answerLocates();
+        if (m_locates.empty() || m_channel.socket)
+            return;
+        openChannel();
+        // It may have been created before the channel was there to tell.
+        answerLocates();
+    });
+}
+
+void Mailbox::openChannel()
+{
+    Directory::Channel channel = m_directory.openChannel();
+    try {
+        watch(channel.socket.get(), Source::CHANNEL, 0, EPOLLIN);
+    } catch (...) {
+        m_directory.removeEntry(channel.entry);
+        throw;
+    }
+    m_channel = std::move(channel);
+}
+
+void Mailbox::closeChannel() noexcept
+{
+    if (m_channel.socket) {
+        m_directory.removeEntry(m_channel.entry);
+        m_channel.socket = {};
+    }
+}
+
+void Mailbox::answerLocates()
+{
+    std::array<char, 16> wakes;
+    while (m_channel.socket &&
+           ::recv(m_channel.socket.get(), wakes.data(), wakes.size(), MSG_DONTWAIT) >= 0) {
+    }
+    std::erase_if(m_locates, [&](Locate& pending) {
+        const std::uint32_t found = findOrReport(pending.name);
+        if (found != ITC_NO_MBOX_ID)
+            enqueue(std::move(pending.message), found);
+        return found != ITC_NO_MBOX_ID;
+    });
+    if (m_locates.empty())
+        closeChannel();
+}
+
+/** What cannot be looked up for good is left for the next mailbox that is made. */
+std::uint32_t Mailbox::findOrReport(const std::string& name)
+{
+    try {
+        return m_directory.find(name);
+    } catch (const std::exception& error) {
+        if (mayPass(error))
+            throw;
+        m_retry.failed(error);
+        return ITC_NO_MBOX_ID;
+    }
+}
+
+std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
+{
+    const auto [known, isNew] = m_monitors.try_emplace(mailbox);
+    known->second.messages.push(std::move(message));
+    if (isNew)
+        attempt([&, &monitor = known->second] { watchMonitored(mailbox, monitor); });
+    return nextReference();
+}
+
+/** The link to a mailbox; null where it has gone or cannot be reached for good. */
+std::shared_ptr<Link> Mailbox::linkOrReport(std::uint32_t mailbox)
+{
+    try {
+        return m_links.to(mailbox, m_directory);
+    } catch (const std::exception& error) {
+        if (mayPass(error))
+            throw;
+        m_retry.failed(error);
+        return nullptr;
+    }
+}
+
+/** Watches a mailbox that is to be watched and is not; answers its monitor where it has gone. */
+void Mailbox::watchMonitored(std::uint32_t mailbox, Monitor& monitor)
+{
+    if (std::shared_ptr<Link> link = linkOrReport(mailbox)) {
+        watch(link->connection(), Source::MONITOR, mailbox, 0); // a hang-up is always reported
+        monitor.link = std::move(link);
+        return;
+    }
+    while (MessagePtr message = monitor.messages.takeFirst())
+        enqueue(std::move(message), mailbox);
+    m_monitors.erase(mailbox);
+}
+
+/**
+ * A connection that hangs up says only that it has ended: a process that is dying closes its
+ * sockets one by one. The mailbox has gone when it cannot be reached again.
+ */
+void Mailbox::checkMonitor(std::uint32_t mailbox)
+{
+    const auto found = m_monitors.find(mailbox);
+    if (found == m_monitors.end())
+        return;
+    Monitor& monitor = found->second;
+    if (monitor.link) {
+        unwatch(monitor.link->connection());
+        m_links.drop(mailbox, monitor.link);
+        monitor.link = nullptr;
+    }
+    watchMonitored(mailbox, monitor);
+}
+
+void Mailbox::checkMonitors()
+{
+    std::vector<std::uint32_t> unwatched;
+    for (const auto& [mailbox, monitor] : m_monitors)
+        if (!monitor.link)
+            unwatched.push_back(mailbox);
+    std::for_each(unwatched.begin(), unwatched.end(), [&](std::uint32_t id) { checkMonitor(id); });
+}
+
+} // namespace Itc
