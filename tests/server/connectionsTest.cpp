@@ -15,7 +15,8 @@ protected:
     std::vector<std::uint32_t> writtenTo()
     {
         std::vector<std::uint32_t> mailboxes;
-        m_connections.writeToAll([&](std::uint32_t mailbox) { mailboxes.push_back(mailbox); });
+        m_connections.forEachSubscriber(
+            [&](Connection& connection) { mailboxes.push_back(connection.mailbox); });
         return mailboxes;
     }
 
@@ -26,7 +27,7 @@ using Mailboxes = std::vector<std::uint32_t>;
 
 TEST_F(ConnectionsTest, AConnectionAloneIsNoSubscriber)
 {
-    m_connections.open(alice, 1);
+    m_connections.open(alice);
     EXPECT_EQ(m_connections.subscriberCount(), 0u);
     EXPECT_TRUE(m_connections.subscribers().empty());
     EXPECT_EQ(writtenTo(), Mailboxes{});
@@ -34,16 +35,16 @@ TEST_F(ConnectionsTest, AConnectionAloneIsNoSubscriber)
 
 TEST_F(ConnectionsTest, EveryConnectionHasAReferenceOfItsOwn)
 {
-    const auto first = m_connections.open(alice, 1);
-    const auto second = m_connections.open(bob, 1);
+    const auto first = m_connections.open(alice);
+    const auto second = m_connections.open(bob);
     EXPECT_NE(first, second);
-    EXPECT_NE(m_connections.open(alice, 1), first);
+    EXPECT_NE(m_connections.open(alice), first);
 }
 
 TEST_F(ConnectionsTest, AReferenceServesOnlyTheMailboxItWasGivenTo)
 {
-    const auto reference = m_connections.open(alice, 1);
-    m_connections.open(bob, 1);
+    const auto reference = m_connections.open(alice);
+    m_connections.open(bob);
     EXPECT_FALSE(m_connections.subscribe(bob, reference));
     EXPECT_FALSE(m_connections.subscribe(alice, reference + 17));
     EXPECT_TRUE(m_connections.subscribe(alice, reference));
@@ -52,9 +53,9 @@ TEST_F(ConnectionsTest, AReferenceServesOnlyTheMailboxItWasGivenTo)
 
 TEST_F(ConnectionsTest, ANewConnectionEndsTheMailboxsEarlierOne)
 {
-    const auto earlier = m_connections.open(alice, 1);
+    const auto earlier = m_connections.open(alice);
     m_connections.subscribe(alice, earlier);
-    const auto later = m_connections.open(alice, 1);
+    const auto later = m_connections.open(alice);
     EXPECT_EQ(m_connections.subscriberCount(), 0u);
     EXPECT_FALSE(m_connections.subscribe(alice, earlier));
     m_connections.close(earlier); // the earlier connection's end comes late
@@ -63,7 +64,7 @@ TEST_F(ConnectionsTest, ANewConnectionEndsTheMailboxsEarlierOne)
 
 TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
 {
-    const auto reference = m_connections.open(alice, 1);
+    const auto reference = m_connections.open(alice);
     EXPECT_TRUE(m_connections.subscribe(alice, reference));
     EXPECT_TRUE(m_connections.subscribe(alice, reference));
     EXPECT_EQ(writtenTo(), Mailboxes{alice});
@@ -71,9 +72,9 @@ TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
 
 TEST_F(ConnectionsTest, ASubscriberThatWasAskedAnswersBySubscribingAgain)
 {
-    const auto reference = m_connections.open(alice, 1);
+    const auto reference = m_connections.open(alice);
     m_connections.subscribe(alice, reference);
-    m_connections.open(bob, 1);
+    m_connections.open(bob);
     for (int round = 0; round < 2; ++round) {
         m_connections.askAll([&](std::uint32_t mailbox, std::uint32_t asked) {
             EXPECT_EQ(mailbox, alice);
@@ -88,26 +89,30 @@ TEST_F(ConnectionsTest, ASubscriberThatWasAskedAnswersBySubscribingAgain)
 
 TEST_F(ConnectionsTest, AClosedConnectionIsGoneAndTheOthersStay)
 {
-    const auto ofAlice = m_connections.open(alice, 1);
+    const auto ofAlice = m_connections.open(alice);
     m_connections.subscribe(alice, ofAlice);
-    m_connections.subscribe(bob, m_connections.open(bob, 1));
+    m_connections.subscribe(bob, m_connections.open(bob));
     m_connections.close(ofAlice);
     EXPECT_EQ(writtenTo(), Mailboxes{bob});
     EXPECT_FALSE(m_connections.subscribe(alice, ofAlice));
 }
 
-TEST_F(ConnectionsTest, WritesAreCountedForEachSubscriber)
+TEST_F(ConnectionsTest, ANewSubscriptionHasNoWritesAndNothingUnanswered)
 {
-    m_connections.subscribe(alice, m_connections.open(alice, 1));
-    writtenTo();
-    m_connections.subscribe(bob, m_connections.open(bob, 1));
-    EXPECT_EQ(writtenTo(), (Mailboxes{alice, bob}));
+    const auto reference = m_connections.open(alice);
+    Connection* const first = m_connections.subscribe(alice, reference);
+    ASSERT_NE(first, nullptr);
+    first->writes = 7;
+    first->level = true;
+    m_connections.askAll([](std::uint32_t, std::uint32_t) {});
 
-    const auto subscribers = m_connections.subscribers();
-    ASSERT_EQ(subscribers.size(), 2u);
-    EXPECT_EQ(subscribers[0].writes, 2u);
-    EXPECT_EQ(subscribers[1].writes, 1u);
-    EXPECT_EQ(subscribers[0].protocolVersion, 1u);
+    Connections::unsubscribe(*first);
+    EXPECT_EQ(m_connections.subscriberCount(), 0u);
+    EXPECT_EQ(m_connections.unansweredCount(), 0u);
+    const Connection* const second = m_connections.subscribe(alice, reference);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->writes, 0u);
+    EXPECT_FALSE(second->level);
 }
 
 } // namespace

@@ -4,8 +4,7 @@
 #include "tests/support/waitUntil.h"
 
 #include <chrono>
-#include <cstring>
-#include <initializer_list>
+#include <span>
 #include <vector>
 
 namespace {
@@ -30,11 +29,9 @@ protected:
     }
 
     /** A request of exactly these words, the number first. */
-    void send(std::initializer_list<std::uint32_t> words) const
+    void send(const std::vector<std::uint32_t>& words) const
     {
-        auto message = Mailbox::allocate(words.size() * sizeof(std::uint32_t), *words.begin());
-        std::memcpy(message.get(), words.begin(), words.size() * sizeof(std::uint32_t));
-        Mailbox::send(std::move(message), m_server);
+        Mailbox::send(Mailbox::fromBytes(std::as_bytes(std::span(words))), m_server);
     }
 
     static Mailbox::Message receive()
@@ -121,6 +118,30 @@ TEST_F(RequestTest, AnUnknownProtocolVersionIsRejected)
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, 2, 0});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
     EXPECT_NE(complaint().find("its protocol version is not known here"), std::string::npos);
+}
+
+TEST_F(RequestTest, OneKnownVersionAmongSeveralIsEnough)
+{
+    for (const auto& request : std::vector<std::vector<std::uint32_t>>{
+             {DBCSI_CONN_ESTABLISH_REQ, 1, 1, 2, 3, protocolVersion, 0},
+             {DBCSI_CONN_ESTABLISH_REQ, 1, 1, 3, 3, 2, protocolVersion}}) {
+        send(request);
+        EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_CFM);
+    }
+    std::vector<std::uint32_t> many(20'000, 7);
+    many[0] = DBCSI_CONN_ESTABLISH_REQ;
+    many[3] = static_cast<std::uint32_t>(many.size() - 5);
+    send(many);
+    EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
+    many[many.size() - 2] = protocolVersion;
+    send(many);
+    EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_CFM);
+}
+
+TEST_F(RequestTest, AVersionThatIsThereButNotCountedIsNotOffered)
+{
+    send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, 3, protocolVersion});
+    EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
 }
 
 TEST_F(RequestTest, AConnectionThatOffersNoVersionIsRejected)

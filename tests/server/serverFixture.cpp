@@ -45,6 +45,20 @@ void ServerFixture::typeUntilAnswered(const std::string& line, const std::string
         << got;
 }
 
+void ServerFixture::typeUntilAnswered(const std::string& line, const std::string& wanted,
+                                      const std::function<bool(const std::string&)>& second)
+{
+    std::string got;
+    EXPECT_TRUE(Varnix::Test::waitUntil([&] {
+        type(line);
+        if ((got = answer()) != wanted)
+            return false;
+        got = answer();
+        return second(got);
+    })) << "the last answer: "
+        << got;
+}
+
 std::unique_ptr<Child> ServerFixture::startSubscriber()
 {
     return std::make_unique<Child>(std::vector<std::string>{TEST_SUBSCRIBER_PROGRAM});

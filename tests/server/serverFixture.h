@@ -3,6 +3,7 @@
 
 #include "tests/support/child.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,11 @@ protected:
     static std::vector<std::string> serverCommand(std::vector<std::string> options = {});
 
     void startServer(std::vector<std::string> options = {});
+    /** The same, by a command line of any kind. */
+    void start(const std::vector<std::string>& commandLine)
+    {
+        m_server = std::make_unique<Child>(commandLine);
+    }
     Child& server() { return *m_server; }
 
     /** Gives the server a line. */
@@ -29,6 +35,9 @@ protected:
 
     /** Types `line` until the first line of the server's answer is `wanted`. */
     void typeUntilAnswered(const std::string& line, const std::string& wanted);
+    /** The same, until the answer's second line is as wanted too. */
+    void typeUntilAnswered(const std::string& line, const std::string& wanted,
+                           const std::function<bool(const std::string&)>& second);
 
     static std::unique_ptr<Child> startSubscriber();
     /** Starts a subscriber and waits until it has subscribed. */

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 #include <optional>
 #include <random>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -62,12 +65,13 @@ TEST_F(ServerTest, StatusTellsOfEverySubscriber)
     const auto first = subscriber();
     type(command);
     EXPECT_EQ(answer(), "sent to 1 subscriber");
-    type("status");
-    EXPECT_EQ(answer(), "1 subscriber");
-    const std::string line = answer();
-    EXPECT_EQ(line.find("mailbox 0x"), 0u) << line;
-    EXPECT_NE(line.find("  protocol 1  since 20"), std::string::npos) << line;
-    EXPECT_TRUE(line.ends_with("  writes 1")) << line;
+    EXPECT_EQ(first->out().line(), commandAsReceived);
+    typeUntilAnswered("status", "1 subscriber", [&](const std::string& line) {
+        return std::regex_match(line,
+                                std::regex(std::to_string(first->id()) +
+                                           "  dbcsi_test_subscriber  since "
+                                           "20[0-9-]{8} [0-9:]{8}  writes 1  waiting 0 bytes"));
+    });
 }
 
 TEST_F(ServerTest, ASubscriberThatIsKilledLeavesTheList)
@@ -180,16 +184,104 @@ TEST_F(ServerTest, ACommandThatIsTooLargeGoesToNobody)
     EXPECT_EQ(only->out().line(), "write [db] [write] [/unit/label] [-c] [" + longest + "]");
 }
 
-TEST_F(ServerTest, ACommandThatClientsIgnoreIsSentWithAWarning)
+TEST_F(ServerTest, ALineThatIsNoCommandAndTooShortForAWriteIsNotSent)
 {
     startServer();
     const auto only = subscriber();
-    type("db read /unit/gain");
-    EXPECT_EQ(complaint(),
-              "<stdin>:1:1: warning: subscribers ignore a command of fewer than 4 words");
-    EXPECT_EQ(only->out().line(), "write [db] [read] [/unit/gain]");
+    const std::pair<const char*, const char*> lines[] = {
+        {"stauts", "status"},   {"wiat 3", "wait"}, {"Quit", "quit"},
+        {"'' a b", "db write"}, {"hlep", "help"},   {"db read /a", "db write"},
+        {"setle", "settle"}};
+    for (const auto& [line, meant] : lines) {
+        type(line);
+        const std::string text = complaint();
+        EXPECT_NE(
+            text.find("is no command of the server, and a write has at least 4 words; did you "
+                      "mean \"" +
+                      std::string(meant)),
+            std::string::npos)
+            << text;
+    }
+    type(command);
+    EXPECT_EQ(only->out().line(), commandAsReceived);
     server().endInput();
-    EXPECT_EQ(server().wait(), 0);
+    EXPECT_EQ(server().wait(), 4);
+}
+
+TEST_F(ServerTest, TheStatusIsThatOfTheFirstLineThatFailed)
+{
+    for (const auto& [lines, status] :
+         {std::pair("wait 1 0\n'\n", 1), std::pair("'\nwait 1 0\n", 4),
+          std::pair("status\nwait 1 0\nhelp me\n", 1)}) {
+        startServer();
+        server().write(lines);
+        server().endInput();
+        EXPECT_EQ(server().wait(), status) << lines;
+    }
+}
+
+TEST_F(ServerTest, OutputThatCannotBeWrittenDoesNotHideAnEarlierFailure)
+{
+    for (const auto& [line, status] : {std::pair("wait 1 0", 1), std::pair("\\'", 4)}) {
+        Child child({"/bin/sh", "-c",
+                     std::string("{ echo ") + line + "; echo help; } | exec '" +
+                         DBCSI_SERVER_PROGRAM + "' >/dev/full"});
+        EXPECT_EQ(child.wait(), status);
+    }
+}
+
+TEST_F(ServerTest, ACommandThatIsTooLargeIsRefusedWhereNobodyListens)
+{
+    startServer();
+    type("db write /unit/label -c " + std::string(std::size_t{1} << 20, 'x'));
+    EXPECT_NE(complaint().find("is too large: at most 1048576 can be sent"), std::string::npos);
+    server().endInput();
+    EXPECT_EQ(server().out().rest(), "");
+    EXPECT_EQ(server().wait(), 4);
+}
+
+/** A server in a shell that has set limits for it. */
+std::vector<std::string> limitedServer(const std::string& limits)
+{
+    return {"/bin/bash", "-c", limits + " && exec '" + DBCSI_SERVER_PROGRAM + "'"};
+}
+
+TEST_F(ServerTest, ItServesMoreSubscribersThanASoftDescriptorLimitAllows)
+{
+    start(limitedServer("ulimit -Sn 40"));
+    std::vector<std::unique_ptr<Child>> subscribers(30);
+    for (auto& each : subscribers)
+        each = startSubscriber();
+    type("wait 30 30");
+    EXPECT_EQ(answer(), "30 subscribers");
+    type(command);
+    EXPECT_EQ(answer(), "sent to 30 subscribers");
+    for (auto& each : subscribers) {
+        EXPECT_EQ(each->out().line(), "subscribed");
+        EXPECT_EQ(each->out().line(), commandAsReceived);
+    }
+}
+
+/** The number in "sent to N subscribers". */
+int numberIn(const std::string& line)
+{
+    const std::string lead = "sent to ";
+    return line.starts_with(lead) ? std::stoi(line.substr(lead.size())) : -1;
+}
+
+TEST_F(ServerTest, UnderAFileSizeLimitTheNumberSaidIsTheNumberThatGotTheWrite)
+{
+    start(limitedServer("ulimit -f 1"));
+    const auto only = subscriber();
+    const std::string value(2000, 'x');
+    type("db write /unit/label -c " + value);
+    const int said = numberIn(answer());
+    const std::string unreached = "not sent to process " + std::to_string(only->id());
+    EXPECT_TRUE(said == 1 || !server().err().readUntil(unreached).empty());
+    type("quit");
+    EXPECT_EQ(server().wait(), said == 0 ? 1 : 0);
+    EXPECT_EQ(only->out().line(),
+              said == 0 ? "server down" : "write [db] [write] [/unit/label] [-c] [" + value + "]");
 }
 
 TEST_F(ServerTest, OwnCommandsTakeOnlyTheirOwnArguments)

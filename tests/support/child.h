@@ -53,6 +53,7 @@ public:
     void write(std::string_view text) const;
     void endInput();
     void signal(int number) const;
+    pid_t id() const { return m_pid; }
 
     /** The exit status, or 128 and the signal's number. Fails the test when it takes too long. */
     int wait();

@@ -5,31 +5,39 @@
 
 namespace Dbcsi {
 
-std::uint32_t Connections::open(std::uint32_t mailbox, std::uint32_t protocolVersion)
+std::uint32_t Connections::open(std::uint32_t mailbox, const ProcessInfo& process)
 {
     std::erase_if(m_connections, [mailbox](const Connection& connection) {
         return connection.mailbox == mailbox;
     });
     const std::uint32_t reference = m_nextReference++;
-    m_connections.push_back({mailbox, reference, protocolVersion, false, {}, 0, 0});
+    m_connections.push_back({.mailbox = mailbox, .reference = reference, .process = process});
     return reference;
 }
 
-bool Connections::subscribe(std::uint32_t mailbox, std::uint32_t reference)
+Connection* Connections::subscribe(std::uint32_t mailbox, std::uint32_t reference)
 {
     const auto found =
         std::find_if(m_connections.begin(), m_connections.end(), [=](const Connection& connection) {
             return connection.mailbox == mailbox && connection.reference == reference;
         });
     if (found == m_connections.end())
-        return false;
+        return nullptr;
     if (!found->subscribed) {
         found->subscribed = true;
+        found->writes = 0;
         found->since = std::chrono::system_clock::now();
     } else if (found->unanswered > 0) {
         --found->unanswered;
     }
-    return true;
+    return &*found;
+}
+
+void Connections::unsubscribe(Connection& connection)
+{
+    connection.subscribed = false;
+    connection.unanswered = 0;
+    connection.level = false;
 }
 
 void Connections::close(std::uint32_t reference)

@@ -7,7 +7,7 @@ namespace Dbcsi {
 enum class ExitStatus
 {
     DONE = 0,
-    NO = 1,         /* a "wait" or "settle" ran out of time */
+    NO = 1,         /* a "wait" or "settle" ran out of time, or a write did not reach all */
     USAGE = 2,      /* wrong options */
     UNREADABLE = 3, /* standard input cannot be read, or standard output not be written */
     INVALID = 4,    /* a line of scripted input could not be carried out */

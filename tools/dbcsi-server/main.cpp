@@ -1,12 +1,15 @@
 #include "complain.h"
 #include "endSignals.h"
 #include "exitStatus.h"
+#include "journalFile.h"
 #include "lineSource.h"
 #include "mailbox.h"
 #include "operator.h"
 #include "server.h"
+#include "settings.h"
 
 #include <cerrno>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -14,6 +17,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -22,18 +26,18 @@ using namespace Dbcsi;
 
 struct Options
 {
-    Refusals refusals;
+    Settings settings;
     bool stay = false;
 };
 
 std::string footer()
 {
     return std::string("Operator commands, one a line on standard input:\n") + Operator::help() +
-           "\nExit status: 0 done, 1 a \"wait\" or \"settle\" ran out of time, 2 wrong usage, 3\n"
-           "standard input cannot be read or standard output not be written, 4 a line of scripted "
-           "input could\n"
-           "not be carried out, 5 mailboxes cannot be used, another server runs, or memory ran "
-           "out.";
+           "\nExit status: 0 done, 1 a \"wait\" or \"settle\" ran out of time, or a write did not\n"
+           "reach every subscriber, 2 wrong usage, 3 standard input or the journal cannot be read "
+           "or\n"
+           "standard output not be written, 4 a line of scripted input could not be carried out,\n"
+           "5 mailboxes cannot be used, another server runs, or memory ran out.";
 }
 
 std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSignals)
@@ -50,17 +54,30 @@ void refuseClosedInput()
         throw InputError::ofRead(errno);
 }
 
+/** A subscriber takes four descriptors; the usual limit is for programs that use select(). */
+void raiseDescriptorLimit()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit));
+}
+
 /** Serves until the operator, the end of input or a signal ends it. */
 ExitStatus serve(const Options& options)
 {
     refuseClosedInput();
+    raiseDescriptorLimit();
+    // A file-size limit is an error of the write that meets it, not the server's end.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     const EndSignals endSignals;
     // One mailbox for the server, one for this thread, which speaks for the operator.
     if (!Mailbox::initialise(2) ||
         Mailbox::create(("dbcsiOperator" + std::to_string(::getpid())).c_str()) == ITC_NO_MBOX_ID)
         throw ServerError(
             "mailboxes cannot be used here; VARNIX_ITC_DIR may name another directory");
-    Server server(options.refusals);
+    Server server(options.settings);
     Operator console(server, endSignals);
 
     const bool atTerminal = ::isatty(STDIN_FILENO) == 1;
@@ -84,9 +101,19 @@ ExitStatus run(int argc, char** argv)
                  "dbcsi-server");
     Options options;
     app.set_version_flag("--version", DBCSI_SERVER_VERSION);
-    app.add_flag("--reject-connection", options.refusals.connection, "Refuse every connection");
-    app.add_flag("--reject-subscription", options.refusals.subscription,
-                 "Refuse every subscription");
+    Settings& settings = options.settings;
+    app.add_flag("--reject-connection", settings.rejectConnection, "Refuse every connection");
+    app.add_flag("--reject-subscription", settings.rejectSubscription, "Refuse every subscription");
+    app.add_option("--queue-limit", settings.queueLimit,
+                   "Drop a subscriber for which more BYTES wait")
+        ->type_name("BYTES")
+        ->capture_default_str();
+    auto* const journal = app.add_option("--journal", settings.journal,
+                                         "Append every write to FILE before it is sent")
+                              ->type_name("FILE");
+    app.add_flag("--replay", settings.replay,
+                 "First send a subscriber the journal's writes that its process has not had")
+        ->needs(journal);
     app.add_flag("--stay", options.stay,
                  "Go on serving after the end of standard input, until a signal");
     app.footer(footer());
@@ -106,6 +133,9 @@ int main(int argc, char** argv)
     try {
         status = run(argc, argv);
     } catch (const InputError& error) {
+        complain(error.what());
+        status = ExitStatus::UNREADABLE;
+    } catch (const JournalError& error) {
         complain(error.what());
         status = ExitStatus::UNREADABLE;
     } catch (const std::exception& error) {

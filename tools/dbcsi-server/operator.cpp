@@ -1,7 +1,9 @@
 #include "operator.h"
 
-#include "writeIndication.h"
+#include "nearest.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <ctime>
 #include <iomanip>
@@ -23,6 +25,19 @@ std::optional<unsigned> parseNumber(const std::string& text)
 std::string counted(std::size_t count)
 {
     return std::to_string(count) + (count == 1 ? " subscriber" : " subscribers");
+}
+
+/** Every command of the server itself, and the one that is sent. */
+constexpr std::array<std::string_view, 6> commands = {"status", "wait", "settle",
+                                                      "help",   "quit", "db"};
+
+/** For a line that is too short to be sent. */
+std::string notACommand(const std::string& command)
+{
+    const std::string_view nearest = Nearest::candidate(command, commands);
+    return '"' + command + "\" is no command of the server, and a write has at least 4 words; " +
+           "did you mean \"" + (nearest == "db" ? "db write KEY VALUE..." : std::string(nearest)) +
+           "\"?";
 }
 
 std::string mailboxText(std::uint32_t mailbox)
@@ -169,35 +184,46 @@ void Operator::showStatus()
     const std::vector<Connection> subscribers = m_server.subscribers();
     std::cout << counted(subscribers.size()) << '\n';
     for (const Connection& subscriber : subscribers) {
-        std::cout << "mailbox " << mailboxText(subscriber.mailbox) << "  protocol "
-                  << subscriber.protocolVersion << "  since " << localTime(subscriber.since)
-                  << "  writes " << subscriber.writes << '\n';
+        std::cout << subscriber.process.id.process << "  " << subscriber.process.command
+                  << "  since " << localTime(subscriber.since) << "  writes " << subscriber.writes
+                  << "  waiting " << subscriber.waiting << " bytes\n";
     }
 }
 
 void Operator::write(const Words& words)
 {
-    if (words.size() < fewestUsefulWords)
-        report("warning", "subscribers ignore a command of fewer than 4 words", 1);
+    if (words.size() < fewestUsefulWords) {
+        fail(ExitStatus::INVALID, notACommand(words.front()));
+        return;
+    }
     try {
-        const std::size_t count = m_server.write(words);
-        std::cout << "sent to " << counted(count) << '\n';
+        report(m_server.write(words));
     } catch (const Mailbox::TooLarge& error) {
         fail(ExitStatus::INVALID, error.what());
+    } catch (const JournalError& error) {
+        fail(ExitStatus::INVALID, std::string("nothing is sent: ") + error.what());
     }
+}
+
+void Operator::report(const std::vector<Receiver>& receivers)
+{
+    const auto sent = static_cast<std::size_t>(
+        std::count_if(receivers.begin(), receivers.end(), [](const Receiver& receiver) {
+            return receiver.outcome == ControlOutcome::SENT;
+        }));
+    std::cout << "sent to " << counted(sent) << '\n';
+    for (const Receiver& receiver : receivers)
+        if (receiver.outcome != ControlOutcome::SENT)
+            fail(ExitStatus::NO, "not sent to process " + std::to_string(receiver.process) + " (" +
+                                     receiver.command + ")");
 }
 
 void Operator::fail(ExitStatus status, const std::string& text, std::size_t column)
 {
     if (m_status == ExitStatus::DONE)
         m_status = status;
-    report("error", text, column);
-}
-
-void Operator::report(const char* kind, const std::string& text, std::size_t column) const
-{
-    std::cerr << "<stdin>:" + std::to_string(m_lineNumber) + ':' + std::to_string(column) + ": " +
-                     kind + ": " + text + '\n';
+    std::cerr << "<stdin>:" + std::to_string(m_lineNumber) + ':' + std::to_string(column) +
+                     ": error: " + text + '\n';
 }
 
 } // namespace Dbcsi

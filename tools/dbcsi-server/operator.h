@@ -29,7 +29,7 @@ public:
     /** False when the line asks for the end, or the end was signalled. */
     bool execute(std::string_view line);
 
-    /** How the first line that went wrong went wrong. */
+    /** Exit status of the first line that failed. */
     ExitStatus status() const noexcept { return m_status; }
 
     /** The lines that execute understands, for people. */
@@ -45,7 +45,7 @@ private:
     void showStatus();
     void write(const Words& words);
     void fail(ExitStatus status, const std::string& text, std::size_t column = 1);
-    void report(const char* kind, const std::string& text, std::size_t column) const;
+    void report(const std::vector<Receiver>& receivers);
 
     Server& m_server;
     const EndSignals& m_endSignals;

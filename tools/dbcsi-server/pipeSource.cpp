@@ -47,6 +47,9 @@ bool PipeSource::readMore()
     do {
         count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     } while (count < 0 && errno == EINTR);
+    // Whoever shares the pipe may have left it non-blocking.
+    if (count < 0 && errno == EAGAIN)
+        return true;
     if (count < 0)
         throw InputError::ofRead(errno);
     m_pending.append(buffer.data(), static_cast<std::size_t>(count));

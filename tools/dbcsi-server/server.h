@@ -1,12 +1,11 @@
 #ifndef VARNIX_DBCSI_SERVER_SERVER_H
 #define VARNIX_DBCSI_SERVER_SERVER_H
 
-#include "connections.h"
 #include "fileDescriptor.h"
-#include "mailbox.h"
-#include "wordSplitter.h"
+#include "service.h"
+#include "settings.h"
+#include "words.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -26,32 +25,25 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** What the server refuses, to show a client's answer to it. */
-struct Refusals
-{
-    bool connection = false;
-    bool subscription = false;
-};
-
 /**
  * The subscription server: a thread that owns the mailbox "DbcsiServer" and blocks in its receive.
  *
  * Its operations are for one other thread, which must own a mailbox: they leave a call for the
- * server's thread, wake it with a message and wait until it has made the call. So the connections
- * belong to that thread alone and need no lock, and whatever a client is sent comes in order. The
- * message may be lost when the process runs out of something: the thread also looks by itself.
+ * server's thread, wake it with a message and wait until it has made the call. So the service
+ * belongs to that thread alone and needs no lock, and whatever a client is sent comes in order. The
+ * message may be lost when the process runs out of something: the waiting thread sends another.
  */
 class Server
 {
 public:
-    /** Throws ServerError. */
-    explicit Server(Refusals refusals);
+    /** Throws ServerError and JournalError. */
+    explicit Server(const Settings& settings);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /** Sends `words` to every subscriber and answers how many. Throws Mailbox::TooLarge. */
-    std::size_t write(const Words& words);
+    /** As Service::write. */
+    std::vector<Receiver> write(const Words& words);
 
     std::vector<Connection> subscribers();
     std::size_t subscriberCount();
@@ -83,20 +75,16 @@ private:
 
     void run();
     void receiveUntilEnd();
-    void awaitCall(std::chrono::steady_clock::time_point until);
-    void handle(const Mailbox::Message& message);
-    void handleConnect(const Mailbox::Message& message);
-    void handleSubscribe(const Mailbox::Message& message);
+    void awaitCall();
     void runCall();
     void call(const Work& work);
-    std::size_t writeToAll(const std::vector<std::byte>& indication);
     std::pair<std::size_t, std::size_t> counts() const;
     void signalChange(const std::pair<std::size_t, std::size_t>& countsBefore) const;
 
     /* The server's thread's own. */
-    const Refusals m_refusals;
-    Connections m_connections;
+    Service m_service;
     bool m_ending = false;
+    bool m_reached = false; ///< a call's message has come; until then the thread looks by itself
 
     /* Guarded by m_mutex; each change is told. */
     std::mutex m_mutex;

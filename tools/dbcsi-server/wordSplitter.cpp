@@ -81,7 +81,32 @@ private:
     std::size_t m_at = 0;
 };
 
+/** As it stands where no quotes are needed, else in single quotes. */
+std::string quoted(const std::string& word)
+{
+    constexpr std::string_view plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:,=+%@";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos)
+        return word;
+    std::string text = "'";
+    for (const char c : word) {
+        if (c == '\'')
+            text += R"('\'')";
+        else
+            text += c;
+    }
+    return text + '\'';
+}
+
 } // namespace
+
+std::string quoteWords(const Words& words)
+{
+    std::string line;
+    for (const std::string& word : words)
+        line += (line.empty() ? "" : " ") + quoted(word);
+    return line;
+}
 
 std::variant<Words, SplitError> splitWords(std::string_view line)
 {

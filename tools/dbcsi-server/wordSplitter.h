@@ -1,15 +1,14 @@
 #ifndef VARNIX_DBCSI_SERVER_WORDSPLITTER_H
 #define VARNIX_DBCSI_SERVER_WORDSPLITTER_H
 
+#include "words.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 namespace Dbcsi {
-
-using Words = std::vector<std::string>;
 
 /** Why a line could not be split, and the column (from 1) of the character at fault. */
 struct SplitError
@@ -26,6 +25,9 @@ struct SplitError
  * parts join what they touch, so '' is an empty word. A line that begins with # holds no words.
  */
 std::variant<Words, SplitError> splitWords(std::string_view line);
+
+/** A line that splitWords takes for these words, none of which holds a line break. */
+std::string quoteWords(const Words& words);
 
 } // namespace Dbcsi
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 
 namespace Dbcsi::Mailbox {
 
@@ -37,10 +38,17 @@ Message allocate(std::size_t size, std::uint32_t number)
     return message;
 }
 
-void send(Message message, std::uint32_t to)
+Message fromBytes(std::span<const std::byte> bytes)
+{
+    Message message = allocate(bytes.size(), 0);
+    std::memcpy(message.get(), bytes.data(), bytes.size());
+    return message;
+}
+
+bool send(Message message, std::uint32_t to)
 {
     itc_msg* released = message.release();
-    __itc_send(&released, to, ITC_MY_MBOX_ID, __FILE__, __LINE__);
+    return __itc_host_send(&released, to, ITC_MY_MBOX_ID, __FILE__, __LINE__) == 1;
 }
 
 void wake(std::uint32_t mailbox, std::uint32_t number) noexcept
@@ -56,6 +64,12 @@ Message receive(std::chrono::milliseconds limit)
                                  __FILE__, __LINE__));
 }
 
+void locate(const char* name, Message message)
+{
+    itc_msg* released = message.release();
+    __itc_locate_async(name, &released, ITC_MY_MBOX_ID, __FILE__, __LINE__);
+}
+
 std::uint32_t senderOf(const Message& message)
 {
     return __itc_sender(message.get(), __FILE__, __LINE__);
@@ -65,6 +79,19 @@ void monitor(std::uint32_t mailbox, Message message)
 {
     itc_msg* released = message.release();
     __itc_monitor(mailbox, &released, __FILE__, __LINE__);
+}
+
+std::optional<Peer> peerOf(std::uint32_t mailbox)
+{
+    itc_host_peer peer{};
+    if (__itc_host_peer(mailbox, &peer, __FILE__, __LINE__) != 1)
+        return std::nullopt;
+    return Peer{peer.process, peer.waiting};
+}
+
+std::span<const std::byte> bytesOf(const Message& message) noexcept
+{
+    return {reinterpret_cast<const std::byte*>(message.get()), __itc_host_size(message.get())};
 }
 
 std::uint32_t wordAt(const Message& message, std::size_t offset) noexcept

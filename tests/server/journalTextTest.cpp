@@ -1,0 +1,187 @@
+#include "journalText.h"
+
+#include "history.h"
+#include "nearest.h"
+#include "wordSplitter.h"
+
+#include <array>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Dbcsi;
+
+const ProcessInfo alice{{71, 940}, "alice"};
+const ProcessInfo bob{{75, 1020}, "a 'bob' to 2:"};
+
+using Kind = JournalText::Comment::Kind;
+
+TEST(JournalText, ACommentTellsWhoWasSentAWrite)
+{
+    const std::string line = JournalText::sending("some user", {alice, bob});
+    const auto comment = JournalText::parse(line);
+    ASSERT_TRUE(comment) << line;
+    EXPECT_EQ(comment->kind, Kind::SENT);
+    ASSERT_EQ(comment->processes.size(), 2u);
+    EXPECT_EQ(comment->processes[0].id, alice.id);
+    EXPECT_EQ(comment->processes[1].id, bob.id);
+    EXPECT_EQ(comment->processes[1].command, bob.command);
+}
+
+TEST(JournalText, WhoCouldNotBeSentItIsLeftOut)
+{
+    const auto comment = JournalText::parse(JournalText::sending("root", {alice, bob}) +
+                                            JournalText::except({alice.id}));
+    ASSERT_TRUE(comment);
+    ASSERT_EQ(comment->processes.size(), 1u);
+    EXPECT_EQ(comment->processes[0].id, bob.id);
+}
+
+TEST(JournalText, AReplayTellsHowManyWritesWereSent)
+{
+    const std::string line = JournalText::replaying("root", bob, 16);
+    EXPECT_EQ(JournalText::parse(line)->count, 16u);
+    EXPECT_EQ(JournalText::parse(line)->processes[0].id, bob.id);
+    EXPECT_EQ(JournalText::parse(line + JournalText::only(3))->count, 3u);
+}
+
+TEST(JournalText, ABootIsNamed)
+{
+    EXPECT_EQ(JournalText::parse(JournalText::boot("4f6c"))->boot, "4f6c");
+    EXPECT_EQ(JournalText::parse(JournalText::boot(""))->boot, "");
+}
+
+TEST(JournalText, ACommentThatIsCutOffBeforeItsLastProcessTellsNothing)
+{
+    const std::string whole = JournalText::sending("root", {alice, bob});
+    const std::size_t last = whole.find("75@1020");
+    for (std::size_t size = 0; size <= last + std::string("75@1020 ").size(); ++size)
+        EXPECT_FALSE(JournalText::parse(whole.substr(0, size))) << whole.substr(0, size);
+}
+
+TEST(JournalText, OtherCommentsTellNothing)
+{
+    for (const char* line : {"",
+                             "#",
+                             "# ",
+                             "# a note",
+                             "#boot x",
+                             "# boot",
+                             "# boot a b",
+                             "# t u to",
+                             "# t u to 1",
+                             "# t u to 1:",
+                             "# t u to -1: 1@2 a",
+                             "# t u to 1: 1 a",
+                             "# t u to 1: 1@2",
+                             "# t u to 1: x@2 a",
+                             "# t u to 99999999999999999999: 1@2 a",
+                             "# t u to 'x",
+                             "# t u replayed 1",
+                             "# t u replayed x to 1@2 a",
+                             "# t u replayed 1 on 1@2 a",
+                             "# t u replayed 1 to 1@2 a only x",
+                             "db write /unit/gain 5"})
+        EXPECT_FALSE(JournalText::parse(line)) << line;
+}
+
+TEST(QuoteWords, ALineIsSplitIntoTheSameWords)
+{
+    const std::vector<Words> all = {{"db", "write", "/unit/gain", "-i", "2", "7"},
+                                    {"#", "b"},
+                                    {"", "", "a b", "\t", "\r"},
+                                    {"it's", "''", "\"", "\\", "\\'", "'"},
+                                    {"\xC3\xA9", "\xFF", "$HOME", "`x`", "*"}};
+    for (const Words& words : all) {
+        const std::string line = quoteWords(words);
+        EXPECT_EQ(std::get<Words>(splitWords(line)), words) << line;
+        EXPECT_EQ(line.find('\n'), std::string::npos);
+    }
+    EXPECT_EQ(quoteWords({"db", "write", "/unit/gain", "-i", "2", "0x1F"}),
+              "db write /unit/gain -i 2 0x1F");
+}
+
+class HistoryTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        for (int i = 0; i < 6; ++i)
+            m_history.add({"db", "write", "/a", std::to_string(i)});
+    }
+
+    using Indices = std::vector<std::size_t>;
+    Indices missing() const { return m_history.missing(alice.id); }
+
+    History m_history;
+};
+
+TEST_F(HistoryTest, AProcessMissesWhatItHasNotHad)
+{
+    EXPECT_EQ(missing(), (Indices{0, 1, 2, 3, 4, 5}));
+    // In an order that grows ranges at either end, begins new ones and joins them.
+    m_history.had(alice.id, 3);
+    EXPECT_EQ(missing(), (Indices{0, 1, 2, 4, 5}));
+    m_history.had(alice.id, 5);
+    m_history.had(alice.id, 1);
+    EXPECT_EQ(missing(), (Indices{0, 2, 4}));
+    m_history.had(alice.id, 2);
+    EXPECT_EQ(missing(), (Indices{0, 4}));
+    m_history.had(alice.id, 2);
+    m_history.had(alice.id, 4);
+    EXPECT_EQ(missing(), (Indices{0}));
+    m_history.had(alice.id, 0);
+    EXPECT_EQ(missing(), Indices{});
+    m_history.add({"db", "write", "/a", "6"});
+    EXPECT_EQ(missing(), (Indices{6}));
+}
+
+TEST_F(HistoryTest, TheFirstOfTheMissingAreHadInTheirOrder)
+{
+    m_history.had(alice.id, 1);
+    m_history.hadFirstMissing(alice.id, 3);
+    EXPECT_EQ(missing(), (Indices{4, 5}));
+    m_history.hadFirstMissing(alice.id, 100);
+    EXPECT_EQ(missing(), Indices{});
+}
+
+TEST_F(HistoryTest, AProcessIsItsIdAndItsStartTime)
+{
+    m_history.had(alice.id, 0);
+    EXPECT_EQ(m_history.missing({alice.id.process, alice.id.startTime + 1}).size(), 6u);
+    EXPECT_EQ(m_history.missing({alice.id.process + 1, alice.id.startTime}).size(), 6u);
+    m_history.had({alice.id.process, 0}, 0);
+    EXPECT_EQ(m_history.missing({alice.id.process, 0}).size(), 6u);
+}
+
+TEST_F(HistoryTest, AfterABootNoProcessHasHadAnything)
+{
+    m_history.had(alice.id, 0);
+    m_history.forgetProcesses();
+    EXPECT_EQ(missing().size(), 6u);
+}
+
+TEST(NearestTest, ADistanceCountsEachKindOfMistakeOnce)
+{
+    EXPECT_EQ(Nearest::distance("status", "status"), 0u);
+    EXPECT_EQ(Nearest::distance("statu", "status"), 1u);
+    EXPECT_EQ(Nearest::distance("statuss", "status"), 1u);
+    EXPECT_EQ(Nearest::distance("stadus", "status"), 1u);
+    EXPECT_EQ(Nearest::distance("stauts", "status"), 1u);
+    EXPECT_EQ(Nearest::distance("", "status"), 6u);
+    EXPECT_EQ(Nearest::distance("wait", "quit"), 2u);
+}
+
+TEST(NearestTest, TheFirstOfTheNearestIsTheCandidate)
+{
+    const std::array<std::string_view, 3> candidates = {"/unit/gain", "/unit/main", "/a"};
+    EXPECT_EQ(Nearest::candidate("/unit/gian", candidates), "/unit/gain");
+    EXPECT_EQ(Nearest::candidate("/unit/lain", candidates), "/unit/gain");
+    EXPECT_EQ(Nearest::candidate("x", std::array<std::string_view, 0>{}), "");
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+#include "lineSource.h"
+#include "tests/support/scriptedRead.h"
+
+#include <array>
+#include <cerrno>
+#include <string_view>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Dbcsi;
+using Varnix::Test::ReadOutcome;
+using Varnix::Test::ScriptedRead;
+
+/** Standard input is a pipe that holds some lines. */
+class PipeSourceTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(::pipe(ends.data()), 0);
+        ASSERT_EQ(::dup2(ends[0], STDIN_FILENO), STDIN_FILENO);
+        constexpr std::string_view lines = "first\nsecond\n";
+        ASSERT_EQ(::write(ends[1], lines.data(), lines.size()), static_cast<ssize_t>(lines.size()));
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+
+    void expectBothLines()
+    {
+        EXPECT_EQ(m_source.next(), "first");
+        EXPECT_EQ(m_source.next(), "second");
+        EXPECT_EQ(m_source.next(), std::nullopt);
+    }
+
+private:
+    EndSignals m_endSignals;
+
+protected:
+    PipeSource m_source{m_endSignals};
+};
+
+TEST_F(PipeSourceTest, AnInterruptedReadIsRepeated)
+{
+    const ScriptedRead script{ReadOutcome::failing(EINTR), ReadOutcome::atMost(3),
+                              ReadOutcome::failing(EINTR)};
+    expectBothLines();
+    EXPECT_EQ(script.left(), 0u);
+}
+
+TEST_F(PipeSourceTest, ANonBlockingPipeThatHoldsNothingYetIsWaitedFor)
+{
+    const ScriptedRead script{ReadOutcome::failing(EAGAIN), ReadOutcome::atMost(3),
+                              ReadOutcome::failing(EAGAIN)};
+    expectBothLines();
+    EXPECT_EQ(script.left(), 0u);
+}
+
+TEST_F(PipeSourceTest, AReadThatFailsIsSaid)
+{
+    const ScriptedRead script{ReadOutcome::failing(EIO)};
+    EXPECT_THROW(m_source.next(), InputError);
+}
+
+} // namespace

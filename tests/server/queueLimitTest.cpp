@@ -1,0 +1,98 @@
+#include "serverFixture.h"
+
+#include <csignal>
+#include <string>
+
+namespace {
+
+using namespace ServerTests;
+
+class QueueLimitTest : public ServerFixture
+{
+protected:
+    /** Writes until a complaint comes; how many were sent to so many subscribers. */
+    int writesUntilSentTo(const std::string& wanted, int atMost)
+    {
+        for (int i = 1; i <= atMost; ++i) {
+            type("db write /unit/label -c " + std::string(1000, 'x'));
+            if (answer() == wanted)
+                return i;
+        }
+        return 0;
+    }
+};
+
+TEST_F(QueueLimitTest, ASubscriberThatReadsNothingIsDroppedAndNamed)
+{
+    startServer({"--queue-limit", "5000"});
+    const auto running = subscriber();
+    const auto stopped = subscriber();
+    stopped->signal(SIGSTOP);
+
+    // More than 1,000 bytes each: five of them are more than the limit, four are not.
+    EXPECT_EQ(writesUntilSentTo("sent to 1 subscriber", 20), 6);
+    const std::string text = complaint();
+    EXPECT_TRUE(text.starts_with("dbcsi-server: process " + std::to_string(stopped->id()) +
+                                 " (dbcsi_test_subscriber) is dropped: ") &&
+                text.ends_with(" bytes wait for it, more than 5000"))
+        << text;
+    EXPECT_NE(complaint().find("not sent to process " + std::to_string(stopped->id()) +
+                               " (dbcsi_test_subscriber)"),
+              std::string::npos);
+    for (int i = 0; i < 6; ++i)
+        EXPECT_TRUE(running->out().line()->starts_with("write"));
+
+    type("status");
+    EXPECT_EQ(answer(), "1 subscriber");
+    EXPECT_TRUE(answer().starts_with(std::to_string(running->id()) + " "));
+    server().endInput();
+    EXPECT_EQ(server().wait(), 1);
+}
+
+TEST_F(QueueLimitTest, StatusTellsWhatWaits)
+{
+    startServer();
+    const auto stopped = subscriber();
+    stopped->signal(SIGSTOP);
+    // 20 bytes lead a message on its way; the write's own are 16 and its words with their ends.
+    type("db write /a 1");
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    typeUntilAnswered("status", "1 subscriber",
+                      [](const std::string& line) { return line.ends_with("  waiting 50 bytes"); });
+    stopped->signal(SIGCONT);
+    typeUntilAnswered("status", "1 subscriber",
+                      [](const std::string& line) { return line.ends_with("  waiting 0 bytes"); });
+}
+
+TEST_F(QueueLimitTest, ADroppedSubscriberThatGoesOnIsOneAgainWhenItHasCaughtUp)
+{
+    startServer({"--queue-limit", "5000"});
+    const auto stopped = subscriber();
+    stopped->signal(SIGSTOP);
+    EXPECT_EQ(writesUntilSentTo("sent to 0 subscribers", 20), 6);
+    stopped->signal(SIGCONT);
+    type("wait 1 20");
+    EXPECT_EQ(answer(), "1 subscriber");
+    type("db write /a 1");
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(stopped->out().line()->starts_with("write [db] [write] [/unit/label]"));
+    EXPECT_EQ(stopped->out().line(), "subscribed");
+    EXPECT_EQ(stopped->out().line(), "write [db] [write] [/a] [1]");
+}
+
+TEST_F(QueueLimitTest, ASubscriberThatReadsIsNeverDroppedHoweverMuchItIsSent)
+{
+    startServer({"--queue-limit", "0"});
+    const auto running = subscriber();
+    for (int i = 0; i < 50; ++i) {
+        type("db write /a 1");
+        EXPECT_EQ(answer(), "sent to 1 subscriber");
+        EXPECT_EQ(running->out().line(), "write [db] [write] [/a] [1]");
+        typeUntilAnswered("status", "1 subscriber", [](const std::string& line) {
+            return line.ends_with("  waiting 0 bytes");
+        });
+    }
+}
+
+} // namespace

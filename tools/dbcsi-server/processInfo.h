@@ -1,0 +1,39 @@
+#ifndef VARNIX_DBCSI_SERVER_PROCESSINFO_H
+#define VARNIX_DBCSI_SERVER_PROCESSINFO_H
+
+#include <compare>
+#include <cstdint>
+#include <string>
+
+namespace Dbcsi {
+
+/** A process of this boot of the host: ids are given again, but not with the same start time. */
+struct ProcessId
+{
+    std::int32_t process = 0;    ///< 0 where it cannot be told
+    std::uint64_t startTime = 0; ///< in clock ticks since boot; 0 where it cannot be told
+
+    auto operator<=>(const ProcessId&) const = default;
+
+    /** Whether it cannot be mistaken for another process. */
+    bool isKnown() const noexcept { return process != 0 && startTime != 0; }
+};
+
+struct ProcessInfo
+{
+    ProcessId id;
+    std::string command; ///< the short name, without control characters
+
+    /** "process 1234 (client)" */
+    std::string text() const;
+};
+
+/** What /proc tells of a process; of one that has ended, nothing but its id. */
+ProcessInfo processInfo(std::int32_t process);
+
+/** What tells this boot of the host from every other; empty where /proc does not say. */
+std::string bootId();
+
+} // namespace Dbcsi
+
+#endif
