@@ -2,6 +2,7 @@
 
 #include "dbUtils.h"
 #include "elements.h"
+#include "forks.h"
 #include "trace.h"
 
 #include <algorithm>
@@ -64,6 +65,38 @@ void storeElement(unsigned char* data, std::size_t element, std::int64_t value) 
     auto narrowed = static_cast<T>(value);
     DBUtils::SwapEnd(narrowed);
     std::memcpy(data + element * sizeof narrowed, &narrowed, sizeof narrowed);
+}
+
+void replaceText(DbParam_t& param, const std::vector<char>& text)
+{
+    if (text.size() == byteCount(param)) {
+        Forks::makeWhole([from = text.data(), size = text.size(), to = param.data] {
+            std::copy_n(from, size, to);
+        });
+        return;
+    }
+    unsigned char* const data = allocateValue(text.size());
+    if (data == nullptr)
+        return; // the old value stays whole
+    std::copy(text.begin(), text.end(), data);
+    const unsigned char* const old = param.data;
+    Forks::makeWhole([to = &param, data, size = text.size()] {
+        to->data = data;
+        to->length = static_cast<std::uint32_t>(size);
+    });
+    delete[] old;
+}
+
+/** Stores `values` from element `index` on. That is eight bits wide: element 0 follows 255. */
+template <typename T>
+void storeElements(unsigned char* data, unsigned char index,
+                   const std::vector<std::int64_t>& values)
+{
+    Forks::makeWhole([data, index, first = values.data(), count = values.size()] {
+        unsigned char element = index;
+        for (std::size_t i = 0; i < count; ++i)
+            storeElement<T>(data, element++, first[i]);
+    });
 }
 
 } // namespace
@@ -200,17 +233,16 @@ void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bo
         return;
     }
 
-    const std::string newText = append ? std::string(textOf(param)) + " " + value : value;
-    const PublishedStore::Change change(m_published);
-    if (newText.size() != byteCount(param)) {
-        auto* const data = allocateValue(newText.size());
-        if (data == nullptr)
-            return; // the old value stays whole
-        delete[] param.data;
-        param.data = data;
-        param.length = static_cast<std::uint32_t>(newText.size());
+    std::vector<char> newText; // not a string, which keeps a short text on the stack
+    if (append) {
+        const std::string_view old = textOf(param);
+        newText.reserve(old.size() + 1 + value.size());
+        newText.assign(old.begin(), old.end());
+        newText.push_back(' ');
     }
-    std::copy(newText.begin(), newText.end(), param.data);
+    newText.insert(newText.end(), value.begin(), value.end());
+    const PublishedStore::Change change(m_published);
+    replaceText(param, newText);
 }
 
 bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
@@ -263,17 +295,12 @@ void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64
 
     const PublishedStore::Change change(m_published);
     const unsigned int size = findType(param.type)->elementSize;
-    // Eight bits wide: a write past element 255 goes on at element 0.
-    unsigned char element = index;
-    for (const std::int64_t value : values) {
-        if (size == 1)
-            storeElement<std::uint8_t>(param.data, element, value);
-        else if (size == 2)
-            storeElement<std::uint16_t>(param.data, element, value);
-        else
-            storeElement<std::uint32_t>(param.data, element, value);
-        ++element;
-    }
+    if (size == 1)
+        storeElements<std::uint8_t>(param.data, index, values);
+    else if (size == 2)
+        storeElements<std::uint16_t>(param.data, index, values);
+    else
+        storeElements<std::uint32_t>(param.data, index, values);
 }
 
 } // namespace Varnix::Backend

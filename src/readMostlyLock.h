@@ -1,11 +1,12 @@
 #ifndef VARNIX_READMOSTLYLOCK_H
 #define VARNIX_READMOSTLYLOCK_H
 
+#include "forks.h"
+
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <system_error>
 #include <thread>
 
@@ -25,6 +26,10 @@ namespace Varnix::Backend {
  * Why a writer gets its turn: once the flag is up no reader enters to stay, so every slot drains as
  * soon as the readers inside have left, whatever others arrive. A reader that leaves while the flag
  * is up wakes the writer; the flag's fall wakes the readers.
+ *
+ * A forked child may inherit a raised flag without the writer. The flag tells the generation of the
+ * process whose writer raised it, so the child knows it for nobody's and goes on. It cannot tell so
+ * of readers that were inside: a lock that others read at the fork is not written in the child.
  */
 class ReadMostlyLock
 {
@@ -47,12 +52,11 @@ public:
     void lock()
     {
         refuseDeadlock();
-        m_writers.lock();
-        m_writing.store(1);
+        raiseFlag();
+        m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
         for (Slot& slot : m_slots)
             while (const std::uint32_t inside = slot.readers.load())
                 slot.readers.wait(inside);
-        m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
     }
 
     void unlock() noexcept
@@ -60,7 +64,6 @@ public:
         m_writer.store(std::thread::id(), std::memory_order_relaxed);
         m_writing.store(0);
         m_writing.notify_all();
-        m_writers.unlock();
     }
 
 private:
@@ -90,28 +93,51 @@ private:
             readers.notify_all();
     }
 
-    void waitForWriter(Counter& readers)
+    /** Waits while another writer has the flag; one that nobody has is taken. */
+    void raiseFlag()
     {
-        do {
-            leave(readers);
-            refuseDeadlock();
-            m_writing.wait(1);
-            readers.fetch_add(1);
-        } while (m_writing.load() != 0);
+        const std::uint32_t mine = Forks::generation();
+        std::uint32_t found = 0;
+        while (!m_writing.compare_exchange_strong(found, mine)) {
+            if (found == mine) {
+                m_writing.wait(mine);
+                found = 0;
+            }
+        }
     }
 
-    void refuseDeadlock() const
+    /** Whether a writer of this process has the flag; lowers one that nobody has. */
+    bool isWriting()
     {
-        if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id())
+        std::uint32_t found = m_writing.load();
+        while (found != 0 && found != Forks::generation())
+            if (m_writing.compare_exchange_strong(found, 0))
+                found = 0;
+        return found != 0;
+    }
+
+    void waitForWriter(Counter& readers)
+    {
+        while (isWriting()) {
+            leave(readers);
+            refuseDeadlock();
+            m_writing.wait(Forks::generation());
+            readers.fetch_add(1);
+        }
+    }
+
+    void refuseDeadlock()
+    {
+        if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id() && isWriting())
             throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     }
 
     inline static std::atomic<std::size_t> s_nextSlot{0};
 
     std::array<Slot, slotCount> m_slots{};
-    std::atomic<std::uint32_t> m_writing{0}; ///< raised while a writer waits or is inside
-    std::mutex m_writers;                    ///< lets writers in one at a time
-    std::atomic<std::thread::id> m_writer{}; ///< who is inside, to refuse a second entry
+    /** Raised while a writer waits for readers or is inside: the generation of its process. */
+    std::atomic<std::uint32_t> m_writing{0};
+    std::atomic<std::thread::id> m_writer{}; ///< whose flag it is, to refuse a second entry
 };
 
 } // namespace Varnix::Backend

@@ -6,8 +6,9 @@
  *   exclusion  no reader and no other writer is inside with a writer (the assertions, with
  *              WRITERS=2), and nobody is left asleep when all others have gone (no process ends
  *              elsewhere than at its end);
- *   progress   a writer that wants to enter does, whatever readers do (with WRITERS=1; among
- *              themselves writers have a mutex, which is not ours to check).
+ *   progress   a writer that wants to enter does, whatever readers do (with WRITERS=1; two of
+ *              them may overtake each other for as long as they like).
+ * The flag is lowered at first, or one that a writer of the process before a fork left raised.
  */
 
 #ifndef WRITERS
@@ -18,8 +19,10 @@
 #define THREADS (READERS + WRITERS)
 
 byte readers[SLOTS];  /* m_slots[].readers */
-bit writing;          /* m_writing */
-bit writers;          /* m_writers, a mutex */
+byte writing;         /* m_writing: */
+#define NOBODY 0
+#define OURS 1        /* the generation of this process */
+#define LEFT_BEHIND 2 /* that of the process before the fork */
 
 /* Who sleeps where, as the kernel knows it: on a slot, or on m_writing. */
 #define ON_WRITING SLOTS
@@ -63,8 +66,8 @@ inline leave(slot)
 {
     readers[slot]--;
     if
-    :: writing != 0 -> notifyAll(slot)
-    :: writing == 0
+    :: writing != NOBODY -> notifyAll(slot)
+    :: writing == NOBODY
     fi
 }
 
@@ -72,18 +75,27 @@ inline lockShared(slot)
 {
     readers[slot]++;
     do
-    :: writing != 0 ->
+    :: writing == OURS ->
         leave(slot);
-        wait(writing, 1, ON_WRITING);
+        wait(writing, OURS, ON_WRITING);
         readers[slot]++
-    :: writing == 0 -> break
+    :: atomic { writing == LEFT_BEHIND -> writing = NOBODY; break }
+    :: writing == NOBODY -> break
+    od
+}
+
+/* A flag that is exchanged for OURS was lowered or left behind. */
+inline raiseFlag()
+{
+    do
+    :: atomic { writing != OURS -> writing = OURS; break }
+    :: writing == OURS -> wait(writing, OURS, ON_WRITING)
     od
 }
 
 inline lock()
 {
-    atomic { writers == 0 -> writers = 1 };
-    writing = 1;
+    raiseFlag();
     slot = 0;
     do
     :: slot < SLOTS ->
@@ -99,9 +111,8 @@ inline lock()
 
 inline unlock()
 {
-    writing = 0;
-    notifyAll(ON_WRITING);
-    writers = 0
+    writing = NOBODY;
+    notifyAll(ON_WRITING)
 }
 
 proctype reader(byte id; byte slot)
@@ -132,6 +143,10 @@ proctype writer(byte id)
 init
 {
     atomic {
+        if
+        :: writing = NOBODY
+        :: writing = LEFT_BEHIND
+        fi;
         run reader(0, 0);
         run reader(1, 0);
         run reader(2, 1);

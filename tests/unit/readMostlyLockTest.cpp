@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Varnix::Backend {
@@ -199,6 +200,64 @@ TEST(ReadMostlyLock, RefusesNoWriterBecauseOfAnotherLock)
     ReadMostlyLock other;
     const Exclusive writing(lock);
     const Exclusive writingToo(other);
+}
+
+/** The exit status of a child that passes the lock as a reader, a writer, and a reader again. */
+int passInChild(ReadMostlyLock& lock)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(static_cast<unsigned>(patience.count()));
+        lock.lock_shared();
+        lock.unlock_shared();
+        lock.lock();
+        lock.unlock();
+        lock.lock_shared();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(ReadMostlyLock, IsFreeInAChildOfAForkWhoeverWroteBefore)
+{
+    ReadMostlyLock lock;
+    std::promise<void> leave;
+    std::promise<void> inside;
+    std::thread writer([&] {
+        const Exclusive writing(lock);
+        inside.set_value();
+        leave.get_future().wait();
+    });
+    inside.get_future().wait();
+    EXPECT_EQ(passInChild(lock), 0);
+    std::future<void> reader = pass<Shared>(lock);
+    EXPECT_TRUE(waits(reader));
+    leave.set_value();
+    writer.join();
+    EXPECT_TRUE(finishes(reader));
+    EXPECT_EQ(passInChild(lock), 0);
+}
+
+TEST(ReadMostlyLock, LetsReadersInInAChildThatWasForkedWhileAWriterWaited)
+{
+    ReadMostlyLock lock;
+    std::future<void> writer;
+    {
+        const Shared reading(lock);
+        writer = passAsleep<Exclusive>(lock);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::alarm(static_cast<unsigned>(patience.count()));
+            lock.lock_shared();
+            ::_exit(0);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_TRUE(finishes(writer));
 }
 
 TEST(ReadMostlyLock, GivesAWriterItsTurnAmongReadersThatNeverPause)
