@@ -2,12 +2,26 @@
 
 #include "dbRegistryImpl.h"
 
-#include <exception>
+#include <new>
 
 namespace Varnix::V1 {
 
 using Backend::DatabaseImpl;
 using Backend::DbRegistryImpl;
+
+namespace {
+
+/** Null where there is no registry and no memory to make one: then no store is registered. */
+DbRegistryImpl* registryUnlessNoMemory() noexcept
+{
+    try {
+        return DbRegistryImpl::getInstance();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+} // namespace
 
 DatabaseIf::~DatabaseIf() = default;
 
@@ -18,10 +32,8 @@ Database::Database(const std::shared_ptr<DatabaseImpl>& db)
 
 Database::~Database()
 {
-    try {
-        DbRegistryImpl::getInstance()->removeDb(m_db);
-    } catch (const std::exception&) { // only a registry made anew can fail, and it never knew m_db
-    }
+    if (DbRegistryImpl* const registry = registryUnlessNoMemory())
+        registry->removeDb(m_db);
 }
 
 DatabaseIf::RetCode Database::convertRetCode(DatabaseImpl::ResultCode result) const noexcept

@@ -2,8 +2,10 @@
 
 #include "dbContainer.h"
 #include "dbUtils.h"
+#include "forks.h"
 #include "itc_communication.h"
 #include "selection.h"
+#include "signalsBlocked.h"
 #include "textValues.h"
 #include "trace.h"
 
@@ -12,7 +14,7 @@
 #include <mutex>
 #include <new>
 
-#include <unistd.h>
+#include <pthread.h>
 
 namespace Varnix::Backend {
 
@@ -59,11 +61,17 @@ const EndAtExit endAtExit;
     DbRegistryImpl::freeInstance();
 }
 
-bool populateProduction(DatabaseImpl& db)
+/** Whether the thread is in getInstance; a fork keeps the lock of the thread that forks. */
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool insideGetInstance = false;
+
+class Inside
 {
-    DbContainer container;
-    return container.loadProductionDb() && db.populate(container);
-}
+public:
+    Inside() noexcept { insideGetInstance = true; }
+    ~Inside() { insideGetInstance = false; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+};
 
 constexpr const char* identitiesKey = "/componentConfigId";
 
@@ -71,6 +79,7 @@ constexpr const char* identitiesKey = "/componentConfigId";
 
 DbRegistryImpl* DbRegistryImpl::getInstance()
 {
+    const Inside inside;
     const std::lock_guard lock(singletonMutex);
     if (!m_instance.value)
         m_instance.value.reset(new DbRegistryImpl);
@@ -82,10 +91,10 @@ void DbRegistryImpl::freeInstance()
     const std::unique_ptr<DbRegistryImpl> instance = std::move(m_instance.value);
 }
 
-DbRegistryImpl::DbRegistryImpl()
-    : m_prodDb(std::make_shared<DatabaseImpl>()), m_prodDbPopulated(populateProduction(*m_prodDb)),
-      m_process(getpid())
+DbRegistryImpl::DbRegistryImpl() : m_prodDb(std::make_shared<DatabaseImpl>())
 {
+    DbContainer container;
+    m_prodDbPopulated = container.loadProductionDb() && m_prodDb->populate(container);
     m_prodDb->describe({});
     Publication::begin();
     Publication::add(m_prodDb->published());
@@ -102,24 +111,43 @@ DbRegistryImpl::~DbRegistryImpl()
     m_prodDb.reset();
 }
 
-void DbRegistryImpl::startSubscription()
+void DbRegistryImpl::startSubscription() noexcept
 {
-    pthread_t thread{};
-    if (pthread_create(&thread, nullptr, Itc_communication::dbSubscription, this) != 0) {
-        Publication::setSubscription(Inspection::Subscription::STOPPED);
-        return;
-    }
-    m_subscriptionThread = thread;
-    pthread_setname_np(thread, "varnixCmd");
+    const SignalsBlocked inherited; // from its first instruction on, the thread handles none
+    if (pthread_create(&m_subscriptionThread, nullptr, Itc_communication::dbSubscription, this) !=
+        0)
+        return Publication::setSubscription(Inspection::Subscription::STOPPED);
+    m_threadGeneration = Forks::generation();
+    pthread_setname_np(m_subscriptionThread, "varnixCmd");
 }
 
-void DbRegistryImpl::stopSubscription()
+void DbRegistryImpl::stopSubscription() noexcept
 {
-    if (!m_subscriptionThread || m_process != getpid())
+    if (m_threadGeneration != Forks::generation())
         return;
-    pthread_cancel(*m_subscriptionThread);
-    pthread_join(*m_subscriptionThread, nullptr);
+    pthread_cancel(m_subscriptionThread);
+    pthread_join(m_subscriptionThread, nullptr);
 }
+
+/**
+ * The locks that other threads held at the fork would stay locked in the child. This thread holds
+ * none but perhaps singletonMutex, which it then still needs.
+ */
+void DbRegistryImpl::repairInChild() noexcept
+{
+    if (!insideGetInstance)
+        std::construct_at(&singletonMutex);
+    DbRegistryImpl* const registry = m_instance.value.get();
+    if (registry == nullptr)
+        return;
+    // Another thread may have been changing the list. A child needs none: nothing is written there.
+    if (!registry->m_databasesMutex.try_lock_shared())
+        std::construct_at(&registry->m_databases);
+    std::construct_at(&registry->m_databasesMutex);
+}
+
+[[maybe_unused]] const int DbRegistryImpl::m_forkHandler =
+    pthread_atfork(nullptr, nullptr, repairInChild);
 
 bool DbRegistryImpl::loadFile(const std::string& configFile, const std::string& path,
                               DatabaseImpl& db) const
@@ -167,6 +195,7 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
             return nullptr;
 
     db->describe(configFile);
+    const SignalsBlocked unforked; // the lock does not survive a handler that forks
     const std::unique_lock lock(m_databasesMutex);
     m_databases.push_back(db);
     Publication::add(db->published());
@@ -175,6 +204,7 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
 
 void DbRegistryImpl::removeDb(const std::shared_ptr<DatabaseImpl>& db)
 {
+    const SignalsBlocked unforked;
     const std::unique_lock lock(m_databasesMutex);
     const auto found = std::find(m_databases.begin(), m_databases.end(), db);
     if (found == m_databases.end())

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <shared_mutex>
 #include <string>
 #include <vector>
@@ -71,8 +70,10 @@ private:
     DbRegistryImpl();
     ~DbRegistryImpl();
 
-    void startSubscription();
-    void stopSubscription();
+    static void repairInChild() noexcept;
+
+    void startSubscription() noexcept;
+    void stopSubscription() noexcept;
     bool loadFile(const std::string& configFile, const std::string& path, DatabaseImpl& db) const;
 
     template <typename Write>
@@ -80,13 +81,14 @@ private:
 
     // Readable, and null, after the statics are gone: a handle may be dropped even then.
     static NeverDestroyed<std::unique_ptr<DbRegistryImpl>> m_instance;
+    static const int m_forkHandler;
 
     std::vector<std::shared_ptr<DatabaseImpl>> m_databases; ///< guarded by m_databasesMutex
     std::shared_mutex m_databasesMutex;
     std::shared_ptr<DatabaseImpl> m_prodDb; ///< fixed at construction
-    const bool m_prodDbPopulated;
-    std::optional<pthread_t> m_subscriptionThread; ///< empty when it could not be started
-    pid_t m_process; ///< whose thread that is: a forked child has none
+    bool m_prodDbPopulated = false;         ///< written before the thread starts
+    pthread_t m_subscriptionThread{};
+    std::uint32_t m_threadGeneration = 0; ///< of the process that has the thread; 0 for none
 };
 
 } // namespace Varnix::Backend

@@ -1,12 +1,16 @@
 #include "registryFixture.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
+#include "throwingAllocation.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <thread>
 
 #include <pthread.h>
+#include <unistd.h>
 
 namespace {
 
@@ -368,6 +372,48 @@ TEST_F(Registry, RemovedStoreIsReachedNoMore)
     EXPECT_TRUE(isReached(*first));
     EXPECT_FALSE(isReached(*second));
     EXPECT_TRUE(isReached(*third));
+}
+
+/** Runs `work` until it is done or sleeps, many looks in a row. */
+std::thread runUntilItSleeps(std::atomic<bool>& done, const std::function<void()>& work)
+{
+    std::atomic<pid_t> id{0};
+    std::thread thread([&id, &done, work] {
+        id = ::gettid();
+        work();
+        done = true;
+    });
+    int looks = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        looks = id != 0 && isAsleep(id) ? looks + 1 : 0;
+        return looks == 50 || done;
+    }));
+    return thread;
+}
+
+TEST_F(Registry, RemovalWaitsForAWriteThatIsAmongTheStores)
+{
+    constexpr std::size_t large = 20'000;
+    identities("a_1");
+    const Store first = component(DbBuilder().u16("/who", std::vector<std::int64_t>(large, 1)));
+    const Store second = component(DbBuilder().u16("/who", {1}));
+    std::vector<std::thread> threads;
+    std::atomic<bool> read{false};
+    std::atomic<bool> written{false};
+    std::atomic<bool> removed{false};
+    {
+        // The write waits for a read of the first store, and the read for memory.
+        const HeldAllocation memory(large * sizeof(std::uint16_t));
+        threads.push_back(runUntilItSleeps(read, [&] { elements<std::uint16_t>(*first, "/who"); }));
+        EXPECT_TRUE(memory.isAsked());
+        threads.push_back(runUntilItSleeps(written, [] { writeNumbers("/who", {"7"}, 0); }));
+        threads.push_back(runUntilItSleeps(removed, [&] { registry().removeDb(second); }));
+        EXPECT_FALSE(written);
+        EXPECT_FALSE(removed);
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(elements<std::uint16_t>(*second, "/who"), Values{7});
 }
 
 TEST_F(Registry, RemovingTheProductionStoreChangesNothing)

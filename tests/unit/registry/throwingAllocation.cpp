@@ -13,7 +13,27 @@ namespace {
 std::atomic<std::size_t> refusedSize{SIZE_MAX};
 std::atomic<AllocationFailure> refusal{AllocationFailure::BAD_ALLOC};
 
+std::atomic<std::size_t> heldSize{SIZE_MAX};
+std::atomic<bool> held{false};
+
 } // namespace
+
+HeldAllocation::HeldAllocation(std::size_t size)
+{
+    held = false;
+    heldSize = size;
+}
+
+HeldAllocation::~HeldAllocation()
+{
+    heldSize = SIZE_MAX;
+    heldSize.notify_all();
+}
+
+bool HeldAllocation::isAsked() const noexcept
+{
+    return held;
+}
 
 ThrowingAllocation::ThrowingAllocation(std::size_t size, AllocationFailure failure)
 {
@@ -28,6 +48,11 @@ ThrowingAllocation::~ThrowingAllocation()
 
 static void* allocate(std::size_t size)
 {
+    const std::size_t holding = heldSize;
+    if (size >= holding) {
+        held = true;
+        heldSize.wait(holding);
+    }
     if (size >= refusedSize) {
         if (refusal == AllocationFailure::LENGTH_ERROR)
             throw std::length_error("too long for the test");

@@ -21,6 +21,19 @@ public:
     ThrowingAllocation& operator=(const ThrowingAllocation&) = delete;
 };
 
+/** While it lives, a thread that asks operator new for `size` bytes or more waits until it ends. */
+class HeldAllocation
+{
+public:
+    explicit HeldAllocation(std::size_t size);
+    ~HeldAllocation();
+    HeldAllocation(const HeldAllocation&) = delete;
+    HeldAllocation& operator=(const HeldAllocation&) = delete;
+
+    /** Whether a thread waits. */
+    bool isAsked() const noexcept;
+};
+
 } // namespace Varnix::Test
 
 #endif
