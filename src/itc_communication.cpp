@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <mutex>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -17,7 +17,6 @@
 
 #include <dbcsiMessages.h>
 #include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 namespace Varnix::Backend {
@@ -39,14 +38,6 @@ void setField(itc_msg* message, std::size_t offset, std::uint32_t value) noexcep
     std::memcpy(reinterpret_cast<char*>(message) + offset, &value, sizeof value);
 }
 
-ItcMessage allocate(std::size_t size, MessageNumber number)
-{
-    ItcMessage message(__itc_alloc(size, number, "", 0));
-    if (!message)
-        Trace::error([] { return "\nFailed to allocate memory for a message."; });
-    return message;
-}
-
 void send(ItcMessage message, std::uint32_t receiver)
 {
     itc_msg* raw = message.release();
@@ -63,32 +54,30 @@ public:
     Cancellable& operator=(const Cancellable&) = delete;
 };
 
+/** How long the thread sleeps when memory has run out, before it asks for it again. */
+constexpr timespec memoryPause = {.tv_sec = 0, .tv_nsec = 100'000'000};
+
+void waitForMemory()
+{
+    const Cancellable cancellable;
+    nanosleep(&memoryPause, nullptr);
+}
+
+/** Waits until there is memory for it: without the message the channel would come to nothing. */
+ItcMessage allocate(std::size_t size, MessageNumber number)
+{
+    for (;;) {
+        ItcMessage message(__itc_alloc(size, number, "", 0));
+        if (message)
+            return message;
+        waitForMemory();
+    }
+}
+
 ItcMessage receive()
 {
     const Cancellable cancellable;
     return ItcMessage(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, "", 0));
-}
-
-/**
- * Held while a write is applied. A fork waits for it: its child, which has no subscription thread,
- * would find a store locked for good. No call of the messaging library happens under it.
- */
-std::mutex writing;
-
-[[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { writing.lock(); }, [] { writing.unlock(); }, [] { writing.unlock(); });
-
-void reportNoMailbox()
-{
-    Trace::error([] { return "\nFailed to create mailbox for db change notifications."; });
-}
-
-/** The client's signals are the client's: none of its handlers runs on this thread. */
-void blockSignals() noexcept
-{
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
 
 /** The `argc` strings of a write indication. */
@@ -135,8 +124,6 @@ void Itc_communication::locate_server()
     m_subscribed = false;
     Publication::setSubscription(Inspection::Subscription::LOCATING);
     itc_msg* message = allocate(sizeof(std::uint32_t), DBCSI_LOCATE_IND).release();
-    if (message == nullptr)
-        return;
     __itc_locate_async(serverMailboxName, &message, ITC_MY_MBOX_ID, "", 0);
 }
 
@@ -145,13 +132,10 @@ void Itc_communication::establish_Connection(itc_msg* locateReply)
     m_serverMailbox = __itc_sender(locateReply, "", 0);
     Publication::setSubscription(Inspection::Subscription::CONNECTING);
     itc_msg* down = allocate(sizeof(ServerDownInd), DBCSI_SERVER_DOWN_IND).release();
-    if (down != nullptr)
-        __itc_monitor(m_serverMailbox, &down, "", 0);
+    __itc_monitor(m_serverMailbox, &down, "", 0);
 
     const std::size_t versions = m_protocolVersions.size();
     ItcMessage request = allocate(connEstablishReqSize(versions), DBCSI_CONN_ESTABLISH_REQ);
-    if (!request)
-        return;
     setField(request.get(), offsetof(ConnEstablishReq, one), 1);
     setField(request.get(), offsetof(ConnEstablishReq, alsoOne), 1);
     setField(request.get(), offsetof(ConnEstablishReq, versionCount),
@@ -165,8 +149,6 @@ void Itc_communication::establish_Connection(itc_msg* locateReply)
 void Itc_communication::subscribe()
 {
     ItcMessage request = allocate(sizeof(SubscribeReq), DBCSI_SUBSCRIBE_REQ);
-    if (!request)
-        return;
     setField(request.get(), offsetof(SubscribeReq, one), 1);
     setField(request.get(), offsetof(SubscribeReq, serverRef), m_serverRef);
     send(std::move(request), m_serverMailbox);
@@ -236,7 +218,6 @@ void Itc_communication::handleWriteInd(DbRegistryImpl& registry, const itc_msg* 
             [&] { return Trace::text("\nInvalid DBCSI_DBWRITE_IND received, argc: ", argc); });
         return;
     }
-    const std::lock_guard lock(writing);
     std::visit(Apply{registry}, WriteIndication::parse(wordsOf(message, argc)));
 }
 
@@ -245,7 +226,7 @@ bool Itc_communication::createMailbox()
     const std::string name = subscriberMailboxPrefix + std::to_string(getpid());
     m_mailbox = __itc_create_mailbox(name.c_str(), 0, "", 0);
     if (m_mailbox == ITC_NO_MBOX_ID) {
-        reportNoMailbox();
+        Trace::error([] { return "\nFailed to create mailbox for db change notifications."; });
         return false;
     }
     return true;
@@ -290,15 +271,16 @@ void Itc_communication::run(DbRegistryImpl& registry)
 void* Itc_communication::dbSubscription(void* registry)
 {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    blockSignals();
-    try {
-        Itc_communication channel;
-        channel.run(*static_cast<DbRegistryImpl*>(registry));
-    } catch (const std::exception&) { // memory ran out before there was a mailbox to receive from
-        reportNoMailbox();
+    for (;;) {
+        try {
+            Itc_communication channel;
+            channel.run(*static_cast<DbRegistryImpl*>(registry));
+            Publication::setSubscription(Inspection::Subscription::STOPPED);
+            return nullptr;
+        } catch (const std::bad_alloc&) { // there is no mailbox yet: nothing is lost
+            waitForMemory();
+        }
     }
-    Publication::setSubscription(Inspection::Subscription::STOPPED);
-    return nullptr;
 }
 
 } // namespace Varnix::Backend

@@ -3,6 +3,7 @@
 
 #include "tests/support/messageBytes.h"
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -87,7 +88,7 @@ private:
     pthread_cond_t m_changed = PTHREAD_COND_INITIALIZER;
     int m_initResult = 0;
     std::uint32_t m_mailbox = mailbox;
-    std::uint32_t m_refused = 0;
+    std::atomic<std::uint32_t> m_refused{0};
     std::function<void(const std::string&)> m_hook;
     std::function<void()> m_receivedHook;
     bool m_receiving = false;

@@ -5,6 +5,7 @@
 #include "throwingAllocation.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <semaphore>
@@ -135,6 +136,16 @@ protected:
         return elements<std::uint8_t>(*registry().getProdDb(), "/unit/gain");
     }
 
+    /** What the channel traced since the last call. */
+    static Records channelRecords()
+    {
+        Records own;
+        for (const std::string& record : traced())
+            if (record.find(' ' + site) != std::string::npos)
+                own.push_back(record);
+        return own;
+    }
+
     /** Sends a write of `value`; answers whether it was applied. */
     bool isSubscribed(std::uint8_t value)
     {
@@ -194,13 +205,20 @@ TEST_F(Channel, MailboxThatCannotBeCreatedEndsTheThread)
     expectAnEndWithoutMailbox();
 }
 
-TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxEndsTheThread)
+TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
 {
-    m_itc.onCall([](const std::string& function) {
-        if (function == "create_mailbox")
+    int refusals = 2;
+    m_itc.onCall([&](const std::string& function) {
+        if (function == "create_mailbox" && refusals-- > 0)
             throw std::bad_alloc();
     });
-    expectAnEndWithoutMailbox();
+    registry();
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    EXPECT_EQ(m_itc.newCalls(),
+              joined({initCalls, initCalls, initCalls, locateCalls("m1"), {receiveCall}}));
+    EXPECT_EQ(channelRecords(), Records{});
+    subscribe();
+    EXPECT_TRUE(isSubscribed(77));
 }
 
 TEST_F(Channel, LocateReplyIsMonitoredAndAnsweredWithAConnectionRequest)
@@ -449,26 +467,61 @@ INSTANTIATE_TEST_SUITE_P(Every, ChannelOutOfMemory,
                                                     "too long for the test"}),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST_F(Channel, RefusedMessageIsTracedAndTheThreadGoesOn)
+/** A channel whose messages of one kind cannot be allocated for a while. */
+class ChannelWithoutMemory : public Channel, public testing::WithParamInterface<MessageNumber>
 {
-    const std::string error = "ERROR " + site + "\nFailed to allocate memory for a message.";
-    m_itc.refuse(DBCSI_LOCATE_IND);
-    registry();
-    ASSERT_TRUE(m_itc.waitUntilIdle());
-    EXPECT_EQ(traced().back(), error);
-    for (const std::uint32_t refused : {DBCSI_SERVER_DOWN_IND, DBCSI_CONN_ESTABLISH_REQ}) {
-        m_itc.refuse(refused);
-        receives(message(DBCSI_LOCATE_IND));
-        EXPECT_EQ(traced(), Records{error});
+protected:
+    ~ChannelWithoutMemory() override { DbRegistryImpl::freeInstance(); } // its thread counts here
+
+    /** Brings the thread to where it wants the message, and lets it ask three times. */
+    void refuse()
+    {
+        constexpr int enough = 3;
+        m_itc.refuse(GetParam());
+        m_itc.onCall([&](const std::string& function) { m_asked += function == "alloc" ? 1 : 0; });
+        registry();
+        if (GetParam() != DBCSI_LOCATE_IND) {
+            ASSERT_TRUE(m_itc.waitUntilIdle());
+            m_itc.deliver(message(DBCSI_LOCATE_IND), server);
+            m_itc.deliver(connectionConfirmation(), server);
+        }
+        const int before = m_asked;
+        ASSERT_TRUE(waitUntil([&] { return m_asked >= before + enough; }));
     }
-    m_itc.refuse(DBCSI_SUBSCRIBE_REQ);
-    receives(connectionConfirmation());
-    EXPECT_EQ(traced(), Records{error});
+
+    std::atomic<int> m_asked{0};
+};
+
+TEST_P(ChannelWithoutMemory, WaitsForItAndGoesOn)
+{
+    const auto start = std::chrono::steady_clock::now();
+    refuse();
+    // The thread sleeps between the times that it asks.
+    constexpr int others = 4; // messages that are not refused
+    EXPECT_LE(m_asked,
+              others + (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(100));
+    EXPECT_EQ(channelRecords(), Records{});
     m_itc.refuse(0);
-    subscribe();
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    if (GetParam() == DBCSI_LOCATE_IND)
+        subscribe();
+    else
+        receives(message(DBCSI_SUBSCRIBE_CFM));
     EXPECT_TRUE(isSubscribed(77));
     EXPECT_EQ(m_itc.held(), Calls{});
 }
+
+TEST_P(ChannelWithoutMemory, EndsWithTheRegistryAllTheSame)
+{
+    refuse();
+    DbRegistryImpl::freeInstance();
+    EXPECT_EQ(threadsNamed("varnixCmd"), 0U);
+    EXPECT_EQ(m_itc.held(), Calls{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, ChannelWithoutMemory,
+                         testing::Values(DBCSI_LOCATE_IND, DBCSI_SERVER_DOWN_IND,
+                                         DBCSI_CONN_ESTABLISH_REQ, DBCSI_SUBSCRIBE_REQ));
 
 /** The cancellation state of the calling thread. */
 int cancelState()
