@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -79,6 +81,42 @@ ItcMessage receive()
     const Cancellable cancellable;
     return ItcMessage(__itc_receive(nullptr, ITC_NO_TMO, ITC_FROM_ALL, "", 0));
 }
+
+/**
+ * Held while a write is applied, which may trace. A fork waits for it, but not for long: a child
+ * hangs at its end when it was forked inside the tracer, which LTTng's own library for forks
+ * prevents where it is loaded, while a write may wait for the read that the forking handler
+ * interrupted.
+ */
+std::mutex writing;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool forkHoldsWriting = false;
+
+void holdWritesBriefly()
+{
+    constexpr int tries = 100;
+    constexpr timespec pause = {.tv_sec = 0, .tv_nsec = 1'000'000};
+    for (int i = 0; i < tries && !forkHoldsWriting; ++i) {
+        forkHoldsWriting = writing.try_lock();
+        if (!forkHoldsWriting)
+            nanosleep(&pause, nullptr);
+    }
+}
+
+void letWritesGoOn()
+{
+    if (forkHoldsWriting)
+        writing.unlock();
+    forkHoldsWriting = false;
+}
+
+void forgetWrites()
+{
+    forkHoldsWriting = false;
+    std::construct_at(&writing);
+}
+
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork(holdWritesBriefly, letWritesGoOn, forgetWrites);
 
 /** The `argc` strings of a write indication. */
 std::vector<std::string> wordsOf(const itc_msg* message, std::int32_t argc)
@@ -218,6 +256,7 @@ void Itc_communication::handleWriteInd(DbRegistryImpl& registry, const itc_msg* 
             [&] { return Trace::text("\nInvalid DBCSI_DBWRITE_IND received, argc: ", argc); });
         return;
     }
+    const std::lock_guard lock(writing);
     std::visit(Apply{registry}, WriteIndication::parse(wordsOf(message, argc)));
 }
 
