@@ -143,7 +143,8 @@ std::string describe(const ConfigError& error, const std::string& configFile)
 }
 
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
-                                          std::vector<DbConfiguration>& configurations)
+                                          std::vector<DbConfiguration>& configurations,
+                                          std::vector<int>* lines)
 {
     Config config;
     const ConfigText text(configFile);
@@ -166,8 +167,9 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
             error->file = place.file;
             return error;
         }
-        configuration.line = place.line;
         configurations.push_back(std::move(configuration));
+        if (lines != nullptr)
+            lines->push_back(place.line);
     }
     return std::nullopt;
 }

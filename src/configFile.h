@@ -13,7 +13,6 @@ struct DbConfiguration
     std::string componentId;
     std::string revision;
     std::vector<std::string> filePaths;
-    int line = 0; ///< where the entry begins in its file
 };
 
 /** Why a component configuration file cannot be used. */
@@ -42,13 +41,15 @@ struct ConfigError
 std::string describe(const ConfigError& error, const std::string& configFile);
 
 /**
- * Appends the entries of `configFile` to `configurations`, in file order.
+ * Appends the entries of `configFile` to `configurations`, in file order, and to `lines`, if that
+ * is not null, the line at which each begins.
  *
  * Stops at the first malformed entry and answers what is wrong with it; the entries before it stay
  * appended.
  */
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
-                                          std::vector<DbConfiguration>& configurations);
+                                          std::vector<DbConfiguration>& configurations,
+                                          std::vector<int>* lines = nullptr);
 
 } // namespace Varnix::Backend::DBUtils
 

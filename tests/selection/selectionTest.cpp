@@ -3,6 +3,7 @@
 #include "tests/selection/randomNode.h"
 
 #include <algorithm>
+#include <numeric>
 #include <string_view>
 
 #include <gtest/gtest.h>
@@ -79,12 +80,14 @@ TEST(Selection, OfEntriesReadFromAFileIsTheSameAndKnowsTheirLines)
         const std::vector<std::string> identities = randomIdentities(random);
         const std::vector<ConfigEntry> entries = randomEntries(random, paths);
         std::vector<DbConfiguration> asRead;
-        ASSERT_FALSE(
-            Backend::DBUtils::readConfigFile(node.configuration("node.cfg", entries), asRead));
+        std::vector<int> lines;
+        ASSERT_FALSE(Backend::DBUtils::readConfigFile(node.configuration("node.cfg", entries),
+                                                      asRead, &lines));
         ASSERT_EQ(Backend::Selection::selectFiles(asRead, identities),
                   oracleSelects(entries, identities));
-        for (std::size_t j = 0; j < asRead.size(); ++j)
-            ASSERT_EQ(asRead[j].line, static_cast<int>(j) + 3) << configText(entries);
+        std::vector<int> expected(asRead.size());
+        std::iota(expected.begin(), expected.end(), 3);
+        ASSERT_EQ(lines, expected) << configText(entries);
     }
 }
 

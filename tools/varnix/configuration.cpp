@@ -46,11 +46,12 @@ void refuseUnopened(const std::string& config)
 
 } // namespace
 
-std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config)
+std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config,
+                                                        std::vector<int>* lines)
 {
     refuseUnopened(config);
     std::vector<DBUtils::DbConfiguration> entries;
-    const auto error = DBUtils::readConfigFile(config, entries);
+    const auto error = DBUtils::readConfigFile(config, entries, lines);
     if (error && isReadFailure(*error))
         throw Failure(Status::NODE_UNUSABLE,
                       "varnix: no configuration: cannot read " + config + ": " + error->reason);

@@ -8,8 +8,12 @@
 
 namespace Varnix::Tool {
 
-/** The entries of a configuration file; Failure with NodeUnusable or Invalid. */
-std::vector<Backend::DBUtils::DbConfiguration> readConfiguration(const std::string& config);
+/**
+ * The entries of a configuration file and, in `lines` if that is not null, where each begins;
+ * Failure with NodeUnusable or Invalid.
+ */
+std::vector<Backend::DBUtils::DbConfiguration> readConfiguration(const std::string& config,
+                                                                 std::vector<int>* lines = nullptr);
 
 } // namespace Varnix::Tool
 

@@ -20,7 +20,7 @@ Json documentOf(const std::vector<ExplainedEntry>& entries)
     Json documents = Json::array();
     for (const ExplainedEntry& entry : entries)
         documents.push_back({{"index", documents.size()},
-                             {"line", entry.configuration.line},
+                             {"line", entry.line},
                              {"pattern", entry.pattern},
                              {"matches", entry.matches},
                              {"files", entry.configuration.filePaths}});

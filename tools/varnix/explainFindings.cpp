@@ -41,7 +41,7 @@ void findInEntries(const Explanation& explanation, Findings& findings)
     for (std::size_t i = 0; i < entries.size(); ++i)
         if (entries[i].matches.empty())
             findings.push_back(
-                {Severity::NOTE, explanation.config, entries[i].configuration.line,
+                {Severity::NOTE, explanation.config, entries[i].line,
                  entryText(i) + ": " + entries[i].pattern + " matches none of the identities"});
     if (std::none_of(explanation.files.begin(), explanation.files.end(),
                      [](const ExplainedFile& file) { return file.selected; }))
@@ -53,7 +53,7 @@ void findInEntries(const Explanation& explanation, Findings& findings)
 void findInFile(const Explanation& explanation, const ExplainedFile& file, Findings& findings)
 {
     const std::size_t entry = file.listings.front().entry;
-    const int line = explanation.entries[entry].configuration.line;
+    const int line = explanation.entries[entry].line;
     if (!file.selected)
         findings.push_back(
             {Severity::NOTE, explanation.config, line, "no entry that matches lists " + file.path});

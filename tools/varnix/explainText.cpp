@@ -64,8 +64,7 @@ public:
         std::cout << '\n' << heading("Entries of " + m_explanation.config + ':') << '\n';
         for (std::size_t i = 0; i < m_explanation.entries.size(); ++i) {
             const ExplainedEntry& entry = m_explanation.entries[i];
-            std::cout << "  " << i << "  line " << entry.configuration.line << "  " << entry.pattern
-                      << "  "
+            std::cout << "  " << i << "  line " << entry.line << "  " << entry.pattern << "  "
                       << (entry.matches.empty()
                               ? "matches nothing"
                               : m_painter.paint(Colour::GREEN, "matches " + joined(entry.matches)))

@@ -39,10 +39,10 @@ void readNode(Explanation& explanation, const std::vector<std::string>& identiti
     explanation.identities = requireIdentities(production, ", or give identities with --identity");
 }
 
-ExplainedEntry explainEntry(const DbConfiguration& configuration,
+ExplainedEntry explainEntry(const DbConfiguration& configuration, int line,
                             const std::vector<std::string>& identities)
 {
-    ExplainedEntry entry{configuration, Selection::pattern(configuration), {}};
+    ExplainedEntry entry{configuration, line, Selection::pattern(configuration), {}};
     std::copy_if(
         identities.begin(), identities.end(), std::back_inserter(entry.matches),
         [&](const std::string& identity) { return Selection::matches(entry.pattern, identity); });
@@ -142,9 +142,11 @@ Explanation explain(const std::string& config, const std::vector<std::string>& i
     Explanation explanation;
     explanation.config = config;
     readNode(explanation, identities);
-    const std::vector<DbConfiguration> configurations = readConfiguration(config);
-    for (const DbConfiguration& configuration : configurations)
-        explanation.entries.push_back(explainEntry(configuration, explanation.identities));
+    std::vector<int> lines;
+    const std::vector<DbConfiguration> configurations = readConfiguration(config, &lines);
+    for (std::size_t i = 0; i < configurations.size(); ++i)
+        explanation.entries.push_back(
+            explainEntry(configurations[i], lines[i], explanation.identities));
     explanation.files = listFiles(explanation.entries,
                                   Selection::selectFiles(configurations, explanation.identities));
 

@@ -18,6 +18,7 @@ namespace Varnix::Tool {
 struct ExplainedEntry
 {
     Backend::DBUtils::DbConfiguration configuration;
+    int line = 0; ///< where it begins in the configuration file
     std::string pattern;
     std::vector<std::string> matches;
 };
