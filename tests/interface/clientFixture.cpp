@@ -36,6 +36,13 @@ DbBuilder ClientFixture::productionDatabase()
     return DbBuilder()
         .text("/componentConfigId", "board_1")
         .u16("/both", {1})
+        .u32("/first/u32", {1})
+        .u16("/first/u16", {1})
+        .u8("/first/u8", {1})
+        .s32("/first/s32", {1})
+        .s16("/first/s16", {1})
+        .s8("/first/s8", {1})
+        .text("/first/text", "of production")
         .text("/textInProduction", "production text")
         .u8("/productionOnly", {1, 2});
 }

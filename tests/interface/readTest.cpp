@@ -100,11 +100,26 @@ TEST_F(Read, KeyOfProductionAloneIsReadFromIt)
     expectElements<std::uint8_t>(*db, "/productionOnly", {1, 2});
 }
 
-TEST_F(Read, ProductionGoesFirst)
+TEST_F(Read, ProductionGoesFirstInEveryOverload)
 {
-    const auto db = handle(DbBuilder().u16("/both", {2}));
+    const auto db = handle(DbBuilder()
+                               .u32("/first/u32", {2})
+                               .u16("/first/u16", {2})
+                               .u8("/first/u8", {2})
+                               .s32("/first/s32", {2})
+                               .s16("/first/s16", {2})
+                               .s8("/first/s8", {2})
+                               .text("/first/text", "of the component"));
     ASSERT_NE(db, nullptr);
-    expectElements<std::uint16_t>(*db, "/both", {1});
+    expectElements<std::uint32_t>(*db, "/first/u32", {1});
+    expectElements<std::uint16_t>(*db, "/first/u16", {1});
+    expectElements<std::uint8_t>(*db, "/first/u8", {1});
+    expectElements<std::int32_t>(*db, "/first/s32", {1});
+    expectElements<std::int16_t>(*db, "/first/s16", {1});
+    expectElements<std::int8_t>(*db, "/first/s8", {1});
+    EXPECT_EQ(read<std::string>(*db, "/first/text").second, "of production");
+    EXPECT_EQ(read<std::vector<std::string>>(*db, "/first/text").second,
+              (std::vector<std::string>{"of", "production"}));
 }
 
 TEST_F(Read, OtherTypeInProductionHidesTheComponents)
