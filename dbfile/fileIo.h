@@ -25,8 +25,10 @@ std::string readWholeFile(const std::string& path);
  *
  * A temporary file beside it is written, flushed and renamed over it, and the directory flushed. On
  * FileError the old file is as it was and the temporary one is gone; signals that end the process
- * wait until then. A symbolic link is followed; what exists and is not a regular file is refused.
- * The file's mode is what the umask says.
+ * wait until then. What a killed process left in the directory is removed. A symbolic link is
+ * followed, also to a file that does not exist yet; what exists and is not a regular file is
+ * refused. A file that exists keeps its mode and owner, or FileError; a new one has the mode that
+ * the umask leaves.
  */
 void replaceFile(const std::string& path, std::string_view content);
 

@@ -1,5 +1,6 @@
 #include "dbfile/finding.h"
 
+#include "dbfile/shown.h"
 #include "dbfile/sourceLine.h"
 
 #include <array>
@@ -37,7 +38,7 @@ std::string noValue(std::string_view key)
 
 std::string describe(std::string_view file, const Finding& finding, std::string_view severity)
 {
-    std::string text(file);
+    std::string text = shown(file);
     text.append(":@").append(hexNumber(finding.offset)).append(": ").append(severity);
     return text.append(": ").append(finding.text);
 }

@@ -1,5 +1,6 @@
 #include "dbfile/descriptor.h"
 #include "dbfile/fileIo.h"
+#include "dbfile/shown.h"
 
 #include <array>
 #include <cerrno>
@@ -14,8 +15,9 @@ namespace {
 
 [[noreturn]] void fail(const char* action, const std::string& path)
 {
-    throw FileError(std::string("cannot ") + action + " " + path + ": " +
-                    std::system_category().message(errno));
+    const int error = errno; // before anything else can change it
+    throw FileError(std::string("cannot ") + action + " " + shown(path) + ": " +
+                    std::system_category().message(error));
 }
 
 void refuseEndless(int fd, const std::string& path)
@@ -24,9 +26,9 @@ void refuseEndless(int fd, const std::string& path)
     if (::fstat(fd, &status) != 0)
         fail("read", path);
     if (S_ISDIR(status.st_mode))
-        throw FileError("cannot read " + path + ": it is a directory");
+        throw FileError("cannot read " + shown(path) + ": it is a directory");
     if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISBLK(status.st_mode))
-        throw FileError("cannot read " + path + ": it is neither a file nor a pipe");
+        throw FileError("cannot read " + shown(path) + ": it is neither a file nor a pipe");
 }
 
 } // namespace

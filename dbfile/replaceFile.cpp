@@ -1,13 +1,14 @@
 #include "dbfile/descriptor.h"
 #include "dbfile/fileIo.h"
+#include "dbfile/shown.h"
+#include "dbfile/temporaryFile.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <initializer_list>
+#include <optional>
 #include <system_error>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,12 +21,13 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void fail(const fs::path& path, const std::string& why)
 {
-    throw FileError("cannot write " + path.string() + ": " + why);
+    throw FileError("cannot write " + shown(path.string()) + ": " + why);
 }
 
-[[noreturn]] void failWithErrno(const fs::path& path)
+void require(int error, const fs::path& path)
 {
-    fail(path, std::system_category().message(errno));
+    if (error != 0)
+        fail(path, std::system_category().message(error));
 }
 
 fs::path directoryOf(const fs::path& path)
@@ -64,82 +66,50 @@ private:
     };
 };
 
-/** A new file beside `target`, removed with this object unless it takes the target's place. */
-class TemporaryFile
+/** Where the path leads through symbolic links, whether something is there or not. */
+fs::path resolved(fs::path path)
 {
-public:
-    explicit TemporaryFile(const fs::path& target) : m_target(target)
-    {
-        for (unsigned attempt = 0; !m_file.isOpen(); ++attempt) {
-            m_path = directoryOf(target) / (".varnix-" + std::to_string(::getpid()) + "-" +
-                                            std::to_string(attempt) + ".tmp");
-            m_file =
-                Descriptor(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-            if (!m_file.isOpen() && errno != EEXIST)
-                failWithErrno(m_target);
-        }
-    }
-    ~TemporaryFile()
-    {
-        if (!m_renamed)
-            ::unlink(m_path.c_str());
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    void write(std::string_view content)
-    {
-        while (!content.empty()) {
-            const ssize_t count = ::write(m_file.get(), content.data(), content.size());
-            if (count >= 0)
-                content.remove_prefix(static_cast<std::size_t>(count));
-            else if (errno != EINTR)
-                failWithErrno(m_target);
-        }
-        if (::fsync(m_file.get()) != 0 || !m_file.close())
-            failWithErrno(m_target);
-    }
-
-    void takePlace()
-    {
-        if (std::rename(m_path.c_str(), m_target.c_str()) != 0)
-            failWithErrno(m_target);
-        m_renamed = true;
-    }
-
-private:
-    fs::path m_target;
-    fs::path m_path;
-    Descriptor m_file{-1};
-    bool m_renamed = false;
-};
-
-/** The file that is to be replaced: where the path leads, if it leads to a regular file. */
-fs::path resolved(const fs::path& path)
-{
+    const fs::path given = path;
+    constexpr int maxLinks = 40; // the kernel's own limit
     std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (status.type() == fs::file_type::not_found)
-        return path;
-    if (error)
-        fail(path, error.message());
-    if (status.type() != fs::file_type::regular)
-        fail(path, status.type() == fs::file_type::directory ? "it is a directory"
-                                                             : "it is not a regular file");
-    if (!fs::is_symlink(path, error))
-        return path;
-    fs::path target = fs::canonical(path, error);
-    if (error)
-        fail(path, error.message());
-    return target;
+    for (int links = 0; fs::is_symlink(fs::symlink_status(path, error)); ++links) {
+        if (links == maxLinks)
+            require(ELOOP, given);
+        const fs::path next = fs::read_symlink(path, error);
+        require(error.value(), given);
+        path = path.parent_path() / next; // an absolute one stays as it is
+    }
+    return path;
+}
+
+/** What is to be replaced; nothing: there is no file yet. What is not a regular file is refused. */
+std::optional<struct stat> replaced(const fs::path& path, const fs::path& given)
+{
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) != 0) {
+        const int error = errno;
+        if (error == ENOENT)
+            return std::nullopt;
+        require(error, given);
+    }
+    if (!S_ISREG(status.st_mode))
+        fail(given, S_ISDIR(status.st_mode) ? "it is a directory" : "it is not a regular file");
+    return status;
 }
 
 void flushDirectory(const fs::path& directory)
 {
     const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const int error = descriptor.isOpen() && ::fsync(descriptor.get()) == 0 ? 0 : errno;
     // Some file systems cannot flush a directory and say so with EINVAL.
-    if (!descriptor.isOpen() || (::fsync(descriptor.get()) != 0 && errno != EINVAL))
-        failWithErrno(directory);
+    require(descriptor.isOpen() && error == EINVAL ? 0 : error, directory);
+}
+
+void keepOwner(const TemporaryFile& file, const struct stat& old, const fs::path& target)
+{
+    constexpr mode_t permissions = 07777;
+    if (const int error = file.setOwner(old.st_uid, old.st_gid, old.st_mode & permissions))
+        fail(target, "its owner and mode cannot be kept: " + std::system_category().message(error));
 }
 
 } // namespace
@@ -147,11 +117,18 @@ void flushDirectory(const fs::path& directory)
 void replaceFile(const std::string& path, std::string_view content)
 {
     const fs::path target = resolved(path);
+    const std::optional<struct stat> old = replaced(target, path);
+    const fs::path directory = directoryOf(target);
     const SignalHold hold;
-    TemporaryFile file(target);
-    file.write(content);
-    file.takePlace();
-    flushDirectory(directoryOf(target));
+    removeLeftTemporaryFiles(directory);
+    TemporaryFile file;
+    // One that replaces a file is nobody else's to read before it has that file's mode.
+    require(file.create(directory, old ? 0600 : 0666), target);
+    if (old)
+        keepOwner(file, *old, target);
+    require(file.write(content), target);
+    require(file.rename(target), target);
+    flushDirectory(directory);
 }
 
 } // namespace Varnix::DbFile

@@ -1,6 +1,7 @@
 #include "dbfile/sourceParser.h"
 
 #include "dbfile/finding.h"
+#include "dbfile/shown.h"
 #include "dbfile/sourceValue.h"
 
 #include <algorithm>
@@ -33,7 +34,8 @@ std::size_t endOf(std::span<const Token> tokens) noexcept
 
 std::string describe(const SourcePlace& place)
 {
-    return place.file + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+    return shown(place.file) + ":" + std::to_string(place.line) + ":" +
+           std::to_string(place.column);
 }
 
 std::string describe(const SourceFinding& finding, std::string_view severity)

@@ -175,6 +175,17 @@ TEST(Checker, ReportsALengthThatNoLoaderCanAdd)
                 ElementsAre(HasSubstr("f:@0x6: error: the length 4294967295 is more than")));
 }
 
+TEST(Checker, KnowsTheLargestLengthOfEachLoader)
+{
+    const std::string image = twoRecords().image();
+    const auto early = HasSubstr("the file ends early");
+    EXPECT_THAT(findingsIn(withLength(image, 0xFFFFFFFF - 14)), ElementsAre(early));
+    EXPECT_THAT(findingsIn(withLength(image, 0xFFFFFFFF - 10)),
+                ElementsAre(HasSubstr("more than the loader of software databases"), early));
+    EXPECT_THAT(findingsIn(withLength(image, 0xFFFFFFFF - 9)),
+                ElementsAre(HasSubstr("more than a file can have")));
+}
+
 TEST(Checker, ReportsALengthThatOnlyTheSoftwareLoaderCannotAdd)
 {
     EXPECT_THAT(

@@ -1,5 +1,6 @@
 #include "dbfile/fileIo.h"
 
+#include "dbfile/temporaryFile.h"
 #include "tests/support/dbBuilder.h"
 #include "tests/support/temporaryDirectory.h"
 
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Varnix::DbFile {
 namespace {
@@ -100,6 +102,79 @@ TEST_F(FileIo, ReplaceFollowsASymbolicLink)
     EXPECT_EQ(replace(m_directory / "link"), "no error");
     EXPECT_TRUE(fs::is_symlink(m_directory / "link"));
     EXPECT_EQ(readFile(m_path), "new");
+}
+
+TEST_F(FileIo, ReplaceThroughADanglingLinkMakesTheFileThatItNames)
+{
+    fs::create_directory(m_directory / "sub");
+    fs::create_symlink("sub/second", m_directory / "first");
+    fs::create_symlink("../file", m_directory / "sub" / "second");
+    EXPECT_EQ(replace(m_directory / "first"), "no error");
+    EXPECT_TRUE(fs::is_symlink(m_directory / "first"));
+    EXPECT_TRUE(fs::is_symlink(m_directory / "sub" / "second"));
+    EXPECT_EQ(readFile(m_path), "new");
+    EXPECT_FALSE(fs::is_symlink(m_path));
+}
+
+TEST_F(FileIo, ReplaceThroughALoopOfLinksIsRefused)
+{
+    fs::create_symlink("two", m_directory / "one");
+    fs::create_symlink("one", m_directory / "two");
+    EXPECT_EQ(replace(m_directory / "one"), "cannot write " + (m_directory / "one").string() +
+                                                ": Too many levels of symbolic links");
+    EXPECT_EQ(files(), 2);
+}
+
+TEST_F(FileIo, ReplaceKeepsModeAndOwner)
+{
+    writeFile(m_path, "old");
+    const bool isRoot = ::geteuid() == 0;
+    const bool isChanged = isRoot && ::chown(m_path.c_str(), 1234, 4321) == 0;
+    ASSERT_EQ(isChanged, isRoot);
+    ASSERT_EQ(::chmod(m_path.c_str(), 02751), 0);
+    const mode_t umask = ::umask(077);
+    EXPECT_EQ(replace(m_path), "no error");
+    ::umask(umask);
+    struct stat status = {};
+    ASSERT_EQ(::stat(m_path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 02751U);
+    EXPECT_EQ(status.st_uid, isRoot ? 1234 : ::geteuid());
+    EXPECT_EQ(status.st_gid, isRoot ? 4321 : ::getegid());
+    EXPECT_EQ(readFile(m_path), "new");
+}
+
+TEST_F(FileIo, ReplaceRemovesWhatAKilledProcessLeft)
+{
+    const fs::path left = m_directory / ".varnix-1-0.tmp";
+    writeFile(left, "half");
+    writeFile(m_directory / "varnix-1-0.tmp", "");
+    writeFile(m_directory / ".varnix-1", "");
+    fs::create_directory(m_directory / ".varnix-directory.tmp");
+    ASSERT_EQ(::mkfifo((m_directory / ".varnix-pipe.tmp").c_str(), 0600), 0);
+    fs::create_symlink("varnix-1-0.tmp", m_directory / ".varnix-link.tmp");
+    EXPECT_EQ(replace(m_path), "no error");
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_EQ(files(), 6);
+}
+
+TEST_F(FileIo, ReplaceLeavesTheTemporaryFileOfARunningProcess)
+{
+    TemporaryFile running;
+    ASSERT_EQ(running.create(m_directory.path(), 0600), 0);
+    EXPECT_EQ(replace(m_path), "no error");
+    EXPECT_EQ(files(), 2);
+    EXPECT_EQ(running.write("whole"), 0);
+    EXPECT_EQ(replace(m_path, "newer"), "no error");
+    EXPECT_EQ(files(), 2); // also one that is written and not yet renamed
+    EXPECT_EQ(running.rename(m_directory / "other"), 0);
+    EXPECT_EQ(readFile(m_directory / "other"), "whole");
+    EXPECT_EQ(readFile(m_path), "newer");
+}
+
+TEST_F(FileIo, ErrorsShowPathsWithoutControlCharacters)
+{
+    EXPECT_EQ(read("a\n\033[2J"), R"(cannot open a\n\x1b[2J: No such file or directory)");
+    EXPECT_EQ(replace("a\nb/\033"), R"(cannot write a\nb/\x1b: No such file or directory)");
 }
 
 TEST_F(FileIo, ReplaceDoesNotTouchWhatOthersHaveOpen)

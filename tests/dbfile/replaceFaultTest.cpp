@@ -4,8 +4,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <new>
 #include <string>
 
 #include <fcntl.h>
@@ -18,6 +20,8 @@ namespace {
 
 /** What happens in the next call that makes a file safe; each test sets its own. */
 int failingCall = 0;
+int failure = EIO;
+bool allocationsChangeErrno = false;
 bool raisesSignal = false;
 int calls = 0;
 
@@ -27,13 +31,33 @@ bool thisCallFails()
         ::raise(SIGTERM);
     if (++calls != failingCall)
         return false;
-    errno = EIO;
+    errno = failure;
     return true;
 }
 
 } // namespace
 
 // The program's own functions stand before the C library's.
+
+void* operator new(std::size_t size)
+{
+    void* const memory = std::malloc(size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    if (allocationsChangeErrno)
+        errno = ENOENT;
+    return memory;
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
 
 extern "C" int fsync(int fd)
 {
@@ -61,6 +85,8 @@ protected:
     ReplaceFault()
     {
         failingCall = 0;
+        failure = EIO;
+        allocationsChangeErrno = false;
         raisesSignal = false;
         calls = 0;
         writeFile(m_path, "old");
@@ -69,8 +95,11 @@ protected:
     std::string replace() const
     {
         try {
+            allocationsChangeErrno = true;
             replaceFile(m_path, "new");
+            allocationsChangeErrno = false;
         } catch (const FileError& error) {
+            allocationsChangeErrno = false;
             return error.what();
         }
         return "no error";
@@ -113,6 +142,29 @@ TEST_F(ReplaceFault, DirectoryThatIsNotFlushedIsReportedWithTheNewFileInPlace)
     EXPECT_EQ(replace(), "cannot write " + m_directory.path().string() + ": Input/output error");
     EXPECT_EQ(readFile(m_path), "new");
     EXPECT_EQ(files(), 1);
+}
+
+TEST_F(ReplaceFault, DirectoryThatCannotBeFlushedIsNoFailure)
+{
+    failingCall = 3;
+    failure = EINVAL;
+    EXPECT_EQ(replace(), "no error");
+    EXPECT_EQ(calls, 3);
+    failingCall = 1; // of a file it is one
+    calls = 0;
+    EXPECT_EQ(replace(), "cannot write " + m_path.string() + ": Invalid argument");
+}
+
+TEST_F(ReplaceFault, ReadThatFailsIsNamedByItsOwnReason)
+{
+    try {
+        allocationsChangeErrno = true;
+        readWholeFile("/proc/self/mem");
+        ADD_FAILURE() << "it was read";
+    } catch (const FileError& error) {
+        EXPECT_STREQ(error.what(), "cannot read /proc/self/mem: Input/output error");
+    }
+    allocationsChangeErrno = false;
 }
 
 TEST_F(ReplaceFault, SignalThatEndsTheProcessLeavesNoTemporaryFile)

@@ -203,6 +203,14 @@ TEST_F(BadInput, ResultsThatCannotBeWrittenAreAnError)
     }
 }
 
+TEST_F(BadInput, StaysTheReasonWhereTheResultCannotBeWrittenEither)
+{
+    fs::remove(m_directory / "bad");
+    const ProcessResult result = tool({"explain", "node.cfg"}, {.output = "/dev/full"});
+    EXPECT_EQ(result.status, nodeUnusable);
+    EXPECT_THAT(result.err, HasSubstr("cannot write to standard output"));
+}
+
 /** A disk of 64 KiB, for those who may mount one. */
 class SmallDisk
 {

@@ -55,6 +55,17 @@ TEST_F(ColourTest, MatchingEntriesAreColouredAtATerminal)
     EXPECT_THAT(atTerminal({}, {"explain", "node.cfg"}), HasSubstr("\033[32mmatches a_1\033[0m"));
 }
 
+TEST_F(ColourTest, ValueThatATerminalWouldActOnIsEscapedThere)
+{
+    DbBuilder().text("/a", "\033[2J\n").text("/b", "b\"").write(m_directory / "a.db");
+    write("node.cfg", configText({{"a", "1", {"a.db"}}}));
+    EXPECT_EQ(atTerminal({}, {"get", "node.cfg", "/a"}), "\"\\x1b[2J\\n\"\r\n");
+    EXPECT_EQ(atTerminal({}, {"get", "node.cfg", "/b"}), "b\"\r\n");
+    DbBuilder().text("/a", "\x7F\xC2\x9B").write(m_directory / "a.db");
+    EXPECT_THAT(atTerminal({}, {"get", "--json", "node.cfg", "/a"}),
+                HasSubstr("\"value\": \"\\u007f\\u009b\""));
+}
+
 TEST_F(ColourTest, EachStreamIsLookedAtForItself)
 {
     atTerminal({}, {"check", "bad.db"});

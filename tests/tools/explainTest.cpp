@@ -82,6 +82,38 @@ TEST_F(Explain, ShowsTheWholeWayFromTheNodeToTheValue)
                  "");
 }
 
+TEST_F(Explain, EmptyRecordIsNamedOnlyWhereItChangedSomething)
+{
+    DbBuilder().u16("/gain", {}).write(m_directory / "unit.db");
+    DbBuilder().u16("/gain", {}).write(m_directory / "common.db");
+    EXPECT_EQ(client("/gain"), Json::parse(R"({"result": "value", "production": false,
+        "file": "common.db", "type": "U16", "value": []})"));
+    DbBuilder().u16("/gain", {}).write(m_directory / "board.db");
+    EXPECT_EQ(client("/gain")["result"], "type mismatch");
+    EXPECT_EQ(client("/gain")["file"], "board.db");
+}
+
+TEST_F(Explain, ShowsNothingFromFilesThatATerminalWouldActOn)
+{
+    const std::string hostile = "\033]0;x\a\n9  line 1\x9B";
+    DbBuilder()
+        .text("/componentConfigId", "unit_1 " + hostile)
+        .u8("/" + hostile, {1})
+        .write(m_directory / "prod.db");
+    write("unit.db", "");
+    DbBuilder().text("/" + hostile, hostile).u8("/gain", {1}).write(m_directory / hostile);
+    DbBuilder().u8("/gain", {1}).write(m_directory / ("2" + hostile));
+    write(hostile + "cfg",
+          configText({{"unit", "1", {hostile, "absent" + hostile}}, {hostile, "1", {hostile}}}));
+    const ProcessResult result = explain({"--all", hostile + "cfg", "/gain", hostile});
+    EXPECT_EQ(result.status, 5);
+    for (const std::string& output : {result.out, result.err})
+        for (const char c : output)
+            ASSERT_TRUE(c == '\n' || (c >= ' ' && c < '\x7F')) << output;
+    EXPECT_THAT(result.out, Not(HasSubstr("\n9  line 1")));
+    EXPECT_THAT(result.out, HasSubstr("\\x1b]0;x\\x07\\n9  line 1\\x9b"));
+}
+
 TEST_F(Explain, EarliestFileWins)
 {
     EXPECT_EQ(client("/gain"), Json::parse(R"({"result": "value", "production": false,

@@ -72,6 +72,28 @@ TEST_F(Get, SeveralKeysStandBeforeTheirValuesInTheOrderAskedFor)
                  "/u8\t0 255\n/text\ttwo  words \n/componentConfigId\tboard-x_R2B unit_1\n", "");
 }
 
+TEST_F(Get, SeveralKeysCannotForgeALine)
+{
+    DbBuilder()
+        .text("/lines", "a\n/u8\t1")
+        .text("/tab\tx\n", "\033[2J\xC2\x9B")
+        .text("/quoted", "\"a\\n\"")
+        .text("/bytes", "\xFF\0"s)
+        .text("/umlaut", "\xC3\xBC \\n")
+        .write(m_directory / "unit.db");
+    expectResult(get({"node.cfg", "/lines", "/tab\tx\n", "/quoted", "/bytes", "/umlaut"}), 0,
+                 "/lines\t\"a\\n/u8\\t1\"\n"
+                 "\"/tab\\tx\\n\"\t\"\\x1b[2J\\xc2\\x9b\"\n"
+                 "/quoted\t\"\\\"a\\\\n\\\"\"\n"
+                 "/bytes\t\"\\xff\\x00\"\n"
+                 "/umlaut\t\xC3\xBC \\n\n",
+                 "");
+    expectResult(get({"node.cfg", "/lines"}), 0, "a\n/u8\t1\n", "");
+    expectResult(get({"node.cfg", "/no\n\033"}), 1, "",
+                 "varnix: /no\\n\\x1b: there is no such key; see varnix explain node.cfg "
+                 "/no\\n\\x1b\n");
+}
+
 TEST_F(Get, ProductionDatabaseHidesTheComponents)
 {
     expectResult(get({"node.cfg", "/both"}), 0, "1\n", "");

@@ -1,4 +1,5 @@
 #include "command.h"
+#include "dbfile/shown.h"
 #include "dbfile/sourceParser.h"
 #include "files.h"
 #include "terminal.h"
@@ -44,7 +45,8 @@ void refuseReplacing(const std::string& replaced, const std::string& path, const
                      const std::string& option)
 {
     if (isSameFile(path, replaced))
-        throw Failure(Status::WRONG_USAGE, "varnix: the " + role + " would replace " + replaced +
+        throw Failure(Status::WRONG_USAGE, "varnix: the " + role + " would replace " +
+                                               DbFile::shown(replaced) +
                                                "; name another file with " + option);
 }
 

@@ -1,6 +1,7 @@
 #include "configuration.h"
 
 #include "command.h"
+#include "dbfile/shown.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -22,10 +23,11 @@ bool isReadFailure(const DBUtils::ConfigError& error)
 
 std::string positionedText(const DBUtils::ConfigError& error, const std::string& config)
 {
-    const std::string place =
-        error.line > 0 ? error.file + ":" + std::to_string(error.line) : config;
+    const std::string place = error.line > 0
+                                  ? DbFile::shown(error.file) + ":" + std::to_string(error.line)
+                                  : DbFile::shown(config);
     const bool isSyntax = error.kind == DBUtils::ConfigError::Kind::UNREADABLE;
-    return place + ": error: " + (isSyntax ? error.reason : describe(error, config));
+    return place + ": error: " + (isSyntax ? error.reason : describe(error, DbFile::shown(config)));
 }
 
 /** Failure with NODE_UNUSABLE when the configuration file cannot be opened or has no end. */
@@ -34,14 +36,17 @@ void refuseUnopened(const std::string& config)
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(config, error);
     if (std::filesystem::is_fifo(status) || std::filesystem::is_socket(status))
-        throw Failure(Status::NODE_UNUSABLE,
-                      "varnix: no configuration: " + config + " is a pipe or a socket");
+        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: " + DbFile::shown(config) +
+                                                 " is a pipe or a socket");
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-        throw Failure(Status::NODE_UNUSABLE,
-                      "varnix: no configuration: " + config + " is a directory or a device");
-    if (::access(config.c_str(), R_OK) != 0)
-        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot open " + config +
-                                                 ": " + std::system_category().message(errno));
+        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: " + DbFile::shown(config) +
+                                                 " is a directory or a device");
+    if (::access(config.c_str(), R_OK) == 0)
+        return;
+    const int reason = errno; // before anything else can change it
+    throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot open " +
+                                             DbFile::shown(config) + ": " +
+                                             std::system_category().message(reason));
 }
 
 } // namespace
@@ -53,8 +58,8 @@ std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& confi
     std::vector<DBUtils::DbConfiguration> entries;
     const auto error = DBUtils::readConfigFile(config, entries, lines);
     if (error && isReadFailure(*error))
-        throw Failure(Status::NODE_UNUSABLE,
-                      "varnix: no configuration: cannot read " + config + ": " + error->reason);
+        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot read " +
+                                                 DbFile::shown(config) + ": " + error->reason);
     if (error)
         throw Failure(Status::INVALID, positionedText(*error, config));
     return entries;

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -50,8 +51,11 @@ void printDocument(Json&& document)
 {
     alignas(Json) static std::array<std::byte, sizeof(Json)> kept;
     const auto* const lasting = new (&kept) Json(std::move(document));
-    // Keys and paths may be any bytes; what is not UTF-8 in them is shown as U+FFFD.
-    const std::string text = lasting->dump(2, ' ', false, Json::error_handler_t::replace);
+    // Keys and paths may be any bytes; what is not UTF-8 in them is shown as U+FFFD. A terminal
+    // gets no control character, and JSON escapes all of them only with everything that is not
+    // ASCII.
+    const bool isAscii = ::isatty(STDOUT_FILENO) != 0;
+    const std::string text = lasting->dump(2, ' ', isAscii, Json::error_handler_t::replace);
     std::set_new_handler(nullptr); // no second document
     std::cout << text << '\n';
 }

@@ -1,19 +1,18 @@
 #include "explainFindings.h"
 
 #include "dbfile/decoder.h"
+#include "dbfile/directory.h"
+#include "dbfile/shown.h"
 #include "dbfile/types.h"
 
 #include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <string_view>
 #include <system_error>
 #include <utility>
-
-#include <dirent.h>
 
 namespace Varnix::Tool {
 
@@ -40,9 +39,9 @@ void findInEntries(const Explanation& explanation, Findings& findings)
     const std::vector<ExplainedEntry>& entries = explanation.entries;
     for (std::size_t i = 0; i < entries.size(); ++i)
         if (entries[i].matches.empty())
-            findings.push_back(
-                {Severity::NOTE, explanation.config, entries[i].line,
-                 entryText(i) + ": " + entries[i].pattern + " matches none of the identities"});
+            findings.push_back({Severity::NOTE, explanation.config, entries[i].line,
+                                entryText(i) + ": " + DbFile::shown(entries[i].pattern) +
+                                    " matches none of the identities"});
     if (std::none_of(explanation.files.begin(), explanation.files.end(),
                      [](const ExplainedFile& file) { return file.selected; }))
         findings.push_back({Severity::WARNING, explanation.config, 0,
@@ -55,8 +54,8 @@ void findInFile(const Explanation& explanation, const ExplainedFile& file, Findi
     const std::size_t entry = file.listings.front().entry;
     const int line = explanation.entries[entry].line;
     if (!file.selected)
-        findings.push_back(
-            {Severity::NOTE, explanation.config, line, "no entry that matches lists " + file.path});
+        findings.push_back({Severity::NOTE, explanation.config, line,
+                            "no entry that matches lists " + DbFile::shown(file.path)});
     if (file.problem)
         findings.push_back(
             {file.selected ? Severity::ERROR : Severity::WARNING, explanation.config, line,
@@ -82,26 +81,6 @@ fs::path resolved(const fs::path& path)
     return fs::weakly_canonical(path, error);
 }
 
-struct CloseDirectory
-{
-    void operator()(DIR* directory) const noexcept { ::closedir(directory); }
-};
-
-/**
- * What a directory holds; nothing where it cannot be read. Without the standard library's iterator,
- * which ends the process when memory runs out.
- */
-std::vector<std::string> namesIn(const fs::path& directory)
-{
-    const std::unique_ptr<DIR, CloseDirectory> listing(
-        ::opendir(directory.empty() ? "." : directory.c_str()));
-    std::vector<std::string> names;
-    if (listing)
-        while (const dirent* const entry = ::readdir(listing.get()))
-            names.emplace_back(entry->d_name);
-    return names;
-}
-
 /** Database files that stand beside the listed ones and that nothing lists. */
 void findUnlisted(const Explanation& explanation, Findings& findings)
 {
@@ -116,7 +95,7 @@ void findUnlisted(const Explanation& explanation, Findings& findings)
     std::set<fs::path> unlisted;
     for (const fs::path& directory : directories) {
         std::error_code error;
-        for (const std::string& name : namesIn(directory)) {
+        for (const std::string& name : DbFile::namesIn(directory)) {
             const fs::path path = directory / name;
             if (fs::is_regular_file(path, error) && known.insert(resolved(path)).second &&
                 looksLikeDatabase(path))
@@ -134,9 +113,9 @@ void findHidden(const Explanation& explanation, Findings& findings)
         if (hiding == nullptr || hiding->value.type == hidden.value.type)
             continue;
         const std::string type = typeText(hidden.value.type);
-        std::string text = key;
+        std::string text = DbFile::shown(key);
         text.append(": ").append(typeText(hiding->value.type)).append(" here hides ");
-        text.append(type).append(" in ").append(explanation.files[hidden.file].path);
+        text.append(type).append(" in ").append(DbFile::shown(explanation.files[hidden.file].path));
         text.append(": a client that reads ").append(type).append(" gets a type mismatch");
         findings.push_back({Severity::WARNING, explanation.production->path, 0, std::move(text)});
     }

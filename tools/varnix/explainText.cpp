@@ -1,3 +1,4 @@
+#include "dbfile/shown.h"
 #include "dbfile/sourceLine.h"
 #include "dbfile/sourceValue.h"
 #include "dbfile/types.h"
@@ -30,7 +31,7 @@ std::string joined(const std::vector<std::string>& words)
 {
     std::string text;
     for (const std::string& word : words)
-        text.append(text.empty() ? "" : " ").append(word);
+        text.append(text.empty() ? "" : " ").append(DbFile::shown(word));
     return text;
 }
 
@@ -50,7 +51,7 @@ public:
     {
         std::cout << heading("Production database: ");
         if (m_explanation.production)
-            std::cout << m_explanation.production->path << " (named by "
+            std::cout << DbFile::shown(m_explanation.production->path) << " (named by "
                       << m_explanation.production->variable << ")\n";
         else
             std::cout << "none: " << m_explanation.noProduction.value_or("") << '\n';
@@ -61,10 +62,12 @@ public:
 
     void printEntries() const
     {
-        std::cout << '\n' << heading("Entries of " + m_explanation.config + ':') << '\n';
+        std::cout << '\n'
+                  << heading("Entries of " + DbFile::shown(m_explanation.config) + ':') << '\n';
         for (std::size_t i = 0; i < m_explanation.entries.size(); ++i) {
             const ExplainedEntry& entry = m_explanation.entries[i];
-            std::cout << "  " << i << "  line " << entry.line << "  " << entry.pattern << "  "
+            std::cout << "  " << i << "  line " << entry.line << "  "
+                      << DbFile::shown(entry.pattern) << "  "
                       << (entry.matches.empty()
                               ? "matches nothing"
                               : m_painter.paint(Colour::GREEN, "matches " + joined(entry.matches)))
@@ -78,7 +81,7 @@ public:
         for (std::size_t i = 0; i < m_explanation.files.size(); ++i) {
             const ExplainedFile& file = m_explanation.files[i];
             if (file.selected)
-                std::cout << "  " << i + 1 << "  " << file.path << "  entry "
+                std::cout << "  " << i + 1 << "  " << DbFile::shown(file.path) << "  entry "
                           << file.listings.front().entry << repeats(file) << '\n';
         }
     }
@@ -89,14 +92,15 @@ public:
         std::size_t width = std::string(productionName).size();
         for (const ExplainedFile& file : m_explanation.files)
             if (file.parameters.contains(key))
-                width = std::max(width, file.path.size());
+                width = std::max(width, DbFile::shown(file.path).size());
         const StoredValue* const inProduction = m_explanation.productionStore.find(key);
         std::cout << "  " << padded(productionName, width) << "  "
                   << (inProduction == nullptr ? "-" : valueText(inProduction->value)) << '\n';
         for (const ExplainedFile& file : m_explanation.files)
             if (const auto found = file.parameters.find(key); found != file.parameters.end())
-                std::cout << "  " << padded(file.path, width) << "  " << valueText(found->second)
-                          << (file.selected ? "" : "  (not selected)") << '\n';
+                std::cout << "  " << padded(DbFile::shown(file.path), width) << "  "
+                          << valueText(found->second) << (file.selected ? "" : "  (not selected)")
+                          << '\n';
         std::cout << "  => " << answerText(m_explanation.answerFor(key)) << '\n';
     }
 
@@ -106,7 +110,7 @@ public:
             return;
         std::cout << '\n' << heading("Findings:") << '\n';
         for (const NodeFinding& finding : findings) {
-            std::cout << finding.file;
+            std::cout << DbFile::shown(finding.file);
             if (finding.line > 0)
                 std::cout << ':' << finding.line;
             std::cout << ": "
@@ -144,7 +148,7 @@ private:
         const std::string source = answer.fromProduction ? "the production database"
                                    : m_explanation.files.empty()
                                        ? ""
-                                       : m_explanation.files[answer.file].path;
+                                       : DbFile::shown(m_explanation.files[answer.file].path);
         switch (answer.kind) {
         case Answer::Kind::NO_DATABASE:
             return "a client gets no database: a selected file cannot be used";

@@ -1,5 +1,7 @@
 #include "command.h"
 #include "dbfile/finding.h"
+#include "dbfile/shown.h"
+#include "dbfile/sourceLine.h"
 #include "document.h"
 #include "nodeDiagnosis.h"
 
@@ -15,6 +17,7 @@
 
 #include <CLI/Validators.hpp>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 #include <varnix/dbRegistryIf.h>
 
 namespace Varnix::Tool {
@@ -103,8 +106,8 @@ constexpr std::array typedReads{
 /** Why there is no value for a key; explain knows where it was looked for. */
 Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
 {
-    return {Status::NO,
-            "varnix: " + key + ": " + why + "; see varnix explain " + options.config + ' ' + key};
+    return {Status::NO, "varnix: " + DbFile::shown(key) + ": " + why + "; see varnix explain " +
+                            DbFile::shown(options.config) + ' ' + DbFile::shown(key)};
 }
 
 /** The value with the one type that accepts the key; nothing: it is absent. Failure with No. */
@@ -156,9 +159,20 @@ std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
     return database;
 }
 
-void printLine(const std::string& start, const Value& value)
+/** A key or a value that can neither end its line nor act on a terminal, as in a text source. */
+std::string fieldOf(const std::string& text)
 {
-    std::cout << start << std::visit([](const auto& held) { return lineOf(held); }, value) << '\n';
+    return DbFile::isShowable(text) && !text.starts_with('"') ? text : DbFile::quoted(text);
+}
+
+/** The bare value of one key is the value itself, except at a terminal. */
+void printLine(const std::string& key, const Value& value, bool isOnly)
+{
+    const std::string line = std::visit([](const auto& held) { return lineOf(held); }, value);
+    if (!isOnly)
+        std::cout << fieldOf(key) << '\t';
+    const bool isBare = isOnly && (::isatty(STDOUT_FILENO) == 0 || DbFile::isShowable(line));
+    std::cout << (isBare ? line : fieldOf(line)) << '\n';
 }
 
 Status get(const GetOptions& options)
@@ -175,7 +189,7 @@ Status get(const GetOptions& options)
             if (document)
                 (*document)["values"].push_back(documentOf(key, parameter));
             else
-                printLine(options.keys.size() > 1 ? key + "\t" : "", parameter.value);
+                printLine(key, parameter.value, options.keys.size() == 1);
         } catch (const Failure& failure) {
             if (document)
                 (*document)["errors"].push_back({{"key", key},

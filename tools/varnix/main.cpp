@@ -1,4 +1,5 @@
 #include "command.h"
+#include "dbfile/shown.h"
 #include "document.h"
 
 #include <algorithm>
@@ -22,6 +23,18 @@ std::string helpFor(const CLI::App& app)
 {
     const std::vector<CLI::App*> named = app.get_subcommands();
     return app.get_name() + (named.empty() ? "" : ' ' + named.front()->get_name()) + " --help";
+}
+
+/** The parser's message, in which words of the command line are as they were given. */
+std::string shownLines(std::string_view text)
+{
+    std::string lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.append(lines.empty() ? "" : "\n").append(Varnix::DbFile::shown(text.substr(0, end)));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
 }
 
 /** A message on standard error and, where one document was asked for, in that document. */
@@ -62,7 +75,7 @@ Status run(int argc, char** argv)
             return Status::DONE;
         }
         return fail(Status::WRONG_USAGE,
-                    std::string("varnix: ") + error.what() + "\nTry " + helpFor(app) + '.',
+                    "varnix: " + shownLines(error.what()) + "\nTry " + helpFor(app) + '.',
                     asDocument);
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
@@ -80,6 +93,8 @@ int main(int argc, char** argv)
         if (std::cout.flush())
             return static_cast<int>(status);
         std::cerr << "varnix: cannot write to standard output\n";
+        if (status > Status::NO) // an earlier failure stays the reason
+            return static_cast<int>(status);
     } catch (const std::exception& error) {
         std::cerr << "varnix: " << error.what() << '\n';
     }

@@ -3,6 +3,7 @@
 #include "command.h"
 #include "configuration.h"
 #include "dbfile/decoder.h"
+#include "dbfile/shown.h"
 #include "files.h"
 #include "production.h"
 #include "selection.h"
@@ -49,10 +50,12 @@ void refuseUnusableNode(const std::string& config)
     for (const std::string& path :
          Backend::Selection::selectFiles(readConfiguration(config), identities))
         if (const std::optional<std::string> problem = problemWith(path))
-            throw Failure(Status::NODE_UNUSABLE, "varnix: a database file that " + config +
+            throw Failure(Status::NODE_UNUSABLE, "varnix: a database file that " +
+                                                     DbFile::shown(config) +
                                                      " selects cannot be used: " + *problem);
     throw Failure(Status::NODE_UNUSABLE,
-                  "varnix: the library's trace events tell why it cannot use " + config);
+                  "varnix: the library's trace events tell why it cannot use " +
+                      DbFile::shown(config));
 }
 
 } // namespace Varnix::Tool

@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "dbfile/decoder.h"
+#include "dbfile/shown.h"
 #include "dbfile/types.h"
 #include "files.h"
 #include "store.h"
@@ -70,9 +71,9 @@ std::vector<std::string> requireIdentities(const std::optional<Production>& prod
     const StoredValue* const found = store.find(identitiesKey);
     if (found == nullptr || found->value.type != DbFile::charType)
         throw Failure(Status::NODE_UNUSABLE, "varnix: no identities: the production database " +
-                                                 production->file.path + " holds no text at " +
-                                                 identitiesKey + "\nAdd it to its source" +
-                                                 alternative + '.');
+                                                 DbFile::shown(production->file.path) +
+                                                 " holds no text at " + identitiesKey +
+                                                 "\nAdd it to its source" + alternative + '.');
     return Backend::DBUtils::tokenize(found->value.data, " ");
 }
 

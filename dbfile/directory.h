@@ -1,0 +1,15 @@
+#ifndef VARNIX_DBFILE_DIRECTORY_H
+#define VARNIX_DBFILE_DIRECTORY_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Varnix::DbFile {
+
+/** The names in a directory, an empty path being the current one; none where it cannot be read. */
+std::vector<std::string> namesIn(const std::filesystem::path& directory);
+
+} // namespace Varnix::DbFile
+
+#endif

@@ -1,0 +1,56 @@
+#include "dbfile/shown.h"
+
+#include <gtest/gtest.h>
+
+namespace Varnix::DbFile {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Shown, TextIsAsItIs)
+{
+    for (const std::string text : {"", "plain [text] \"'~", "gr\xC3\xBC\xC3\x9F", "\xE2\x82\xAC",
+                                   "\xF0\x9F\x98\x80", "\xC2\xA0", "\xED\x9F\xBF"}) {
+        EXPECT_EQ(shown(text), text);
+        EXPECT_TRUE(isShowable(text));
+    }
+}
+
+TEST(Shown, ControlCharactersAreEscaped)
+{
+    EXPECT_EQ(shown("a\tb\nc\rd\033[2J\x7F\0"s), "a\\tb\\nc\\x0dd\\x1b[2J\\x7f\\x00");
+    for (char c = 0; c < ' '; ++c)
+        EXPECT_FALSE(isShowable(std::string("a") + c));
+    EXPECT_FALSE(isShowable("\x7F"));
+}
+
+TEST(Shown, ABackslashIsDoubledSoThatNothingLooksLikeAnother)
+{
+    EXPECT_EQ(shown("\\n"), "\\\\n");
+    EXPECT_TRUE(isShowable("\\"));
+}
+
+TEST(Shown, BytesThatAreNoUtf8OrAControlCharacterInItAreEscaped)
+{
+    for (const auto& [bytes, text] : {std::pair{"\x9B"s, "\\x9b"s},
+                                      {"\xC2\x9B", "\\xc2\\x9b"},
+                                      {"\xC0\x80", "\\xc0\\x80"},
+                                      {"\xC1\xBF", "\\xc1\\xbf"},
+                                      {"\xE0\x9F\xBF", "\\xe0\\x9f\\xbf"},
+                                      {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+                                      {"\xF0\x8F\xBF\xBF", "\\xf0\\x8f\\xbf\\xbf"},
+                                      {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+                                      {"\xF5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
+                                      {"\xC3", "\\xc3"},
+                                      {"\xC3 ", "\\xc3 "},
+                                      {"\xE2\x82", "\\xe2\\x82"},
+                                      {"\xE2\x82 ", "\\xe2\\x82 "},
+                                      {"\x80", "\\x80"},
+                                      {"\xFF", "\\xff"}}) {
+        EXPECT_EQ(shown(bytes), text);
+        EXPECT_FALSE(isShowable(bytes));
+    }
+}
+
+} // namespace
+} // namespace Varnix::DbFile
