@@ -13,6 +13,13 @@ namespace V1 {
 /**
  * Where a process gets its parameter databases. There is one registry in a process.
  *
+ * ```
+ * auto database = Varnix::V1::DbRegistryIf::getInstance().initDb("/etc/node/component.cfg");
+ * std::vector<std::uint16_t> gain;
+ * if (database && database->get("/unit/gain", gain) == Varnix::V1::DatabaseIf::RetCode::OK)
+ *     std::cout << gain.size() << " gains\n";
+ * ```
+ *
  * Threads: every operation may be called from any thread at any time.
  */
 class VARNIX_EXPORT DbRegistryIf
