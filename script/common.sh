@@ -21,8 +21,10 @@ packages_trace="lttng-tools babeltrace2"
 packages_test="make liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools libglib2.0-dev libasio-dev catch2"
 packages_package="debhelper dpkg-dev lintian fakeroot git"
-packages_aarch64="g++-aarch64-linux-gnu qemu-user liblttng-ust-dev:arm64 libconfig-dev:arm64
-    libedit-dev:arm64 liblttng-ctl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64"
+packages_aarch64_build="g++-aarch64-linux-gnu pkg-config:arm64 liblttng-ust-dev:arm64
+    libconfig-dev:arm64 libedit-dev:arm64"
+packages_aarch64="$packages_aarch64_build qemu-user liblttng-ctl-dev:arm64 libgtest-dev:arm64
+    libgmock-dev:arm64"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev llvm" # the last names functions in reports, and so what leaks
@@ -43,6 +45,13 @@ need_packages() {
     # shellcheck disable=SC2086
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
         $missing >/dev/null
+}
+
+# Lets packages of another of Debian's architectures be installed here.
+need_architecture() {
+    dpkg --print-foreign-architectures | grep -qx "$1" && return
+    as_root dpkg --add-architecture "$1"
+    as_root apt-get update -qq
 }
 
 # Configures and builds a preset; a tree that is up to date costs a moment.
