@@ -4,8 +4,8 @@
 usage: compileExamples.py --prefix PREFIX --compiler COMPILER DOCUMENT...
 
 A literal block is one of four things: a file or a session, which runDocument.py runs; a text that is
-marked with the word "text" after its backquotes, for drawings and the like; a synopsis, which must
-say what the header says that it includes; or C++, which must compile without a warning, a whole
+marked with the word "text" after its backquotes, for drawings and the like; a synopsis, whose
+declarations must stand in the headers that it includes; or C++, which must compile without a warning, a whole
 program or declarations as they are, statements as a function's body. Anything else is an error.
 """
 
@@ -73,12 +73,13 @@ class Examples:
 
     def differs(self, synopsis):
         """How a synopsis that declares a class differs from the header that it includes."""
-        header = re.search(r"#include <(varnix/[\w/]+\.h)>", synopsis)
-        if not header:
-            return "the synopsis includes no header"
-        of_header = class_of((self.include / header[1]).read_text(encoding="utf-8"))
-        if declarations(class_of(synopsis)) != declarations(of_header):
-            return f"the synopsis is not what {header[1]} declares"
+        headers = re.findall(r"#include <(varnix/[\w/]+\.h)>", synopsis)
+        text = "".join((self.include / name).read_text(encoding="utf-8") for name in headers)
+        declared = declarations(text)
+        for statement in re.split(r"[;{}]", class_of(synopsis)):
+            words = re.sub(r"^(public|protected|private) : ", "", declarations(statement))
+            if words and words not in declared:
+                return f"not declared so in {', '.join(headers) or 'any header'}: {words}"
         return ""
 
 
