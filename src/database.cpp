@@ -52,9 +52,9 @@ template <typename Output>
 DatabaseIf::RetCode Database::read(const std::string& key, Output& output) const
 {
     const Backend::ParamKey paramKey(key);
-    DatabaseImpl::ResultCode result = m_prodDb->get(paramKey, output);
+    DatabaseImpl::ResultCode result = m_prodDb->find(paramKey, output);
     if (result == DatabaseImpl::ResultCode::NOT_FOUND)
-        result = m_db->get(paramKey, output);
+        result = m_db->find(paramKey, output);
     return convertRetCode(result);
 }
 

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <new>
 #include <shared_mutex>
+#include <string_view>
 
 namespace Varnix::Backend {
 
@@ -27,7 +28,10 @@ static_assert(sizeof(Entry) == sizeof(Shown) && offsetof(Entry, text) == offseto
               offsetof(Entry, value) + offsetof(DbParam_t, length) == offsetof(Shown, valueSize) &&
               offsetof(Entry, value) + offsetof(DbParam_t, type) == offsetof(Shown, type));
 
-/** The bytes that a parameter really has: none where an allocation failed under it. */
+/**
+ * The bytes that there are: none where memory ran out under a parameter, whose length stays what it
+ * was.
+ */
 std::uint32_t byteCount(const DbParam_t& param) noexcept
 {
     return param.data != nullptr ? param.length : 0;
@@ -46,32 +50,12 @@ unsigned char* allocateValue(std::size_t size) noexcept
     return data;
 }
 
-/** Replaces the content of `values` by `count` big-endian elements; grows at most once. */
-template <typename T>
-void assignElements(std::vector<T>& values, const unsigned char* data, std::size_t count)
-{
-    if (count > values.capacity()) {
-        values.clear();
-        values.reserve(count);
-    }
-    values.resize(count);
-    copyElements(values.data(), data, count);
-}
-
-/** Stores the low bytes of `value`, big-endian. */
-template <typename T>
-void storeElement(unsigned char* data, std::size_t element, std::int64_t value) noexcept
-{
-    auto narrowed = static_cast<T>(value);
-    DBUtils::SwapEnd(narrowed);
-    std::memcpy(data + element * sizeof narrowed, &narrowed, sizeof narrowed);
-}
-
 void replaceText(DbParam_t& param, const std::vector<char>& text)
 {
     if (text.size() == byteCount(param)) {
-        Forks::makeWhole([from = text.data(), size = text.size(), to = param.data] {
-            std::copy_n(from, size, to);
+        Forks::makeWhole([from = text.data(), size = text.size(), to = &param] {
+            std::copy_n(from, size, to->data);
+            to->length = static_cast<std::uint32_t>(size);
         });
         return;
     }
@@ -85,18 +69,6 @@ void replaceText(DbParam_t& param, const std::vector<char>& text)
         to->length = static_cast<std::uint32_t>(size);
     });
     delete[] old;
-}
-
-/** Stores `values` from element `index` on. That is eight bits wide: element 0 follows 255. */
-template <typename T>
-void storeElements(unsigned char* data, unsigned char index,
-                   const std::vector<std::int64_t>& values)
-{
-    Forks::makeWhole([data, index, first = values.data(), count = values.size()] {
-        unsigned char element = index;
-        for (std::size_t i = 0; i < count; ++i)
-            storeElement<T>(data, element++, first[i]);
-    });
 }
 
 } // namespace
@@ -150,10 +122,14 @@ bool DatabaseImpl::store(const DbRecord& record)
         return true;
     }
     DbParam_t& param = m_params.findOrInsert(record.key);
+    const bool heldData = param.data != nullptr;
     delete[] param.data;
     param.data = nullptr;
-    if (record.length == 0)
+    if (record.length == 0) {
+        if (heldData)
+            param.length = 0;
         return true; // the type stays: a new key stays undefined, a known one keeps what it was
+    }
     param.data = allocateValue(record.length);
     if (param.data == nullptr)
         return false;
@@ -164,7 +140,7 @@ bool DatabaseImpl::store(const DbRecord& record)
 }
 
 template <typename T>
-DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry,
+DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator entry,
                                             std::vector<T>& values) const
 {
     const DbParam_t& param = entry->value;
@@ -176,20 +152,20 @@ DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry,
 }
 
 // The overloads that there are.
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<unsigned int>&) const;
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<unsigned short>&) const;
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<unsigned char>&) const;
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<int>&) const;
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<short>&) const;
-template DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator,
+template DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator,
                                                      std::vector<signed char>&) const;
 
-bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& text) const
+bool DatabaseImpl::readStringParam(ParamTable::const_iterator entry, std::string& text) const
 {
     const DbParam_t& param = entry->value;
     if (param.type != TypeOfData_t::CHAR)
@@ -199,21 +175,67 @@ bool DatabaseImpl::readStringParam(Table::const_iterator entry, std::string& tex
     return true;
 }
 
-DatabaseImpl::ResultCode DatabaseImpl::read(Table::const_iterator entry, std::string& text) const
+DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator entry,
+                                            std::string& text) const
 {
     const std::shared_lock lock(m_lock);
     return readStringParam(entry, text) ? ResultCode::SUCCESS : ResultCode::WRONG_TYPE;
 }
 
-DatabaseImpl::ResultCode DatabaseImpl::get(const ParamKey& key,
-                                           std::vector<std::string>& words) const
+DatabaseImpl::ResultCode DatabaseImpl::find(const ParamKey& key,
+                                            std::vector<std::string>& words) const
 {
     words.clear();
     std::string text;
-    const ResultCode result = get(key, text);
+    const ResultCode result = find(key, text);
     if (result == ResultCode::SUCCESS)
         words = DBUtils::tokenize(text, " ");
     return result;
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
+                                           std::vector<unsigned int>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
+                                           std::vector<unsigned short>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
+                                           std::vector<unsigned char>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::vector<int>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::vector<short>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
+                                           std::vector<signed char>& values) const
+{
+    return find(ParamKey(key), values);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
+                                           std::vector<std::string>& words) const
+{
+    return find(ParamKey(key), words);
+}
+
+DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::string& text) const
+{
+    return find(ParamKey(key), text);
 }
 
 void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bool append)
@@ -223,7 +245,8 @@ void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bo
     if (found == nullptr)
         return;
     DbParam_t& param = *found;
-    if (byteCount(param) == 0)
+    const std::string_view oldText = textOf(param);
+    if (oldText.empty())
         Trace::error([] { return "Can not update empty key"; });
     if (param.type != TypeOfData_t::CHAR) {
         Trace::error([&] {
@@ -235,9 +258,8 @@ void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bo
 
     std::vector<char> newText; // not a string, which keeps a short text on the stack
     if (append) {
-        const std::string_view old = textOf(param);
-        newText.reserve(old.size() + 1 + value.size());
-        newText.assign(old.begin(), old.end());
+        newText.reserve(oldText.size() + 1 + value.size());
+        newText.assign(oldText.begin(), oldText.end());
         newText.push_back(' ');
     }
     newText.insert(newText.end(), value.begin(), value.end());
@@ -249,14 +271,20 @@ bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
                                        const std::vector<std::int64_t>& values,
                                        unsigned char index) const
 {
+    return mayWrite(param, WriteValues(values), index);
+}
+
+bool DatabaseImpl::mayWrite(const DbParam_t& param, const WriteValues& values,
+                            unsigned char index) const
+{
     const unsigned int size = sizeofDatatype(param.type);
     if (size == 0) {
         Trace::error(
             [&] { return Trace::text("Can not update a key with datatype: ", param.type); });
         return false;
     }
-    const std::uint32_t capacity = byteCount(param) / size;
-    const std::size_t count = values.size();
+    const std::uint32_t capacity = param.length / size;
+    const std::size_t count = values.count();
     if (capacity < count) {
         Trace::error([&] {
             return Trace::text("Can not update a key with ", capacity, " values, with  ", count,
@@ -269,10 +297,11 @@ bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
             [&] { return Trace::text("Index out of range: ", static_cast<unsigned int>(index)); });
         return false;
     }
-    const auto unfit = std::find_if(values.begin(), values.end(), [&](std::int64_t value) {
+    const auto distinct = values.distinct();
+    const auto unfit = std::find_if(distinct.begin(), distinct.end(), [&](std::int64_t value) {
         return !fitsInDataType(value, param.type);
     });
-    if (unfit != values.end()) {
+    if (unfit != distinct.end()) {
         Trace::error([&] {
             return Trace::text("Can not store the value ", *unfit,
                                " in a key with datatype: ", param.type);
@@ -285,13 +314,26 @@ bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
 void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64_t>& values,
                             unsigned char index)
 {
+    write(key, WriteValues(values), index);
+}
+
+void DatabaseImpl::updateDb(const std::string& key, std::int64_t value, std::size_t count,
+                            unsigned char index)
+{
+    write(key, WriteValues(value, count), index);
+}
+
+void DatabaseImpl::write(const std::string& key, const WriteValues& values, unsigned char index)
+{
     const std::unique_lock lock(m_lock);
     const DbParam_t* const found = m_params.findValue(key);
     if (found == nullptr)
         return;
     const DbParam_t& param = *found;
-    if (!checkUpdatePossible(param, values, index))
+    if (!mayWrite(param, values, index))
         return;
+    if (byteCount(param) == 0)
+        return; // no values, or memory ran out under the parameter
 
     const PublishedStore::Change change(m_published);
     const unsigned int size = findType(param.type)->elementSize;

@@ -6,6 +6,7 @@
 #include "publication.h"
 #include "readMostlyLock.h"
 #include "typeOfData.h"
+#include "writeValues.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -38,6 +39,8 @@ public:
         TypeOfData_t type = TypeOfData_t::UNDEFINED;
     };
 
+    using ParamTable = KeyTable<DbParam_t>;
+
     DatabaseImpl() = default;
     ~DatabaseImpl();
     DatabaseImpl(const DatabaseImpl&) = delete;
@@ -50,25 +53,44 @@ public:
      */
     bool populate(DbContainer& container);
 
-    /**
-     * Reads a parameter into a vector of one of the six integer types or into a string. The output
-     * is untouched unless the answer is SUCCESS.
-     */
+    /** @name Typed reads
+     * The parameter's type must be that of the output; otherwise, and where there is no such key,
+     * the output stays as it was. Only the list of words is empty then.
+     * @{ */
+    ResultCode get(const std::string& key, std::vector<unsigned int>& values) const;
+    ResultCode get(const std::string& key, std::vector<unsigned short>& values) const;
+    ResultCode get(const std::string& key, std::vector<unsigned char>& values) const;
+    ResultCode get(const std::string& key, std::vector<int>& values) const;
+    ResultCode get(const std::string& key, std::vector<short>& values) const;
+    ResultCode get(const std::string& key, std::vector<signed char>& values) const;
+    ResultCode get(const std::string& key, std::vector<std::string>& words) const;
+    ResultCode get(const std::string& key, std::string& text) const;
+    /** @} */
+
+    /** The same reads with a key that is hashed once, for whoever asks several stores. */
     template <typename Output>
-    ResultCode get(const ParamKey& key, Output& output) const
+    ResultCode find(const ParamKey& key, Output& output) const
     {
         const auto found = m_params.find(key);
         return found != m_params.end() ? read(found, output) : ResultCode::NOT_FOUND;
     }
+    ResultCode find(const ParamKey& key, std::vector<std::string>& words) const;
 
-    /** Reads a text as words; empties the output unless the answer is SUCCESS. */
-    ResultCode get(const ParamKey& key, std::vector<std::string>& words) const;
+    /**
+     * Copies the text of a table's entry. False, with `text` as it was, if the entry is no text.
+     * Takes no lock: the caller holds the store's shared one or is alone.
+     */
+    bool readStringParam(ParamTable::const_iterator entry, std::string& text) const;
 
     /** Replaces the text of a CHAR parameter, or appends a blank and `value` to it. */
     void updateDb(const std::string& key, const std::string& value, bool append);
 
     /** Writes `values` into consecutive elements of an integer parameter, from `index` on. */
     void updateDb(const std::string& key, const std::vector<std::int64_t>& values,
+                  unsigned char index);
+
+    /** The same with `value` written `count` times, in memory that does not grow with `count`. */
+    void updateDb(const std::string& key, std::int64_t value, std::size_t count,
                   unsigned char index);
 
     /** Whether `values` may be written at `index` of `param`; traces why not. */
@@ -91,17 +113,17 @@ public:
     PublishedStore& published() noexcept { return m_published; }
 
 private:
-    using Table = KeyTable<DbParam_t>;
-
     template <typename T>
-    ResultCode read(Table::const_iterator entry, std::vector<T>& values) const;
-    ResultCode read(Table::const_iterator entry, std::string& text) const;
-    bool readStringParam(Table::const_iterator entry, std::string& text) const;
+    ResultCode read(ParamTable::const_iterator entry, std::vector<T>& values) const;
+    ResultCode read(ParamTable::const_iterator entry, std::string& text) const;
+
+    void write(const std::string& key, const WriteValues& values, unsigned char index);
+    bool mayWrite(const DbParam_t& param, const WriteValues& values, unsigned char index) const;
 
     bool store(const DbRecord& record);
 
     mutable ReadMostlyLock m_lock;
-    Table m_params;
+    ParamTable m_params;
     PublishedStore m_published;
 };
 

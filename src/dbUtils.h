@@ -4,6 +4,7 @@
 #include "configFile.h"
 #include "tokenize.h"
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -13,14 +14,19 @@ namespace Varnix::Backend::DBUtils {
 /** Bytes of a file that the header's length field does not count. */
 inline constexpr std::uint32_t trailerSize = 14;
 
+/** The element types of a file. */
+template <typename T>
+concept FileInteger = std::same_as<T, unsigned char> || std::same_as<T, signed char> ||
+    std::same_as<T, unsigned short> || std::same_as<T, short> || std::same_as<T, unsigned int> ||
+    std::same_as<T, int>;
+
 /**
  * Converts `value` between big-endian and host order, in place. Unconditional: files are big-endian
  * and every node is little-endian.
  */
-template <typename T>
+template <FileInteger T>
 constexpr void SwapEnd(T& value) noexcept
 {
-    static_assert(sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4);
     if constexpr (sizeof(T) == 2)
         value = static_cast<T>(__builtin_bswap16(static_cast<std::uint16_t>(value)));
     else if constexpr (sizeof(T) == 4)

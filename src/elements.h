@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <vector>
 
 namespace Varnix::Backend {
 
@@ -45,6 +46,19 @@ void copyElements(T* elements, const unsigned char* data, std::size_t count) noe
         return copyElementsWidely(elements, data, count);
 #endif
     copyElementsPlainly(elements, data, count);
+}
+
+/** Replaces the content of `values` by `count` big-endian elements; grows at most once. */
+template <typename T>
+[[gnu::always_inline]] inline void assignElements(std::vector<T>& values, const unsigned char* data,
+                                                  std::size_t count)
+{
+    if (count > values.capacity()) {
+        values.clear();
+        values.reserve(count);
+    }
+    values.resize(count);
+    copyElements(values.data(), data, count);
 }
 
 } // namespace Varnix::Backend

@@ -369,6 +369,20 @@ TEST_F(Populate, DoesTheSameWithoutASessionThatRecords)
     EXPECT_EQ(numbers<unsigned char>("/after"), std::vector<unsigned char>{2});
 }
 
+TEST(ReadStringParam, CopiesTheTextOfAnEntryAndOfNoOther)
+{
+    DatabaseImpl::ParamTable table;
+    unsigned char bytes[] = {'a', '\0', 'b'};
+    table.findOrInsert("/text") = {bytes, 3, TypeOfData_t::CHAR};
+    table.findOrInsert("/u8") = {bytes, 3, TypeOfData_t::U8};
+    const DatabaseImpl store;
+    std::string text = "before";
+    EXPECT_FALSE(store.readStringParam(table.find("/u8"), text));
+    EXPECT_EQ(text, "before");
+    EXPECT_TRUE(store.readStringParam(table.find("/text"), text));
+    EXPECT_EQ(text, std::string("a\0b", 3));
+}
+
 TEST_F(StoreReads, RunInAnyNumberOfThreadsBesideAWriter)
 {
     populate(DbBuilder().u32("/pair", {0, 0}).text("/text", "aaaa"));

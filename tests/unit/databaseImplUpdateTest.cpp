@@ -298,6 +298,42 @@ TEST_F(IntegerWrite, OfNoValuesSucceedsUpToTheEndAndWritesNothing)
     EXPECT_EQ(text("/text"), "ab");
 }
 
+TEST_F(IntegerWrite, OfARepeatedValueIsThatOfAListOfCopies)
+{
+    const DbBuilder file = DbBuilder().s16("/s16", {1, 2, 3, 4}).u8("/u8", Values(300, 0));
+    DatabaseImpl withList;
+    populate(file);
+    populate(withList, file);
+    store.updateDb("/s16", -7, 3, 1);
+    withList.updateDb("/s16", Values(3, -7), 1);
+    EXPECT_EQ(numbers<short>("/s16"), (std::vector<short>{1, -7, -7, -7}));
+    store.updateDb("/u8", 9, 10, 250);
+    withList.updateDb("/u8", Values(10, 9), 250);
+
+    std::vector<unsigned char> ofList;
+    EXPECT_EQ(withList.get("/u8", ofList), ResultCode::SUCCESS);
+    EXPECT_EQ(numbers<unsigned char>("/u8"), ofList);
+}
+
+TEST_F(IntegerWrite, OfARepeatedValueIsRefusedInTheSameWords)
+{
+    populate(DbBuilder().u8("/u8", {5, 6, 7}));
+    listen();
+    store.updateDb("/u8", 1, 16777215, 0);
+    store.updateDb("/u8", 1, 2, 2);
+    store.updateDb("/u8", 256, 3, 0);
+    store.updateDb("/u8", 256, 0, 4);
+    EXPECT_THAT(
+        heard(),
+        ElementsAre(storeError("Can not update a key with ", "3 values, with  16777215 values"),
+                    storeError("Index out of range: ", "2"),
+                    storeError("Can not store the value ", "256 in a key with datatype: U8"),
+                    storeError("Index out of range: ", "4")));
+    store.updateDb("/u8", 256, 0, 3); // no value that could be unfit
+    EXPECT_THAT(heard(), IsEmpty());
+    EXPECT_EQ(numbers<unsigned char>("/u8"), (Bytes{5, 6, 7}));
+}
+
 TEST_F(IntegerWrite, PastElement255GoesOnAtElement0)
 {
     populate(DbBuilder().u8("/u8", Values(300, 0)).u32("/u32", Values(300, 0)));
@@ -351,6 +387,68 @@ TEST_F(IntegerWrite, IsCheckedAgainstTheRecordThatIsGiven)
     EXPECT_FALSE(store.checkUpdatePossible({}, {}, 0));
     EXPECT_THAT(heard(), testing::SizeIs(5));
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(IntegerWrite, IsCheckedAgainstTheLengthAloneOfARecordWithoutBytes)
+{
+    const DatabaseImpl::DbParam_t param{nullptr, 8, TypeOfData_t::U32};
+    listen();
+    EXPECT_TRUE(store.checkUpdatePossible(param, {1, 2}, 0));
+    EXPECT_FALSE(store.checkUpdatePossible(param, {1, 2, 3}, 0));
+    EXPECT_THAT(heard(),
+                ElementsAre(storeError("Can not update a key with ", "2 values, with  3 values")));
+}
+
+TEST_F(IntegerWrite, ToAnEmptiedKeyFindsNoRoom)
+{
+    populate(DbBuilder().u8("/u8", {1, 2}).u8("/u8", {}));
+    EXPECT_THAT(rejected("/u8", Values{1}, 0),
+                ElementsAre(storeError("Can not update a key with ", "0 values, with  1 values")));
+}
+
+/** A store in which memory ran out under the new values of two keys, one after the other. */
+class WriteAfterAFailedLoad : public IntegerWrite
+{
+protected:
+    WriteAfterAFailedLoad()
+    {
+        populate(DbBuilder().u16("/u16", {1, 2}).text("/text", "old"));
+        for (const DbBuilder& file :
+             {DbBuilder().u16("/u16", {3, 4, 5}), DbBuilder().text("/text", "longer")}) {
+            DbContainer container;
+            load(container, file);
+            const AllocationFailure failure(Allocation::NON_THROWING);
+            EXPECT_FALSE(store.populate(container));
+        }
+    }
+};
+
+TEST_F(WriteAfterAFailedLoad, OfNumbersIsCheckedAgainstTheLengthThatWas)
+{
+    EXPECT_THAT(rejected("/u16", Values{7, 8, 9}, 0),
+                ElementsAre(storeError("Can not update a key with ", "2 values, with  3 values")));
+}
+
+TEST_F(WriteAfterAFailedLoad, OfNumbersStoresNothing)
+{
+    EXPECT_THAT(rejected("/u16", Values{7, 8}, 0), IsEmpty());
+    EXPECT_EQ(numbers<unsigned short>("/u16"), std::vector<unsigned short>());
+}
+
+TEST_F(WriteAfterAFailedLoad, OfTextStartsFromNothing)
+{
+    listen();
+    store.updateDb("/text", "new", false); // as long as the text that was
+    EXPECT_THAT(heard(), ElementsAre(storeError("Can not update empty key")));
+    EXPECT_EQ(text("/text"), "new");
+}
+
+TEST_F(WriteAfterAFailedLoad, OfNoTextLeavesItEmpty)
+{
+    store.updateDb("/text", "", false);
+    EXPECT_EQ(text("/text"), "");
+    store.updateDb("/text", "x", true);
+    EXPECT_EQ(text("/text"), " x");
 }
 
 } // namespace

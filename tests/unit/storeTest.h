@@ -56,7 +56,7 @@ protected:
     std::optional<T> read(std::string_view key) const
     {
         T value;
-        if (store.get(key, value) != ResultCode::SUCCESS)
+        if (store.get(std::string(key), value) != ResultCode::SUCCESS)
             return std::nullopt;
         return value;
     }
@@ -78,7 +78,7 @@ protected:
     ResultCode resultOf(std::string_view key) const
     {
         T value;
-        return store.get(key, value);
+        return store.get(std::string(key), value);
     }
 
     /** The answers of all eight reads, in the order in which the store declares them. */
