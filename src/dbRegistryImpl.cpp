@@ -13,6 +13,8 @@
 #include <atomic>
 #include <mutex>
 #include <new>
+#include <stdexcept>
+#include <variant>
 
 #include <pthread.h>
 
@@ -74,6 +76,28 @@ public:
 };
 
 constexpr const char* identitiesKey = "/componentConfigId";
+
+/** How the record of a write of numbers begins; the numbers follow. */
+std::string numbersText(const std::string& key, int index)
+{
+    return Trace::text("updateDbs, key: ", key, ", index: ", index, ", values: ");
+}
+
+/**
+ * Characters of the longest list that is traced. LTTng-UST drops a record that does not fit into
+ * one sub-buffer, and no session gives each CPU sub-buffers of 512 MiB. A list that a parameter
+ * could take is shorter: 16777215 numbers of 11 characters and a comma.
+ */
+constexpr std::size_t longestList = std::size_t{256} << 20U;
+
+/** `text` and then `value` and a comma, `count` times. */
+std::string withRepeated(std::string text, const std::string& value, std::size_t count)
+{
+    text.reserve(text.size() + count * (value.size() + 1));
+    for (std::size_t i = 0; i < count; ++i)
+        text.append(value) += ',';
+    return text;
+}
 
 } // namespace
 
@@ -230,8 +254,8 @@ void DbRegistryImpl::updateEach(const Write& write)
 
 void DbRegistryImpl::updateDbs(const std::string& key, const std::string& value, bool append)
 {
-    if (const auto error = TextValues::textError(value)) {
-        Trace::error([&] { return *error; });
+    if (const auto refusal = TextValues::textError(value)) {
+        Trace::error([&] { return TextValues::describe(*refusal); });
         return;
     }
     Trace::trace1([&] {
@@ -245,14 +269,12 @@ void DbRegistryImpl::updateDbs(const std::string& key, const std::vector<std::st
 {
     std::string list;
     for (const std::string& value : values)
-        list += value + ',';
-    Trace::trace1([&] {
-        return Trace::text("updateDbs, key: ", key, ", index: ", index, ", values: ", list);
-    });
+        list.append(value) += ',';
+    Trace::trace1([&] { return numbersText(key, index) + list; });
 
     const TextValues::Numbers numbers = TextValues::parseNumbers(values);
     if (numbers.error) {
-        Trace::error([&] { return *numbers.error; });
+        Trace::error([&] { return TextValues::describe(*numbers.error); });
         return;
     }
     const auto element = static_cast<unsigned char>(index);
@@ -262,7 +284,22 @@ void DbRegistryImpl::updateDbs(const std::string& key, const std::vector<std::st
 void DbRegistryImpl::updateDbs(const std::string& key, const std::string& value, int index,
                                int count)
 {
-    updateDbs(key, std::vector<std::string>(static_cast<std::size_t>(count), value), index);
+    if (count < 0)
+        throw std::length_error("updateDbs");
+    // As a list of `count` copies, which is never made: its size is the operator's choice.
+    const auto copies = static_cast<std::size_t>(count);
+    if (copies * (value.size() + 1) <= longestList)
+        Trace::trace1([&] { return withRepeated(numbersText(key, index), value, copies); });
+
+    const TextValues::Number number = copies != 0 ? TextValues::parseNumber(value) : 0;
+    if (const auto* const refusal = std::get_if<TextValues::Refusal>(&number)) {
+        Trace::error([&] { return TextValues::describe(*refusal); });
+        return;
+    }
+    const auto element = static_cast<unsigned char>(index);
+    updateEach([&](DatabaseImpl& db) {
+        db.updateDb(key, std::get<std::int64_t>(number), copies, element);
+    });
 }
 
 } // namespace Varnix::Backend

@@ -147,7 +147,7 @@ struct Apply
     }
     void operator()(const WriteIndication::Rejected& request) const
     {
-        Trace::error([&] { return request.reason; });
+        Trace::error([&] { return WriteIndication::describe(request); });
     }
 
     DbRegistryImpl& m_registry;

@@ -1,14 +1,16 @@
 #include "writeIndication.h"
 
+#include <charconv>
 #include <cstddef>
 #include <optional>
-#include <stdexcept>
+#include <system_error>
 
 namespace Varnix::Backend::WriteIndication {
 
 namespace {
 
 using Words = std::vector<std::string>;
+using Reason = Rejected::Reason;
 
 constexpr std::size_t keyWord = 2;
 constexpr std::size_t optionWord = 3;
@@ -17,25 +19,18 @@ constexpr std::size_t textFormWords = 5;
 constexpr int largestCount = 0xFFFFFF; // no parameter has more elements
 
 /** The number that `word` writes in decimal digits alone, if there is one that an int holds. */
-std::optional<int> number(const std::string& word)
+std::optional<int> number(std::string_view word) noexcept
 {
-    if (word.empty() || word.find_first_not_of("0123456789") != std::string::npos)
+    if (word.find_first_not_of("0123456789") != std::string_view::npos)
         return std::nullopt;
-    try {
-        return std::stoi(word);
-    } catch (const std::out_of_range&) {
-        return std::nullopt;
-    }
+    int value = 0;
+    const auto result = std::from_chars(word.data(), word.data() + word.size(), value);
+    return result.ec == std::errc() ? std::optional(value) : std::nullopt;
 }
 
 Words wordsFrom(const Words& words, std::size_t first)
 {
     return {words.begin() + static_cast<Words::difference_type>(first), words.end()};
-}
-
-Rejected invalid(const char* what, const std::string& word)
-{
-    return {std::string("\nDBCSI_DBWRITE_IND with invalid ") + what + ": " + word};
 }
 
 Request parseOptions(const Words& words)
@@ -47,17 +42,18 @@ Request parseOptions(const Words& words)
         const std::string& option = words[next];
         if (option != "-i" && option != "-r")
             break;
-        const std::string value = next + 1 < words.size() ? words[next + 1] : "";
+        const auto value =
+            next + 1 < words.size() ? std::string_view(words[next + 1]) : std::string_view();
         const std::optional<int> converted = number(value);
         if (option == "-i") {
             if (!converted)
-                return invalid("index", value);
+                return Rejected{Reason::INDEX, value};
             index = *converted;
         } else {
             if (!converted || *converted > largestCount)
-                return invalid("count", value);
+                return Rejected{Reason::COUNT, value};
             if (*converted == 0)
-                return invalid("count", "0");
+                return Rejected{Reason::COUNT, "0"};
             count = *converted;
         }
     }
@@ -67,11 +63,24 @@ Request parseOptions(const Words& words)
     if (count == 0)
         return WriteList{key, std::move(values), index};
     if (values.size() != 1)
-        return Rejected{"\nDBCSI_DBWRITE_IND with invalid number of arguments for repeat option."};
+        return Rejected{Reason::REPEATED_VALUES};
     return Repeat{key, std::move(values.front()), index, count};
 }
 
 } // namespace
+
+std::string describe(const Rejected& rejected)
+{
+    const std::string invalid = "\nDBCSI_DBWRITE_IND with invalid ";
+    switch (rejected.reason) {
+    case Reason::INDEX:
+        return (invalid + "index: ").append(rejected.word);
+    case Reason::COUNT:
+        return (invalid + "count: ").append(rejected.word);
+    default:
+        return invalid + "number of arguments for repeat option.";
+    }
+}
 
 Request parse(const Words& words)
 {

@@ -2,6 +2,7 @@
 #define VARNIX_WRITEINDICATION_H
 
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -33,11 +34,22 @@ struct Repeat
     int count;
 };
 
-/** The words ask for nothing that can be done; `reason` is the text to trace. */
+/** The words ask for nothing that can be done. */
 struct Rejected
 {
-    std::string reason;
+    enum class Reason
+    {
+        INDEX,
+        COUNT,
+        REPEATED_VALUES ///< not exactly one
+    };
+
+    Reason reason;
+    std::string_view word{}; ///< the index or count; a part of the words that were parsed
 };
+
+/** The rejection in words. */
+std::string describe(const Rejected& rejected);
 
 using Request = std::variant<SetText, WriteList, Repeat, Rejected>;
 

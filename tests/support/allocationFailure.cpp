@@ -44,12 +44,12 @@ void release(void* memory) noexcept
 }
 
 /** Asks the handler that a program may have set, as operator new does. */
-template <typename... Form>
-void* allocateOrNull(Allocation kind, Form... form)
+template <typename... Alignment>
+void* allocateOrNull(Allocation kind, std::size_t size, Alignment... alignment)
 {
     for (;;) {
-        if (!AllocationFailure::strikes(kind)) {
-            if (void* const memory = allocate(form...))
+        if (!AllocationFailure::strikes(kind, size)) {
+            if (void* const memory = allocate(size, alignment...))
                 return memory;
         }
         const std::new_handler handler = std::get_new_handler();
@@ -87,18 +87,19 @@ AllocationFailure::~AllocationFailure()
         ofProcess = nullptr;
 }
 
-bool AllocationFailure::counts(Allocation form) noexcept
+bool AllocationFailure::counts(Allocation form, std::size_t size) noexcept
 {
     if (m_form != Allocation::ANY && m_form != form)
         return false;
+    m_bytes += size;
     const std::size_t index = m_asked++;
     return index >= m_first && index - m_first < m_count;
 }
 
-bool AllocationFailure::strikes(Allocation form) noexcept
+bool AllocationFailure::strikes(Allocation form, std::size_t size) noexcept
 {
     AllocationFailure* const active = ofThread != nullptr ? ofThread : ofProcess.load();
-    return active != nullptr && active->counts(form);
+    return active != nullptr && active->counts(form, size);
 }
 
 std::size_t liveBlocks(AllocationScope scope) noexcept

@@ -42,20 +42,24 @@ public:
     /** How many allocations of the form were asked for, those that failed included. */
     std::size_t asked() const noexcept { return m_asked; }
 
+    /** How many bytes they asked for. */
+    std::size_t bytes() const noexcept { return m_bytes; }
+
     /** Whether any allocation has failed. */
     bool struck() const noexcept { return m_asked > m_first && m_count != 0; }
 
-    /** Whether the allocation that the thread is about to make is to fail. */
-    static bool strikes(Allocation form) noexcept;
+    /** Whether the allocation of `size` bytes that the thread is about to make is to fail. */
+    static bool strikes(Allocation form, std::size_t size) noexcept;
 
 private:
-    bool counts(Allocation form) noexcept;
+    bool counts(Allocation form, std::size_t size) noexcept;
 
     Allocation m_form;
     std::size_t m_first;
     std::size_t m_count;
     AllocationScope m_scope;
     std::atomic<std::size_t> m_asked{0};
+    std::atomic<std::size_t> m_bytes{0};
 };
 
 /** The blocks that operator new has given and operator delete not taken back. */

@@ -1,4 +1,5 @@
 #include "registryFixture.h"
+#include "throwingAllocation.h"
 
 #include <stdexcept>
 
@@ -130,6 +131,33 @@ TEST_F(BulkUpdate, RepeatWritesCopies)
     EXPECT_EQ(elementsOfAll<std::int16_t>("/n"), (S16{5, 5, 5, 4, 5}));
     EXPECT_EQ(traced(),
               Records{"TRACE1 " + sites + "updateDbs, key: /n, index: 0, values: 5,5,5,"});
+}
+
+TEST_F(BulkUpdate, LargestRepeatIsRefusedByItsParametersSizeInLittleMemory)
+{
+    const ThrowingAllocation little(std::size_t{1} << 20U, AllocationFailure::BAD_ALLOC);
+    registry().updateDbs("/n", "5", 0, 16777215);
+    const std::string error =
+        "ERROR " + storeSites + "Can not update a key with 5 values, with  16777215 values";
+    EXPECT_EQ(traced(), (Records{error, error, error})); // a list so long finds no memory
+}
+
+TEST_F(BulkUpdate, ListThatNoTraceBufferCarriesIsNotComposed)
+{
+    const std::string digits(200, '7');
+    registry().updateDbs("/n", digits, 0, 16777215);
+    EXPECT_EQ(traced(), Records{"ERROR " + sites + "Value too large: " + digits});
+}
+
+TEST_F(BulkUpdate, RepeatChecksItsValueOnceAndBeforeTheStores)
+{
+    registry().updateDbs("/n", "12a", 0, 6);
+    EXPECT_EQ(traced(), (Records{"TRACE1 " + sites +
+                                     "updateDbs, key: /n, index: 0, values: "
+                                     "12a,12a,12a,12a,12a,12a,",
+                                 "ERROR " + sites + "Invalid value: 12a"}));
+    EXPECT_THROW(registry().updateDbs("/n", "-", 0, 2), std::invalid_argument);
+    EXPECT_EQ(elementsOfAll<std::int16_t>("/n"), (S16{1, 2, 3, 4, 5}));
 }
 
 TEST_F(BulkUpdate, NoCopiesStillCheckTheIndex)

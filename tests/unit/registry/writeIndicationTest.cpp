@@ -32,7 +32,7 @@ struct Describe
     }
     std::string operator()(const WriteIndication::Rejected& request) const
     {
-        return request.reason;
+        return WriteIndication::describe(request);
     }
 };
 
