@@ -32,6 +32,8 @@ string(REGEX REPLACE "/$" "" VARNIX_PC_TO_PREFIX ${VARNIX_PC_TO_PREFIX})
 foreach(name varnix varnix-kit)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
 endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/share/tsan.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/varnix
+  COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/varnix.pc ${PROJECT_BINARY_DIR}/varnix-kit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
 
