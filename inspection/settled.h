@@ -4,7 +4,6 @@
 #include "inspection/memory.h"
 #include "inspection/notInspected.h"
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -30,7 +29,7 @@ private:
 
 /**
  * What `read` returns, an optional, or nothing unless the counter at `changes` was even before and
- * the same after it.
+ * the same after it. Each read takes and releases a lock of the kernel's, so they stay in order.
  */
 template <typename Read>
 auto readSettled(const Memory& memory, Address changes, const Read& read) -> decltype(read())
@@ -38,9 +37,7 @@ auto readSettled(const Memory& memory, Address changes, const Read& read) -> dec
     const auto before = memory.object<std::uint64_t>(changes);
     if (!before || *before % 2 != 0)
         return {};
-    std::atomic_thread_fence(std::memory_order_acquire);
     auto result = read();
-    std::atomic_thread_fence(std::memory_order_acquire);
     if (memory.object<std::uint64_t>(changes) != before)
         return {};
     return result;

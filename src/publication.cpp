@@ -26,8 +26,8 @@ void set(T& word, T value) noexcept
 
 void beginChange(std::uint64_t& changes) noexcept
 {
-    set(changes, changes + 1);
-    std::atomic_thread_fence(std::memory_order_release);
+    // What changes afterwards is not seen before this: the acquire holds it back.
+    std::atomic_ref(changes).fetch_add(1, std::memory_order_acq_rel);
 }
 
 void endChange(std::uint64_t& changes) noexcept

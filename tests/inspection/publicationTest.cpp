@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Varnix::Test {
@@ -154,6 +155,32 @@ TEST_F(PublicationTest, ShowsTheOtherStoresWhileStoresComeAndGo)
             ASSERT_TRUE(!passing || passing->at(1).value == "text");
         }
     }
+}
+
+/** Whether a child that is not root may not look at a process of root's, and is told so. */
+bool isRefusedToOthers()
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const pid_t ofRoot = ::geteuid() == 0 ? ::getppid() : 1;
+        if (::geteuid() == 0 && ::setuid(65534) != 0)
+            ::_exit(2);
+        try {
+            const Process process(ofRoot);
+        } catch (const NotInspected& error) {
+            ::_exit(error.reason() == NotInspected::Reason::NOT_PERMITTED ? 0 : 3);
+        }
+        ::_exit(1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status == 0;
+}
+
+TEST_F(PublicationTest, IsNotForOtherUsers)
+{
+    DbRegistryImpl::getInstance();
+    EXPECT_TRUE(isRefusedToOthers());
 }
 
 } // namespace

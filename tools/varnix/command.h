@@ -46,6 +46,7 @@ void addDiff(CLI::App& app, Status& status);
 void addCheck(CLI::App& app, Status& status);
 void addGet(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
+void addPs(CLI::App& app, Status& status);
 
 } // namespace Varnix::Tool
 

@@ -1,18 +1,17 @@
+#include "clientValue.h"
 #include "command.h"
-#include "dbfile/finding.h"
 #include "dbfile/shown.h"
 #include "dbfile/sourceLine.h"
 #include "document.h"
+#include "liveDatabase.h"
 #include "nodeDiagnosis.h"
 
-#include <array>
-#include <cstdint>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include <CLI/Validators.hpp>
@@ -31,7 +30,12 @@ using RetCode = DatabaseIf::RetCode;
 struct GetOptions
 {
     bool json = false;
-    std::string config;
+    /** The process to look into; 0: read as a client of this node. */
+    pid_t process = 0;
+    /** The configuration file; with a process, the one of its databases, if it is named. */
+    std::optional<std::string> config;
+    /** What is read from the command line as CONFIG KEY..., with a process KEY... */
+    std::vector<std::string> words;
     std::vector<std::string> keys;
     /** The one type that is accepted; empty: every type. */
     std::string type;
@@ -39,124 +43,111 @@ struct GetOptions
     std::optional<std::string> standIn;
 };
 
-/** A value as a client gets it. */
-using Value = std::variant<std::string, std::vector<std::uint8_t>, std::vector<std::int8_t>,
-                           std::vector<std::uint16_t>, std::vector<std::int16_t>,
-                           std::vector<std::uint32_t>, std::vector<std::int32_t>>;
-
-struct Parameter
-{
-    /** Null: no database holds it, and the value is the default. */
-    const char* type = nullptr;
-    Value value;
-};
-
-std::string lineOf(const std::string& text)
-{
-    return text;
-}
-
-template <typename Element>
-std::string lineOf(const std::vector<Element>& values)
-{
-    std::string line;
-    for (const Element value : values)
-        line.append(line.empty() ? "" : " ").append(std::to_string(value));
-    return line;
-}
-
-Json documentOf(const std::string& key, const Parameter& parameter)
-{
-    Json document{{"key", key}};
-    if (parameter.type == nullptr)
-        document["default"] = true;
-    else
-        document["type"] = parameter.type;
-    const auto* const text = std::get_if<std::string>(&parameter.value);
-    if (text != nullptr && !isUnicode(*text))
-        document["bytes"] = DbFile::hexBytes(*text);
-    else
-        std::visit([&document](const auto& value) { document["value"] = value; }, parameter.value);
-    return document;
-}
-
-template <typename Output>
-RetCode readAs(const DatabaseIf& database, const std::string& key, Value& value)
-{
-    return database.get(key, value.emplace<Output>());
-}
-
-/** The reads of the interface, one for each type. */
-struct TypedRead
-{
-    const char* type;
-    RetCode (*read)(const DatabaseIf&, const std::string&, Value&);
-};
-
-constexpr std::array typedReads{
-    TypedRead{"CHAR", readAs<std::string>},
-    TypedRead{"U8", readAs<std::vector<std::uint8_t>>},
-    TypedRead{"S8", readAs<std::vector<std::int8_t>>},
-    TypedRead{"U16", readAs<std::vector<std::uint16_t>>},
-    TypedRead{"S16", readAs<std::vector<std::int16_t>>},
-    TypedRead{"U32", readAs<std::vector<std::uint32_t>>},
-    TypedRead{"S32", readAs<std::vector<std::int32_t>>},
-};
-
 /** Why there is no value for a key; explain knows where it was looked for. */
 Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
 {
+    const std::string where =
+        options.process != 0 ? "--pid " + std::to_string(options.process) : options.config.value();
     return {Status::NO, "varnix: " + DbFile::shown(key) + ": " + why + "; see varnix explain " +
-                            DbFile::shown(options.config) + ' ' + DbFile::shown(key)};
+                            DbFile::shown(where) + ' ' + DbFile::shown(key)};
 }
 
-/** The value with the one type that accepts the key; nothing: it is absent. Failure with No. */
-std::optional<Parameter> readParameter(const DatabaseIf& database, const std::string& key,
-                                       const GetOptions& options)
+/** Where values come from. */
+class Source
 {
-    for (const TypedRead& typed : typedReads) {
-        Parameter parameter{typed.type, {}};
-        const RetCode result = typed.read(database, key, parameter.value);
-        if (result == RetCode::OK)
-            return parameter;
-        if (result == RetCode::KEY_NOT_FOUND)
-            return std::nullopt;
+public:
+    virtual ~Source() = default;
+
+    /** The key's value, as V1::DatabaseIf::get returns. */
+    virtual RetCode read(const std::string& key, ClientValue& value) const = 0;
+};
+
+/** Reads as a client process on this node does. */
+class ClientSource final : public Source
+{
+public:
+    explicit ClientSource(const std::string& config) : m_database(openDatabase(config)) {}
+
+    RetCode read(const std::string& key, ClientValue& value) const override
+    {
+        return readValue(*m_database, key, value);
     }
-    throw noValue(options, key,
-                  "no read accepts it: its type has no name, or it is empty and has none");
+
+private:
+    static std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
+    {
+        refuseEndlessNode();
+        std::shared_ptr<DatabaseIf> database = V1::DbRegistryIf::getInstance().initDb(config);
+        if (!database)
+            refuseUnusableNode(config);
+        return database;
+    }
+
+    std::shared_ptr<DatabaseIf> m_database;
+};
+
+/** Looks at what a running process reads. */
+class ProcessSource final : public Source
+{
+public:
+    explicit ProcessSource(const GetOptions& options)
+        : m_values(LiveDatabase(options.process, options.config).values(options.keys))
+    {
+    }
+
+    RetCode read(const std::string& key, ClientValue& value) const override
+    {
+        const auto found = m_values.find(key);
+        return found == m_values.end() ? RetCode::KEY_NOT_FOUND : decodeValue(found->second, value);
+    }
+
+private:
+    std::map<std::string, DbFile::Value> m_values;
+};
+
+std::unique_ptr<Source> sourceFor(const GetOptions& options)
+{
+    if (options.process != 0)
+        return std::make_unique<ProcessSource>(options);
+    return std::make_unique<ClientSource>(options.config.value());
 }
 
 /** What to print for the key; Failure with No. */
-Parameter parameterFor(const DatabaseIf& database, const std::string& key,
-                       const GetOptions& options)
+ClientValue valueFor(const Source& source, const std::string& key, const GetOptions& options)
 {
-    std::optional<Parameter> parameter = readParameter(database, key, options);
-    if (!parameter && options.standIn)
+    ClientValue value;
+    const RetCode result = source.read(key, value);
+    if (result == RetCode::KEY_NOT_FOUND && options.standIn)
         return {nullptr, *options.standIn};
-    if (!parameter)
+    if (result == RetCode::KEY_NOT_FOUND)
         throw noValue(options, key, "there is no such key");
-    if (!options.type.empty() && options.type != parameter->type)
+    if (result == RetCode::TYPE_MISMATCH)
         throw noValue(options, key,
-                      std::string("it is ") + parameter->type + ", not " + options.type);
-    return *std::move(parameter);
+                      "no read accepts it: its type has no name, or it is empty and has none");
+    if (!options.type.empty() && options.type != value.type)
+        throw noValue(options, key, std::string("it is ") + value.type + ", not " + options.type);
+    return value;
 }
 
-std::vector<std::string> typeNames()
+Json documentOf(const std::string& key, const ClientValue& value)
 {
-    std::vector<std::string> names;
-    names.reserve(std::size(typedReads));
-    for (const TypedRead& typed : typedReads)
-        names.emplace_back(typed.type);
-    return names;
+    Json document{{"key", key}};
+    if (value.type == nullptr)
+        document["default"] = true;
+    addValue(document, value);
+    return document;
 }
 
-std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
+Json headOf(const GetOptions& options)
 {
-    refuseEndlessNode();
-    std::shared_ptr<DatabaseIf> database = V1::DbRegistryIf::getInstance().initDb(config);
-    if (!database)
-        refuseUnusableNode(config);
-    return database;
+    Json document = Json::object();
+    if (options.process != 0)
+        document["pid"] = options.process;
+    if (options.config)
+        document["config"] = *options.config;
+    document["values"] = Json::array();
+    document["errors"] = Json::array();
+    return document;
 }
 
 /** A key or a value that can neither end its line nor act on a terminal, as in a text source. */
@@ -166,30 +157,46 @@ std::string fieldOf(const std::string& text)
 }
 
 /** The bare value of one key is the value itself, except at a terminal. */
-void printLine(const std::string& key, const Value& value, bool isOnly)
+void printLine(const std::string& key, const ClientValue& value, bool isOnly)
 {
-    const std::string line = std::visit([](const auto& held) { return lineOf(held); }, value);
+    const std::string line = lineOf(value);
     if (!isOnly)
         std::cout << fieldOf(key) << '\t';
     const bool isBare = isOnly && (::isatty(STDOUT_FILENO) == 0 || DbFile::isShowable(line));
     std::cout << (isBare ? line : fieldOf(line)) << '\n';
 }
 
+/** Takes the words of the command line apart: the first is CONFIG where no process is named. */
+GetOptions withWords(GetOptions options)
+{
+    const bool isClient = options.process == 0;
+    if (isClient && options.config)
+        throw Failure(Status::WRONG_USAGE, "varnix: --config chooses a database of --pid PID; "
+                                           "without it, CONFIG is the first word");
+    options.keys = std::move(options.words);
+    if (isClient && !options.keys.empty()) {
+        options.config = std::move(options.keys.front());
+        options.keys.erase(options.keys.begin());
+    }
+    if (options.keys.empty())
+        throw Failure(Status::WRONG_USAGE, "varnix: KEY is required\nTry varnix get --help.");
+    return options;
+}
+
 Status get(const GetOptions& options)
 {
-    const std::shared_ptr<DatabaseIf> database = openDatabase(options.config);
+    const std::unique_ptr<Source> source = sourceFor(options);
     std::optional<Json> document; // only where asked for: to destroy one takes memory
     if (options.json)
-        document = {
-            {"config", options.config}, {"values", Json::array()}, {"errors", Json::array()}};
+        document = headOf(options);
     Status status = Status::DONE;
     for (const std::string& key : options.keys) {
         try {
-            const Parameter parameter = parameterFor(*database, key, options);
+            const ClientValue value = valueFor(*source, key, options);
             if (document)
-                (*document)["values"].push_back(documentOf(key, parameter));
+                (*document)["values"].push_back(documentOf(key, value));
             else
-                printLine(key, parameter.value, options.keys.size() == 1);
+                printLine(key, value, options.keys.size() == 1);
         } catch (const Failure& failure) {
             if (document)
                 (*document)["errors"].push_back({{"key", key},
@@ -216,21 +223,25 @@ void addGet(CLI::App& app, Status& status)
         ->add_option("--type", options->type,
                      "The type that the values must have; a value of another type is refused")
         ->type_name("TYPE")
-        ->check(CLI::IsMember(typeNames()));
+        ->check(CLI::IsMember(readableTypes()));
     command
         ->add_option("--default", options->standIn,
                      "What to print for a key that is absent; never for one that cannot be read")
         ->type_name("VALUE");
-    command->add_option("config", options->config, "The component's configuration file")
-        ->type_name("CONFIG")
-        ->required();
+    command->add_option("--pid", options->process, "Show what this running process reads")
+        ->type_name("PID")
+        ->check(CLI::PositiveNumber);
     command
-        ->add_option("key", options->keys,
-                     "Keys; the value of one stands alone on its line, those of several behind "
-                     "their key and a tab")
-        ->type_name("KEY")
+        ->add_option("--config", options->config,
+                     "With --pid, the database to look at where the process has several")
+        ->type_name("CONFIG");
+    command
+        ->add_option("words", options->words,
+                     "The component's configuration file, which --pid takes the place of; then "
+                     "keys. One value is a line of its own; several follow their key and a tab")
+        ->type_name("[CONFIG] KEY")
         ->required();
-    command->callback([options, &status] { status = get(*options); });
+    command->callback([options, &status] { status = get(withWords(*options)); });
 }
 
 } // namespace Varnix::Tool

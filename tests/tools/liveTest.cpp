@@ -1,0 +1,173 @@
+#include "tests/support/child.h"
+#include "tests/support/nodeDirectory.h"
+#include "tests/support/waitUntil.h"
+#include "toolTest.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Varnix::Test {
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+/** A node with a server and a process that holds its databases. */
+class Live : public ToolTest
+{
+protected:
+    Live()
+    {
+        ::setenv("VARNIX_ITC_DIR", (node / "").c_str(), 1);
+        node.production(DbBuilder().text("/componentConfigId", "unit_R1").u8("/board", {7}));
+        first = configuration("first", DbBuilder().u16("/gain", {1, 2}).text("/label", "a label"));
+        second = configuration("second", DbBuilder().u16("/gain", {3}).u8("/empty", {}));
+    }
+
+    std::string configuration(const std::string& name, const DbBuilder& builder)
+    {
+        return node.configuration(name + ".cfg",
+                                  {{"unit", "R1", {node.database(name + ".db", builder)}}});
+    }
+
+    /** Starts a process that holds the databases, and returns its id. */
+    std::string hold(const std::vector<std::string>& configs)
+    {
+        std::vector<std::string> command{HOLDER};
+        command.insert(command.end(), configs.begin(), configs.end());
+        holders.push_back(std::make_unique<Child>(command));
+        EXPECT_EQ(holders.back()->out().line(), "ready");
+        return std::to_string(holders.back()->id());
+    }
+
+    /** The line of `ps` about a process. */
+    std::string lineOf(const std::string& pid)
+    {
+        const std::string out = varnix({"ps"}).out;
+        std::size_t at = out.starts_with(pid + "\t") ? 0 : out.find("\n" + pid + "\t");
+        if (at == std::string::npos)
+            return {};
+        at += at == 0 ? 0 : 1;
+        return out.substr(at, out.find('\n', at) - at);
+    }
+
+    NodeDirectory node;
+    std::string first;
+    std::string second;
+    std::vector<std::unique_ptr<Child>> holders;
+};
+
+TEST_F(Live, PsShowsAProcessWithItsDatabases)
+{
+    const std::string pid = hold({first, second});
+    // The subscription thread takes a moment to find that no server is there.
+    EXPECT_TRUE(waitUntil([&] { return lineOf(pid).find("\tlocating\t") != std::string::npos; }));
+    EXPECT_EQ(lineOf(pid), pid + "\tholder\tlocating\t0 writes\tproduction 2\t" + first + " 2\t" +
+                               second + " 2");
+    EXPECT_EQ(varnix({"ps"}).status, 0);
+}
+
+TEST_F(Live, PsShowsNoProcessThatHasEnded)
+{
+    const std::string pid = hold({first});
+    holders.back()->signal(SIGKILL);
+    holders.back()->wait();
+    EXPECT_EQ(lineOf(pid), "");
+}
+
+TEST_F(Live, PsShowsNoDatabaseWhoseHandleIsDropped)
+{
+    const std::string pid = hold({first, second});
+    holders.back()->write("\n");
+    EXPECT_EQ(holders.back()->out().line(), "dropped");
+    EXPECT_THAT(lineOf(pid), Not(HasSubstr(first)));
+    EXPECT_THAT(lineOf(pid), HasSubstr(second));
+}
+
+TEST_F(Live, PsShowsAProcessThatIsStopped)
+{
+    const std::string pid = hold({first});
+    holders.back()->signal(SIGSTOP);
+    EXPECT_THAT(lineOf(pid), HasSubstr(first));
+    EXPECT_EQ(varnix({"get", "--pid", pid, "/gain"}).out, "1 2\n");
+    holders.back()->signal(SIGCONT);
+}
+
+TEST_F(Live, PsAsADocumentNamesTheSame)
+{
+    const std::string pid = hold({first});
+    EXPECT_TRUE(waitUntil([&] { return lineOf(pid).find("\tlocating\t") != std::string::npos; }));
+    const Json document = Json::parse(varnix({"ps", "--json"}).out);
+    Json found;
+    for (const Json& process : document["processes"])
+        if (process["pid"] == std::stoi(pid))
+            found = process;
+    EXPECT_EQ(found["command"], "holder");
+    EXPECT_EQ(found["subscription"], "locating");
+    EXPECT_EQ(found["writes"], 0);
+    EXPECT_EQ(found["databases"][0]["config"], Json());
+    EXPECT_EQ(found["databases"][1]["config"], first);
+    EXPECT_EQ(found["databases"][1]["parameters"], 2);
+}
+
+TEST_F(Live, GetReadsAsTheProcessDoes)
+{
+    const std::string pid = hold({first});
+    expectResult(varnix({"get", "--pid", pid, "/gain"}), 0, "1 2\n", "");
+    expectResult(varnix({"get", "--pid", pid, "/board", "/label"}), 0,
+                 "/board\t7\n/label\ta label\n", "");
+}
+
+TEST_F(Live, GetOfAnAbsentKeyIsNo)
+{
+    const std::string pid = hold({first});
+    const ProcessResult result = varnix({"get", "--pid", pid, "/none"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("/none: there is no such key"));
+}
+
+TEST_F(Live, GetFromOneOfSeveralNeedsToKnowWhich)
+{
+    const std::string pid = hold({first, second});
+    const ProcessResult result = varnix({"get", "--pid", pid, "/gain"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("\n  " + first + "\n  " + second + "\n"));
+    EXPECT_EQ(varnix({"get", "--pid", pid, "--config", first, "/gain"}).out, "1 2\n");
+    EXPECT_EQ(varnix({"get", "--pid", pid, "--config", second, "/gain"}).out, "3\n");
+    EXPECT_EQ(varnix({"get", "--pid", pid, "--config", "/other.cfg", "/gain"}).status, 2);
+}
+
+TEST_F(Live, GetOfAnEmptyKeyIsRefusedAsAClientIs)
+{
+    const std::string pid = hold({second});
+    const ProcessResult result = varnix({"get", "--pid", pid, "/empty"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("/empty: no read accepts it"));
+}
+
+TEST_F(Live, AProcessThatCannotBeLookedAtSaysWhy)
+{
+    const ProcessResult gone = varnix({"get", "--pid", "4194304", "/gain"});
+    EXPECT_EQ(gone.status, 5);
+    EXPECT_THAT(gone.err, HasSubstr("there is no process 4194304"));
+
+    const ProcessResult other = varnix({"get", "--pid", std::to_string(::getpid()), "/gain"});
+    EXPECT_EQ(other.status, 5);
+    EXPECT_THAT(other.err, HasSubstr("does not use the library"));
+
+    const ProcessResult none = varnix({"get", "--pid", hold({}), "/gain"});
+    EXPECT_EQ(none.status, 5);
+    EXPECT_THAT(none.err, HasSubstr("has no registry"));
+}
+
+} // namespace
+
+} // namespace Varnix::Test
