@@ -168,6 +168,11 @@ void DbRegistryImpl::repairInChild() noexcept
     if (!registry->m_databasesMutex.try_lock_shared())
         std::construct_at(&registry->m_databases);
     std::construct_at(&registry->m_databasesMutex);
+
+    Publication::beginInChild();
+    Publication::add(registry->m_prodDb->published());
+    for (const auto& db : registry->m_databases)
+        Publication::add(db->published());
 }
 
 [[maybe_unused]] const int DbRegistryImpl::m_forkHandler =

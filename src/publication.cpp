@@ -35,6 +35,12 @@ void endChange(std::uint64_t& changes) noexcept
     std::atomic_ref(changes).store(changes + 1, std::memory_order_release);
 }
 
+/** A counter of changes, of which none is going on. */
+std::uint64_t nextEven(std::uint64_t changes) noexcept
+{
+    return (changes + 1) / 2 * 2;
+}
+
 Inspection::Address addressOf(const void* object) noexcept
 {
     return reinterpret_cast<Inspection::Address>(object);
@@ -65,6 +71,9 @@ void Publication::add(PublishedStore& store) noexcept
 {
     beginChange(root.changes);
     store.m_shown.serial = ++lastSerial;
+    store.m_shown.changes = nextEven(store.m_shown.changes);
+    store.m_shown.next = 0;
+    store.m_next = nullptr;
     store.m_previous = lastStore;
     set(lastStore != nullptr ? lastStore->m_shown.next : root.firstStore,
         addressOf(&store.m_shown));
@@ -97,6 +106,15 @@ void Publication::begin() noexcept
     set(root.handledSubscribed, std::uint64_t{0});
     set(root.serverRef, std::uint32_t{0});
     setSubscription(Inspection::Subscription::NO_MAILBOX);
+}
+
+void Publication::beginInChild() noexcept
+{
+    firstStore = lastStore = nullptr;
+    set(root.firstStore, Inspection::Address{0});
+    set(root.storeCount, std::uint64_t{0});
+    set(root.changes, nextEven(root.changes));
+    setSubscription(Inspection::Subscription::STOPPED);
 }
 
 void Publication::setSubscription(Inspection::Subscription state) noexcept

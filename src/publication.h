@@ -63,6 +63,12 @@ public:
     /** A new registry: nothing handled, no subscription thread yet. */
     static void begin() noexcept;
 
+    /**
+     * In a forked child, whose other threads are gone from wherever they were in here: no store is
+     * shown until it is added again, and no subscription thread runs.
+     */
+    static void beginInChild() noexcept;
+
     static void setSubscription(Inspection::Subscription state) noexcept;
 
     /** The server has confirmed the subscription over the connection `serverRef`. */

@@ -5,6 +5,8 @@
 #include "tests/support/nodeDirectory.h"
 
 #include <algorithm>
+#include <array>
+#include <csignal>
 #include <memory>
 #include <string>
 #include <thread>
@@ -181,6 +183,42 @@ TEST_F(PublicationTest, IsNotForOtherUsers)
 {
     DbRegistryImpl::getInstance();
     EXPECT_TRUE(isRefusedToOthers());
+}
+
+TEST_F(PublicationTest, OfAChildThatIsForkedAtAnyMomentIsWhole)
+{
+    auto& registry = *DbRegistryImpl::getInstance();
+    const auto lasting = registry.initDb(config);
+    const std::jthread writer([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            registry.updateDbs("/text", "another", false);
+            registry.removeDb(registry.initDb(config));
+        }
+    });
+    for (int i = 0; i < countOf("VARNIX_FORKS", 100); ++i) {
+        std::array<int, 2> ready{};
+        ASSERT_EQ(::pipe(ready.data()), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::close(ready[1]); // the fork has returned
+            ::pause();
+            ::_exit(0);
+        }
+        ::close(ready[1]);
+        char none = 0;
+        EXPECT_EQ(::read(ready[0], &none, 1), 0);
+        ::close(ready[0]);
+        try {
+            const Process process(child);
+            const auto view = process.registry();
+            EXPECT_EQ(view.subscription, Subscription::STOPPED);
+            EXPECT_TRUE(process.parameters(view.production()));
+        } catch (const NotInspected& error) {
+            ADD_FAILURE() << error.what();
+        }
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
 }
 
 } // namespace
