@@ -37,9 +37,10 @@ bool thisCallFails()
 
 } // namespace
 
-// The program's own functions stand before the C library's.
+// The program's own functions stand before the C library's. Inlined, the two halves of an allocation
+// would look mismatched to the compiler.
 
-void* operator new(std::size_t size)
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     void* const memory = std::malloc(size);
     if (memory == nullptr)
@@ -49,12 +50,12 @@ void* operator new(std::size_t size)
     return memory;
 }
 
-void operator delete(void* memory) noexcept
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }
