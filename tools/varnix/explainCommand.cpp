@@ -3,9 +3,13 @@
 #include "explainFindings.h"
 #include "explainPrint.h"
 #include "explanation.h"
+#include "liveDatabase.h"
+#include "processPlace.h"
+#include "target.h"
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -17,14 +21,18 @@ struct ExplainOptions
 {
     bool json = false;
     bool all = false;
-    std::string config;
-    std::vector<std::string> keys;
+    Target target;
     std::vector<std::string> identities;
 };
 
 /** As get would end for the same keys. */
 Status statusOf(const Explanation& explanation, const std::vector<std::string>& askedFor)
 {
+    if (explanation.held)
+        return std::any_of(askedFor.begin(), askedFor.end(),
+                           [&](const std::string& key) { return explanation.differs(key); })
+                   ? Status::NO
+                   : Status::DONE;
     if (!explanation.isUsable())
         return Status::NODE_UNUSABLE;
     const bool isEveryKeyRead =
@@ -34,21 +42,52 @@ Status statusOf(const Explanation& explanation, const std::vector<std::string>& 
     return isEveryKeyRead ? Status::DONE : Status::NO;
 }
 
+Explanation explanationOf(const ExplainOptions& options)
+{
+    const Target& target = options.target;
+    if (target.process == 0)
+        return explain(target.config.value(), options.identities);
+    const LiveDatabase database(target.process, target.config);
+    takePlaceOf(target.process);
+    // Read afterwards: this fails where the process has ended and its id is another's.
+    HeldValues held{target.process, database.values({})};
+    Explanation explanation = explain(database.config(), {});
+    explanation.held = std::move(held);
+    return explanation;
+}
+
+/** Those that are asked for; of a process those that differ, where none is. */
+std::vector<std::string> keysOf(const ExplainOptions& options, const Explanation& explanation)
+{
+    std::vector<std::string> keys = options.target.keys;
+    const bool onlyDiffering = explanation.held && keys.empty() && !options.all;
+    if (!options.all && !onlyDiffering)
+        return keys;
+    for (std::string& key : explanation.keys())
+        if (std::find(options.target.keys.begin(), options.target.keys.end(), key) ==
+                options.target.keys.end() &&
+            (options.all || explanation.differs(key)))
+            keys.push_back(std::move(key));
+    return keys;
+}
+
 Status runExplain(const ExplainOptions& options)
 {
-    const Explanation explanation = explain(options.config, options.identities);
-    const std::vector<NodeFinding> findings = findingsIn(explanation);
-    std::vector<std::string> keys = options.keys;
-    if (options.all)
-        for (std::string& key : explanation.keys())
-            if (std::find(options.keys.begin(), options.keys.end(), key) == options.keys.end())
-                keys.push_back(std::move(key));
-    const Status status = statusOf(explanation, options.keys);
+    const Explanation explanation = explanationOf(options);
+    const std::vector<std::string> keys = keysOf(options, explanation);
+    const std::vector<NodeFinding> findings = findingsIn(explanation, keys);
+    const Status status = statusOf(explanation, explanation.held ? keys : options.target.keys);
     if (options.json)
         printDocument(documentOf(explanation, keys, findings));
     else
         printText(explanation, keys, findings);
     return status;
+}
+
+ExplainOptions withTarget(ExplainOptions options)
+{
+    options.target = withWords(std::move(options.target), "explain");
+    return options;
 }
 
 } // namespace
@@ -60,17 +99,15 @@ void addExplain(CLI::App& app, Status& status)
         "explain", "Show which files a configuration selects and why a client gets what it gets");
     command->add_flag("--json", options->json, "Print one JSON document");
     command->add_flag("--all", options->all, "Explain every key that a client could ask for");
+    CLI::Option* const process = addTarget(*command, options->target);
     command
         ->add_option("--identity", options->identities,
                      "An identity to select for, instead of those in the production database, "
                      "which then need not exist; may be given several times")
         ->type_name("ID")
-        ->allow_extra_args(false);
-    command->add_option("config", options->config, "The component's configuration file")
-        ->type_name("CONFIG")
-        ->required();
-    command->add_option("key", options->keys, "Keys to explain")->type_name("KEY");
-    command->callback([options, &status] { status = runExplain(*options); });
+        ->allow_extra_args(false)
+        ->excludes(process);
+    command->callback([options, &status] { status = runExplain(withTarget(*options)); });
 }
 
 } // namespace Varnix::Tool

@@ -52,6 +52,15 @@ const char* nameOf(Answer::Kind kind) noexcept
     }
 }
 
+/** An answer without where it is from. */
+Json valueDocument(const Answer& answer)
+{
+    Json document{{"result", nameOf(answer.kind)}};
+    if (answer.kind == Answer::Kind::VALUE || answer.kind == Answer::Kind::MISMATCH)
+        addValue(document, answer.value);
+    return document;
+}
+
 Json answerDocument(const Explanation& explanation, const std::string& key)
 {
     const Answer answer = explanation.answerFor(key);
@@ -79,10 +88,15 @@ Json keyDocument(const Explanation& explanation, const std::string& key)
             addValue(document, found->second);
             files.push_back(std::move(document));
         }
-    return {{"key", key},
-            {"production", std::move(production)},
-            {"files", std::move(files)},
-            {"client", answerDocument(explanation, key)}};
+    Json document{{"key", key},
+                  {"production", std::move(production)},
+                  {"files", std::move(files)},
+                  {"client", answerDocument(explanation, key)}};
+    if (explanation.held) {
+        document["process"] = valueDocument(explanation.heldAnswerFor(key));
+        document["differs"] = explanation.differs(key);
+    }
+    return document;
 }
 
 Json documentOf(const NodeFinding& finding)
@@ -107,6 +121,8 @@ Json documentOf(const Explanation& explanation, const std::vector<std::string>& 
                   {"keys", Json::array()},
                   {"findings", Json::array()},
                   {"errors", Json::array()}};
+    if (explanation.held)
+        document["pid"] = explanation.held->process;
     for (const ExplainedFile& file : explanation.files)
         document["files"].push_back(documentOf(file));
     for (const std::string& key : keys)

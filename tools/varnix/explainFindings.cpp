@@ -121,6 +121,17 @@ void findHidden(const Explanation& explanation, Findings& findings)
     }
 }
 
+void findDiffering(const Explanation& explanation, const std::vector<std::string>& keys,
+                   Findings& findings)
+{
+    for (const std::string& key : keys)
+        if (explanation.differs(key))
+            findings.push_back({Severity::WARNING, explanation.config, 0,
+                                DbFile::shown(key) + ": process " +
+                                    std::to_string(explanation.held->process) +
+                                    " does not hold what the files say"});
+}
+
 } // namespace
 
 const char* nameOf(Severity severity) noexcept
@@ -135,7 +146,8 @@ const char* nameOf(Severity severity) noexcept
     }
 }
 
-std::vector<NodeFinding> findingsIn(const Explanation& explanation)
+std::vector<NodeFinding> findingsIn(const Explanation& explanation,
+                                    const std::vector<std::string>& keys)
 {
     Findings findings;
     findInEntries(explanation, findings);
@@ -143,6 +155,7 @@ std::vector<NodeFinding> findingsIn(const Explanation& explanation)
         findInFile(explanation, file, findings);
     findUnlisted(explanation, findings);
     findHidden(explanation, findings);
+    findDiffering(explanation, keys, findings);
     return findings;
 }
 

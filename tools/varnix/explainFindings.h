@@ -29,8 +29,12 @@ struct NodeFinding
     std::string text;
 };
 
-/** What looks wrong with a configuration and the files it lists. */
-std::vector<NodeFinding> findingsIn(const Explanation& explanation);
+/**
+ * What looks wrong with a configuration and the files it lists, and for which of `keys` a process
+ * holds something else.
+ */
+std::vector<NodeFinding> findingsIn(const Explanation& explanation,
+                                    const std::vector<std::string>& keys);
 
 } // namespace Varnix::Tool
 

@@ -102,6 +102,8 @@ public:
                           << valueText(found->second) << (file.selected ? "" : "  (not selected)")
                           << '\n';
         std::cout << "  => " << answerText(m_explanation.answerFor(key)) << '\n';
+        if (m_explanation.held)
+            printHeld(key);
     }
 
     void printFindings(const std::vector<NodeFinding>& findings) const
@@ -130,6 +132,17 @@ private:
         if (severity == Severity::ERROR)
             return Colour::RED;
         return severity == Severity::WARNING ? Colour::YELLOW : Colour::BOLD;
+    }
+
+    void printHeld(const std::string& key) const
+    {
+        const Answer answer = m_explanation.heldAnswerFor(key);
+        const std::string holds = answer.kind == Answer::Kind::ABSENT
+                                      ? "holds no such key"
+                                      : "holds " + valueText(answer.value);
+        std::cout << "  process " << m_explanation.held->process << ' '
+                  << (m_explanation.differs(key) ? m_painter.paint(Colour::YELLOW, holds) : holds)
+                  << '\n';
     }
 
     /** The other places where entries that match list the file. */

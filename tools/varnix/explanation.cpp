@@ -94,6 +94,16 @@ std::optional<std::vector<DbFile::Record>> readFile(ExplainedFile& file)
     return records;
 }
 
+/** Sets what a read makes of a stored value. */
+void setValue(Answer& answer, const DbFile::Value& stored)
+{
+    const DbFile::Type* const type = DbFile::findType(stored.type);
+    answer.kind = type == nullptr ? Answer::Kind::MISMATCH : Answer::Kind::VALUE;
+    answer.value = stored;
+    if (type != nullptr) // reads leave out what is no whole element
+        answer.value.data.resize(answer.value.data.size() / type->elementSize * type->elementSize);
+}
+
 } // namespace
 
 bool Explanation::isUsable() const
@@ -115,11 +125,7 @@ Answer Explanation::answerFor(const std::string& key) const
     const StoredValue* const found = inProduction != nullptr ? inProduction : inComponents;
     if (found == nullptr)
         return answer;
-    const DbFile::Type* const type = DbFile::findType(found->value.type);
-    answer.kind = type == nullptr ? Answer::Kind::MISMATCH : Answer::Kind::VALUE;
-    answer.value = found->value;
-    if (type != nullptr) // reads leave out what is no whole element
-        answer.value.data.resize(answer.value.data.size() / type->elementSize * type->elementSize);
+    setValue(answer, found->value);
     answer.fromProduction = inProduction != nullptr;
     answer.file = found->file;
     if (inProduction != nullptr && inComponents != nullptr &&
@@ -128,9 +134,29 @@ Answer Explanation::answerFor(const std::string& key) const
     return answer;
 }
 
+Answer Explanation::heldAnswerFor(const std::string& key) const
+{
+    Answer answer;
+    if (const auto found = held->values.find(key); found != held->values.end())
+        setValue(answer, found->second);
+    return answer;
+}
+
+bool Explanation::differs(const std::string& key) const
+{
+    if (!held)
+        return false;
+    const Answer now = heldAnswerFor(key);
+    const Answer fromFiles = answerFor(key);
+    return now.kind != fromFiles.kind || now.value != fromFiles.value;
+}
+
 std::vector<std::string> Explanation::keys() const
 {
     std::set<std::string> found;
+    if (held)
+        for (const auto& [key, value] : held->values)
+            found.insert(key);
     for (const Store* const store : {&productionStore, &componentStore})
         for (const auto& [key, value] : store->values())
             found.insert(key);

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace Varnix::Tool {
 
 /** An entry of the configuration and the identities that its pattern matches. */
@@ -67,6 +69,13 @@ struct Answer
     std::optional<std::uint8_t> hiddenType;
 };
 
+/** What a running process holds beside what the files say. */
+struct HeldValues
+{
+    pid_t process = 0;
+    std::map<std::string, DbFile::Value> values;
+};
+
 /** Why a configuration gives a client what it gives. */
 struct Explanation
 {
@@ -82,8 +91,15 @@ struct Explanation
     Store productionStore;
     Store componentStore;
 
+    /** Where the explanation is about a running process. */
+    std::optional<HeldValues> held;
+
     bool isUsable() const;
     Answer answerFor(const std::string& key) const;
+    /** What a client in the process gets now; only with `held`. */
+    Answer heldAnswerFor(const std::string& key) const;
+    /** Whether the process holds something else than the files say. */
+    bool differs(const std::string& key) const;
     /** Every key that a client could ask for. */
     std::vector<std::string> keys() const;
 };

@@ -5,6 +5,7 @@
 #include "document.h"
 #include "liveDatabase.h"
 #include "nodeDiagnosis.h"
+#include "target.h"
 
 #include <iostream>
 #include <map>
@@ -30,13 +31,7 @@ using RetCode = DatabaseIf::RetCode;
 struct GetOptions
 {
     bool json = false;
-    /** The process to look into; 0: read as a client of this node. */
-    pid_t process = 0;
-    /** The configuration file; with a process, the one of its databases, if it is named. */
-    std::optional<std::string> config;
-    /** What is read from the command line as CONFIG KEY..., with a process KEY... */
-    std::vector<std::string> words;
-    std::vector<std::string> keys;
+    Target target;
     /** The one type that is accepted; empty: every type. */
     std::string type;
     /** Printed for a key that is absent, and for no other reason. */
@@ -46,8 +41,9 @@ struct GetOptions
 /** Why there is no value for a key; explain knows where it was looked for. */
 Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
 {
-    const std::string where =
-        options.process != 0 ? "--pid " + std::to_string(options.process) : options.config.value();
+    const std::string where = options.target.process != 0
+                                  ? "--pid " + std::to_string(options.target.process)
+                                  : options.target.config.value();
     return {Status::NO, "varnix: " + DbFile::shown(key) + ": " + why + "; see varnix explain " +
                             DbFile::shown(where) + ' ' + DbFile::shown(key)};
 }
@@ -91,7 +87,8 @@ class ProcessSource final : public Source
 {
 public:
     explicit ProcessSource(const GetOptions& options)
-        : m_values(LiveDatabase(options.process, options.config).values(options.keys))
+        : m_values(LiveDatabase(options.target.process, options.target.config)
+                       .values(options.target.keys))
     {
     }
 
@@ -107,9 +104,9 @@ private:
 
 std::unique_ptr<Source> sourceFor(const GetOptions& options)
 {
-    if (options.process != 0)
+    if (options.target.process != 0)
         return std::make_unique<ProcessSource>(options);
-    return std::make_unique<ClientSource>(options.config.value());
+    return std::make_unique<ClientSource>(options.target.config.value());
 }
 
 /** What to print for the key; Failure with No. */
@@ -141,10 +138,10 @@ Json documentOf(const std::string& key, const ClientValue& value)
 Json headOf(const GetOptions& options)
 {
     Json document = Json::object();
-    if (options.process != 0)
-        document["pid"] = options.process;
-    if (options.config)
-        document["config"] = *options.config;
+    if (options.target.process != 0)
+        document["pid"] = options.target.process;
+    if (options.target.config)
+        document["config"] = *options.target.config;
     document["values"] = Json::array();
     document["errors"] = Json::array();
     return document;
@@ -166,19 +163,10 @@ void printLine(const std::string& key, const ClientValue& value, bool isOnly)
     std::cout << (isBare ? line : fieldOf(line)) << '\n';
 }
 
-/** Takes the words of the command line apart: the first is CONFIG where no process is named. */
-GetOptions withWords(GetOptions options)
+GetOptions withKeys(GetOptions options)
 {
-    const bool isClient = options.process == 0;
-    if (isClient && options.config)
-        throw Failure(Status::WRONG_USAGE, "varnix: --config chooses a database of --pid PID; "
-                                           "without it, CONFIG is the first word");
-    options.keys = std::move(options.words);
-    if (isClient && !options.keys.empty()) {
-        options.config = std::move(options.keys.front());
-        options.keys.erase(options.keys.begin());
-    }
-    if (options.keys.empty())
+    options.target = withWords(std::move(options.target), "get");
+    if (options.target.keys.empty())
         throw Failure(Status::WRONG_USAGE, "varnix: KEY is required\nTry varnix get --help.");
     return options;
 }
@@ -190,13 +178,13 @@ Status get(const GetOptions& options)
     if (options.json)
         document = headOf(options);
     Status status = Status::DONE;
-    for (const std::string& key : options.keys) {
+    for (const std::string& key : options.target.keys) {
         try {
             const ClientValue value = valueFor(*source, key, options);
             if (document)
                 (*document)["values"].push_back(documentOf(key, value));
             else
-                printLine(key, value, options.keys.size() == 1);
+                printLine(key, value, options.target.keys.size() == 1);
         } catch (const Failure& failure) {
             if (document)
                 (*document)["errors"].push_back({{"key", key},
@@ -228,20 +216,9 @@ void addGet(CLI::App& app, Status& status)
         ->add_option("--default", options->standIn,
                      "What to print for a key that is absent; never for one that cannot be read")
         ->type_name("VALUE");
-    command->add_option("--pid", options->process, "Show what this running process reads")
-        ->type_name("PID")
-        ->check(CLI::PositiveNumber);
-    command
-        ->add_option("--config", options->config,
-                     "With --pid, the database to look at where the process has several")
-        ->type_name("CONFIG");
-    command
-        ->add_option("words", options->words,
-                     "The component's configuration file, which --pid takes the place of; then "
-                     "keys. One value is a line of its own; several follow their key and a tab")
-        ->type_name("[CONFIG] KEY")
-        ->required();
-    command->callback([options, &status] { status = get(withWords(*options)); });
+    addTarget(*command, options->target);
+    command->footer("One value is a line of its own; several follow their key and a tab.");
+    command->callback([options, &status] { status = get(withKeys(*options)); });
 }
 
 } // namespace Varnix::Tool

@@ -25,7 +25,9 @@ public:
     const std::string& config() const noexcept { return m_store.config; }
     const Inspection::Process& process() const noexcept { return m_process; }
 
-    /** What a client gets now for those of `keys` that there are; Failure as above. */
+    /** What a client gets now for those of `keys` that there are, for all without; Failure as
+     * above.
+     */
     std::map<std::string, DbFile::Value> values(const std::vector<std::string>& keys) const;
 
 private:

@@ -8,16 +8,9 @@
 #include "store.h"
 #include "tokenize.h"
 
-#include <array>
 #include <cstdlib>
 
 namespace Varnix::Tool {
-
-namespace {
-
-constexpr std::array productionVariables{"sys_uflash_prod_db_dev_dev", "sys_uflash_prod_db_dev"};
-
-} // namespace
 
 std::vector<ProductionFile> productionFiles()
 {

@@ -3,6 +3,7 @@
 
 #include "dbfile/database.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,10 @@ namespace Varnix::Tool {
 
 /** The parameter that holds the node's identities. */
 inline constexpr const char* identitiesKey = "/componentConfigId";
+
+/** The environment variables that name the database, in the order in which they are tried. */
+inline constexpr std::array productionVariables{"sys_uflash_prod_db_dev_dev",
+                                                "sys_uflash_prod_db_dev"};
 
 struct ProductionFile
 {
