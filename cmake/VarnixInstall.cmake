@@ -1,4 +1,4 @@
-# What is installed belongs to exactly one of these components: runtime (the library), dev (what
+# What is installed belongs to exactly one of these components: runtime (the libraries), dev (what
 # clients build with), platform (the host's libitc and libtpt), tools, and server.
 include(CMakePackageConfigHelpers)
 
@@ -7,7 +7,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTA
 install(FILES ${PROJECT_BINARY_DIR}/include/varnix/version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnix COMPONENT dev)
 
-install(TARGETS varnix varnix_kit EXPORT varnix-targets
+install(TARGETS varnix varnix_c varnix_kit EXPORT varnix-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
 install(EXPORT varnix-targets NAMESPACE varnix:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/varnix
   COMPONENT dev)
@@ -29,12 +29,12 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/varnix-config.cmake
 # Relative, so that an installed tree may be moved.
 file(RELATIVE_PATH VARNIX_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" VARNIX_PC_TO_PREFIX ${VARNIX_PC_TO_PREFIX})
-foreach(name varnix varnix-kit)
+foreach(name varnix varnix-c varnix-kit)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT dev)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/share/tsan.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/varnix
-  COMPONENT dev)
-install(FILES ${PROJECT_BINARY_DIR}/varnix.pc ${PROJECT_BINARY_DIR}/varnix-kit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
 
 if(VARNIX_BUILD_TOOLS)
