@@ -1,24 +1,13 @@
 #include "dbfile/sourceParser.h"
 
 #include "dbfile/finding.h"
-#include "dbfile/shown.h"
 #include "dbfile/sourceValue.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace Varnix::DbFile {
 
 namespace {
-
-/** Bytes that no text has; a carriage return is one unless it ends a line. */
-bool isForeignToText(std::string_view text, std::size_t position) noexcept
-{
-    const char c = text[position];
-    if (c == '\r')
-        return position + 1 == text.size() || text[position + 1] != '\n';
-    return (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') || c == '\x7F';
-}
 
 std::string givenTwice(const std::string& what, const SourcePlace& first)
 {
@@ -32,17 +21,6 @@ std::size_t endOf(std::span<const Token> tokens) noexcept
 
 } // namespace
 
-std::string describe(const SourcePlace& place)
-{
-    return shown(place.file) + ":" + std::to_string(place.line) + ":" +
-           std::to_string(place.column);
-}
-
-std::string describe(const SourceFinding& finding, std::string_view severity)
-{
-    return describe(finding.place).append(": ").append(severity).append(": ") + finding.text;
-}
-
 SourceParser::SourceParser(std::uint64_t maxLength)
     : m_maxLength(maxLength), m_length(m_database.length())
 {
@@ -51,53 +29,18 @@ SourceParser::SourceParser(std::uint64_t maxLength)
 void SourceParser::parse(const std::string& file, std::string_view text)
 {
     m_file = file;
-    if (!isText(text))
-        return;
-    m_line = 0;
-    const std::size_t errorsBefore = m_errors.size();
-    while (!text.empty()) {
-        ++m_line;
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        readSourceLine(line.ends_with('\r') ? line.substr(0, line.size() - 1) : line);
-        if (m_errors.size() - errorsBefore == maxErrors) {
-            report(m_line, 1, "too many errors; the rest of the source was not read");
-            return;
-        }
-    }
+    readText(file, text, m_errors, [this](std::size_t line, const std::vector<Token>& tokens) {
+        m_line = line;
+        readSourceLine(tokens);
+    });
 }
 
-bool SourceParser::isText(std::string_view text)
+void SourceParser::readSourceLine(const std::vector<Token>& tokens)
 {
-    std::size_t line = 1;
-    std::size_t lineStart = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isForeignToText(text, i)) {
-            report(line, i - lineStart + 1,
-                   "not a text source: byte " + hexNumber(static_cast<unsigned char>(text[i])));
-            return false;
-        }
-        if (text[i] == '\n') {
-            ++line;
-            lineStart = i + 1;
-        }
-    }
-    return true;
-}
-
-void SourceParser::readSourceLine(std::string_view line)
-{
-    try {
-        const std::vector<Token> tokens = readLine(line);
-        if (tokens.empty())
-            return;
-        if (tokens.front().text == directiveMark)
-            readDirective(Tokens(tokens).subspan(tokens.size() > 1 ? 1 : 0));
-        else
-            readParameter(tokens);
-    } catch (const LineError& error) {
-        report(m_line, error.column(), error.what());
-    }
+    if (tokens.front().text == directiveMark)
+        readDirective(Tokens(tokens).subspan(tokens.size() > 1 ? 1 : 0));
+    else
+        readParameter(tokens);
 }
 
 void SourceParser::readParameter(Tokens tokens)
@@ -183,6 +126,7 @@ void SourceParser::addRecord(Record record, std::size_t column)
     if (record.tag != Format::recordTag)
         m_lastRecord = placeAt(column);
     m_database.records.push_back(std::move(record));
+    m_places.push_back(placeAt(column));
 }
 
 void SourceParser::grow(std::uint64_t size, std::size_t column)
@@ -196,11 +140,6 @@ void SourceParser::grow(std::uint64_t size, std::size_t column)
 SourcePlace SourceParser::placeAt(std::size_t column) const
 {
     return {m_file, m_line, column};
-}
-
-void SourceParser::report(std::size_t line, std::size_t column, std::string text)
-{
-    m_errors.push_back({{m_file, line, column}, std::move(text)});
 }
 
 } // namespace Varnix::DbFile

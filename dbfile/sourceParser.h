@@ -2,7 +2,7 @@
 #define VARNIX_DBFILE_SOURCEPARSER_H
 
 #include "dbfile/database.h"
-#include "dbfile/sourceLine.h"
+#include "dbfile/sourceText.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,29 +15,6 @@
 
 namespace Varnix::DbFile {
 
-/** A place in a text source; line and column count from 1, columns in bytes. */
-struct SourcePlace
-{
-    std::string file;
-    std::size_t line = 0;
-    std::size_t column = 0;
-
-    bool operator==(const SourcePlace&) const = default;
-};
-
-/** Something said about a place in a text source. */
-struct SourceFinding
-{
-    SourcePlace place;
-    std::string text;
-};
-
-/** "FILE:LINE:COLUMN". */
-std::string describe(const SourcePlace& place);
-
-/** "FILE:LINE:COLUMN: SEVERITY: text". */
-std::string describe(const SourceFinding& finding, std::string_view severity = "error");
-
 /**
  * Reads text sources into one database.
  *
@@ -47,7 +24,7 @@ std::string describe(const SourceFinding& finding, std::string_view severity = "
 class SourceParser
 {
 public:
-    static constexpr std::size_t maxErrors = 20;
+    static constexpr std::size_t maxErrors = maxSourceErrors;
 
     /** Databases whose length field would be above `maxLength` are an error. */
     explicit SourceParser(std::uint64_t maxLength = Format::maxLength);
@@ -63,11 +40,13 @@ public:
     /** What was read; worth something only without errors. */
     const Database& database() const noexcept { return m_database; }
 
+    /** Where each of the database's records begins in its source. */
+    const std::vector<SourcePlace>& places() const noexcept { return m_places; }
+
 private:
     using Tokens = std::span<const Token>;
 
-    bool isText(std::string_view text);
-    void readSourceLine(std::string_view line);
+    void readSourceLine(const std::vector<Token>& tokens);
     void readParameter(Tokens tokens);
     void readDirective(Tokens tokens);
     void readRecord(Tokens tokens);
@@ -76,10 +55,10 @@ private:
     void addRecord(Record record, std::size_t column);
     void grow(std::uint64_t size, std::size_t column);
     SourcePlace placeAt(std::size_t column) const;
-    void report(std::size_t line, std::size_t column, std::string text);
 
     std::uint64_t m_maxLength;
     Database m_database;
+    std::vector<SourcePlace> m_places;
     /** The database's length field, kept as it grows. */
     std::uint64_t m_length;
     std::vector<SourceFinding> m_errors;

@@ -2,11 +2,14 @@
 #include "dbfile/shown.h"
 #include "dbfile/sourceParser.h"
 #include "files.h"
+#include "schemas.h"
 #include "terminal.h"
 
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -23,6 +26,7 @@ struct BuildOptions
 {
     std::string output;
     std::string depfile;
+    SchemaOptions schemas;
     std::vector<std::string> sources;
 };
 
@@ -41,6 +45,14 @@ bool isSameFile(const std::string& a, const std::string& b)
     return a == b || fs::equivalent(a, b, error);
 }
 
+/** The sources and the schemas. */
+std::vector<std::string> inputs(const BuildOptions& options)
+{
+    std::vector<std::string> paths = options.sources;
+    paths.insert(paths.end(), options.schemas.paths.begin(), options.schemas.paths.end());
+    return paths;
+}
+
 void refuseReplacing(const std::string& replaced, const std::string& path, const std::string& role,
                      const std::string& option)
 {
@@ -56,8 +68,8 @@ void refuseDepfile(const BuildOptions& options, const std::string& output)
         throw Failure(Status::WRONG_USAGE,
                       "varnix: --depfile needs an output file; name one with -o");
     refuseReplacing(output, options.depfile, "dependency file", "--depfile");
-    for (const std::string& source : options.sources)
-        refuseReplacing(source, options.depfile, "dependency file", "--depfile");
+    for (const std::string& path : inputs(options))
+        refuseReplacing(path, options.depfile, "dependency file", "--depfile");
 }
 
 /** A path as make and Ninja read it in a rule. */
@@ -94,20 +106,23 @@ void write(const std::string& output, const std::string& image)
         writeOutput(output, image);
 }
 
-Status build(const BuildOptions& options)
+void refuseOutputs(const BuildOptions& options, const std::string& output)
 {
-    const std::string output = outputPath(options);
     if (output == standardOutput && ::isatty(STDOUT_FILENO) != 0)
         throw Failure(Status::WRONG_USAGE,
                       "varnix: a database is not written to a terminal; name a file with -o");
-    for (const std::string& source : options.sources)
-        refuseReplacing(source, output, "output", "-o");
+    for (const std::string& path : inputs(options))
+        refuseReplacing(path, output, "output", "-o");
     if (!options.depfile.empty())
         refuseDepfile(options, output);
+}
 
+DbFile::SourceParser parse(const std::map<std::string, std::string>& texts,
+                           const std::vector<std::string>& sources)
+{
     DbFile::SourceParser parser;
-    for (const std::string& source : options.sources)
-        parser.parse(source, readInput(source));
+    for (const std::string& source : sources)
+        parser.parse(source, texts.at(source));
     const std::string warning = Painter(STDERR_FILENO).paint(Colour::YELLOW, "warning");
     for (const DbFile::SourceFinding& finding : parser.warnings())
         std::cerr << describe(finding, warning) << '\n';
@@ -116,10 +131,41 @@ Status build(const BuildOptions& options)
         errors.append(errors.empty() ? "" : "\n").append(describe(error));
     if (!errors.empty())
         throw Failure(Status::INVALID, errors);
+    return parser;
+}
+
+/** Failure with INVALID where a schema refuses what was read, or refuses itself. */
+void judge(const BuildOptions& options, const DbFile::SourceParser& parser,
+           const std::map<std::string, std::string>& texts)
+{
+    if (options.schemas.paths.empty())
+        return;
+    const Schema::Schema schema = readSchemas(options.schemas.paths);
+    std::vector<Schema::Report> reports = reportSchema(schema);
+    for (Schema::Report& report : reportSources(schema, parser, texts, options.schemas.coverage()))
+        reports.push_back(std::move(report));
+    printWarnings(reports);
+    const std::string text = explanation(reports);
+    if (const std::string errors = errorsOf(reports); !errors.empty())
+        throw Failure(Status::INVALID, errors + '\n' + text);
+    if (!text.empty())
+        std::cerr << text << '\n';
+}
+
+Status build(const BuildOptions& options)
+{
+    const std::string output = outputPath(options);
+    refuseOutputs(options, output);
+    std::map<std::string, std::string> texts;
+    for (const std::string& source : options.sources)
+        if (!texts.contains(source)) // a pipe is read once
+            texts[source] = readInput(source);
+    const DbFile::SourceParser parser = parse(texts, options.sources);
+    judge(options, parser, texts);
     const std::string image = encode(parser.database());
     // Before the output: an output that is new never stands beside old dependencies.
     if (!options.depfile.empty())
-        writeOutput(options.depfile, dependencies(output, options.sources));
+        writeOutput(options.depfile, dependencies(output, inputs(options)));
     write(output, image);
     return Status::DONE;
 }
@@ -139,6 +185,7 @@ void addBuild(CLI::App& app, Status& status)
         ->add_option("--depfile", options->depfile,
                      "Write there what the output depends on, as a rule for make and Ninja")
         ->type_name("FILE");
+    addSchemaOptions(*command, options->schemas);
     command->add_option("source", options->sources, "Text sources, merged in this order")
         ->type_name("SOURCE")
         ->required();

@@ -1,5 +1,5 @@
-#ifndef VARNIX_TOOLS_NEAREST_H
-#define VARNIX_TOOLS_NEAREST_H
+#ifndef VARNIX_SHARED_NEAREST_H
+#define VARNIX_SHARED_NEAREST_H
 
 #include <algorithm>
 #include <cstddef>

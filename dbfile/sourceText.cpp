@@ -1,0 +1,85 @@
+#include "dbfile/sourceText.h"
+
+#include "dbfile/finding.h"
+#include "dbfile/shown.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace Varnix::DbFile {
+
+namespace {
+
+/** Bytes that no text has; a carriage return is one unless it ends a line. */
+bool isForeignToText(std::string_view text, std::size_t position) noexcept
+{
+    const char c = text[position];
+    if (c == '\r')
+        return position + 1 == text.size() || text[position + 1] != '\n';
+    return (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') || c == '\x7F';
+}
+
+/** The first byte that no text has. */
+std::optional<SourceFinding> foreignByte(const std::string& file, std::string_view text)
+{
+    std::size_t line = 1;
+    std::size_t lineStart = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (isForeignToText(text, i))
+            return SourceFinding{{file, line, i - lineStart + 1},
+                                 "not a text source: byte " +
+                                     hexNumber(static_cast<unsigned char>(text[i]))};
+        if (text[i] == '\n') {
+            ++line;
+            lineStart = i + 1;
+        }
+    }
+    return std::nullopt;
+}
+
+/** Cuts the first line off `text`; its line end is in neither. */
+std::string_view cutLine(std::string_view& text) noexcept
+{
+    const std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
+}
+
+} // namespace
+
+std::string describe(const SourcePlace& place)
+{
+    return shown(place.file) + ":" + std::to_string(place.line) + ":" +
+           std::to_string(place.column);
+}
+
+std::string describe(const SourceFinding& finding, std::string_view severity)
+{
+    return describe(finding.place).append(": ").append(severity).append(": ") + finding.text;
+}
+
+void readText(const std::string& file, std::string_view text, std::vector<SourceFinding>& errors,
+              const LineHandler& handle)
+{
+    if (auto foreign = foreignByte(file, text)) {
+        errors.push_back(std::move(*foreign));
+        return;
+    }
+    const std::size_t errorsBefore = errors.size();
+    for (std::size_t number = 1; !text.empty(); ++number) {
+        try {
+            const std::vector<Token> tokens = readLine(cutLine(text));
+            if (!tokens.empty())
+                handle(number, tokens);
+        } catch (const LineError& error) {
+            errors.push_back({{file, number, error.column()}, error.what()});
+        }
+        if (errors.size() - errorsBefore == maxSourceErrors) {
+            errors.push_back(
+                {{file, number, 1}, "too many errors; the rest of the source was not read"});
+            return;
+        }
+    }
+}
+
+} // namespace Varnix::DbFile

@@ -1,0 +1,104 @@
+#include "schema/contradictions.h"
+
+#include "dbfile/sourceValue.h"
+#include "schema/judge.h"
+
+#include <string>
+#include <utility>
+
+namespace Varnix::Schema {
+
+namespace {
+
+/** Why no parameter fulfils both lines, where one key matches both; empty: one may. */
+std::string contradiction(const Line& line, const Line& earlier)
+{
+    if (line.type != earlier.type)
+        return std::string(line.type->name) + " contradicts " + std::string(earlier.type->name);
+    if (line.count && earlier.count && line.count->excludes(*earlier.count))
+        return line.typeText() + " contradicts " + earlier.typeText();
+    if (line.limits.excludes(earlier.limits))
+        return line.limits.text() + " contradicts " + earlier.limits.text();
+    if (line.unit && earlier.unit && *line.unit != *earlier.unit)
+        return "the unit " + *line.unit + " contradicts " + *earlier.unit;
+    if (line.isRequired != earlier.isRequired && line.isDeprecated != earlier.isDeprecated &&
+        line.isRequired == earlier.isDeprecated)
+        return "what is required is not deprecated";
+    // A pattern's default may have an exception.
+    if (line.key.text() == earlier.key.text() && line.fallback && earlier.fallback &&
+        line.fallback->data != earlier.fallback->data)
+        return "the default " + DbFile::printValue(line.type->number, line.fallback->data) +
+               " contradicts " + DbFile::printValue(line.type->number, earlier.fallback->data);
+    return {};
+}
+
+class Contradictions
+{
+public:
+    explicit Contradictions(const Schema& schema) : m_schema(schema) {}
+
+    std::vector<SchemaFinding> run()
+    {
+        for (std::size_t i = 0; i < m_schema.lines().size(); ++i) {
+            const Line& line = m_schema.lines()[i];
+            if (line.isRequired && line.isDeprecated)
+                report(line, line, "what is required is not deprecated");
+            compareWithEarlier(line, i);
+            checkDefault(line);
+        }
+        return std::move(m_findings);
+    }
+
+private:
+    void report(const Line& line, const Line& other, const std::string& text)
+    {
+        m_findings.push_back(
+            {Check::CONTRADICTION, {line.place, text + " (" + other.reference() + ")"}});
+    }
+
+    void compareWithEarlier(const Line& line, std::size_t index)
+    {
+        if (line.key.isLiteral()) {
+            for (const Line* const other : m_schema.matching(line.key.literal()))
+                if (other < &line)
+                    compare(line, *other);
+        } else {
+            for (std::size_t i = 0; i < index; ++i)
+                if (line.key.overlaps(m_schema.lines()[i].key))
+                    compare(line, m_schema.lines()[i]);
+        }
+    }
+
+    void compare(const Line& line, const Line& earlier)
+    {
+        if (const std::string text = contradiction(line, earlier); !text.empty())
+            report(line, earlier, text);
+    }
+
+    /** A pattern's default is judged by the pattern alone: its exceptions may have others. */
+    void checkDefault(const Line& line)
+    {
+        if (!line.fallback)
+            return;
+        const DbFile::Value value{.type = line.type->number, .data = line.fallback->data};
+        const auto findings =
+            line.key.isLiteral() ? judge(m_schema, line.key.literal(), value) : judge(line, value);
+        DbFile::SourcePlace place = line.place;
+        place.column = line.fallback->column;
+        for (const Finding& finding : findings)
+            if (!isWarning(finding.check) && finding.check != Check::TYPE)
+                m_findings.push_back({Check::DEFAULT, {place, "the default: " + finding.text}});
+    }
+
+    const Schema& m_schema;
+    std::vector<SchemaFinding> m_findings;
+};
+
+} // namespace
+
+std::vector<SchemaFinding> contradictions(const Schema& schema)
+{
+    return Contradictions(schema).run();
+}
+
+} // namespace Varnix::Schema

@@ -1,0 +1,52 @@
+#include "schema/schema.h"
+
+#include "dbfile/shown.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Varnix::Schema {
+
+std::string describe(const Count& count)
+{
+    const std::string min = std::to_string(count.min);
+    return count.min == count.max ? min : min + ".." + std::to_string(count.max);
+}
+
+std::string Line::typeText() const
+{
+    return std::string(type->name) + (count ? "[" + describe(*count) + "]" : "");
+}
+
+std::string Line::reference() const
+{
+    return DbFile::shown(place.file) + ":" + std::to_string(place.line);
+}
+
+bool Schema::hasRoomFor(const KeyPattern& key) const noexcept
+{
+    return m_lines.size() < maxLines && (key.isLiteral() || m_patterns.size() < maxPatterns);
+}
+
+void Schema::add(Line line)
+{
+    (line.key.isLiteral() ? m_literals[line.key.literal()] : m_patterns).push_back(m_lines.size());
+    m_lines.push_back(std::move(line));
+}
+
+std::vector<const Line*> Schema::matching(const std::string& key) const
+{
+    std::vector<std::size_t> indices;
+    if (const auto found = m_literals.find(key); found != m_literals.end())
+        indices = found->second;
+    for (const std::size_t index : m_patterns)
+        if (m_lines[index].key.matches(key))
+            indices.push_back(index);
+    std::sort(indices.begin(), indices.end());
+    std::vector<const Line*> lines;
+    for (const std::size_t index : indices)
+        lines.push_back(&m_lines[index]);
+    return lines;
+}
+
+} // namespace Varnix::Schema

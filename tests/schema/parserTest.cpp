@@ -1,0 +1,134 @@
+#include "tests/schema/schemaText.h"
+
+namespace Varnix::Test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(SchemaParser, ReadsEveryPartOfALine)
+{
+    const Schema::Schema schema =
+        schemaOf("# the unit\n"
+                 "/unit/gain U16[3] 0..63 unit dB default 1 2 3 required \"front end\"\n");
+    ASSERT_THAT(schema.lines(), SizeIs(1));
+    const Schema::Line& line = schema.lines().front();
+    EXPECT_EQ(line.place, (DbFile::SourcePlace{"s", 2, 1}));
+    EXPECT_EQ(line.key.text(), "/unit/gain");
+    EXPECT_EQ(line.typeText(), "U16[3]");
+    EXPECT_EQ(line.limits.text(), "0..63");
+    EXPECT_EQ(line.unit, "dB");
+    ASSERT_TRUE(line.fallback);
+    EXPECT_EQ(line.fallback->data, std::string("\0\1\0\2\0\3", 6));
+    EXPECT_TRUE(line.isRequired);
+    EXPECT_FALSE(line.isDeprecated);
+    EXPECT_EQ(line.description, "front end");
+}
+
+TEST(SchemaParser, TakesPropertiesInAnyOrder)
+{
+    const Schema::Schema schema =
+        schemaOf("/a CHAR \"what it is\" deprecated default \"a b\" unit m\n");
+    const Schema::Line& line = schema.lines().at(0);
+    EXPECT_EQ(line.description, "what it is");
+    EXPECT_TRUE(line.isDeprecated);
+    EXPECT_EQ(line.fallback->data, "a b");
+    EXPECT_EQ(line.unit, "m");
+}
+
+TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
+{
+    const Schema::Schema schema = schemaOf("/a CHAR default required\n");
+    EXPECT_EQ(schema.lines().at(0).fallback->data, "required");
+    EXPECT_FALSE(schema.lines().at(0).isRequired);
+}
+
+struct BadLine
+{
+    const char* name;
+    const char* line;
+    const char* error;
+};
+
+void PrintTo(const BadLine& line, std::ostream* out)
+{
+    *out << line.line;
+}
+
+class BadSchemaLines : public testing::TestWithParam<BadLine>
+{
+};
+
+TEST_P(BadSchemaLines, AreNamedWithTheirPlace)
+{
+    EXPECT_THAT(schemaErrors(GetParam().line), ElementsAre(GetParam().error));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SchemaParser, BadSchemaLines,
+    testing::Values(
+        BadLine{"NoSlash", "a U8",
+                "s:1:1: error: a key is \"/\" and at least one character more, not quoted"},
+        BadLine{"NoType", "/a", "s:1:3: error: the type is missing"},
+        BadLine{"Type", "/a U61", "s:1:4: error: unknown type \"U61\"; did you mean \"U16\"?"},
+        BadLine{"Number", "/a 4", "s:1:4: error: unknown type \"4\"; did you mean \"U8\"?"},
+        BadLine{"Word", "/a U8 requird",
+                "s:1:7: error: unknown word \"requird\"; did you mean \"required\"?"},
+        BadLine{"Directive", "#! tail 00",
+                "s:1:1: error: a key is \"/\" and at least one character more, not quoted"},
+        BadLine{"Count", "/a U8[x]",
+                "s:1:4: error: the number of elements is written [N] or [MIN..MAX]"},
+        BadLine{"CountNotClosed", "/a U8[1",
+                "s:1:4: error: the number of elements is written [N] or [MIN..MAX]"},
+        BadLine{"CountReversed", "/a U8[2..1]", "s:1:4: error: no number is from 2 to 1"},
+        BadLine{"CountTooLarge", "/a U32[4194304]",
+                "s:1:4: error: a value has at most 4194303 elements"},
+        BadLine{"RangeReversed", "/a U8 2..1", "s:1:7: error: the range is empty: 2 is above 1"},
+        BadLine{"RangeOutsideTheType", "/a U8 1..256",
+                "s:1:10: error: 256 is out of range: U8 holds 0 to 255"},
+        BadLine{"RangeOfText", "/a U8 1..b", "s:1:10: error: \"b\" is not a decimal or 0x number"},
+        BadLine{"EmptyAlternative", "/a CHAR a||b", "s:1:11: error: an alternative is missing"},
+        BadLine{"AlternativesAndExpression", "/a CHAR a|b /c/",
+                "s:1:13: error: there are alternatives or one expression, not both"},
+        BadLine{"ExpressionNotClosed", "/a CHAR /b",
+                "s:1:9: error: an expression ends with a slash and holds no blank, double quote or "
+                "number sign"},
+        BadLine{"Expression", "/a CHAR /(/", "s:1:9: error: not an expression: Unmatched ( or \\("},
+        BadLine{"ExpressionWithBackReference", "/a CHAR /(a)\\1/",
+                "s:1:9: error: an expression has no back-reference"},
+        BadLine{"ExpressionTooLarge", "/a CHAR /((a{99}){99}){99}/",
+                "s:1:9: error: the expression repeats too much: written out it has more than 1000 "
+                "characters"},
+        BadLine{"NoUnit", "/a U8 unit", "s:1:11: error: the unit is missing"},
+        BadLine{"NoDefault", "/a U8 default", "s:1:14: error: the default is missing"},
+        BadLine{"DefaultOfAnotherType", "/a U8 default x",
+                "s:1:15: error: \"x\" is not a decimal or 0x number"},
+        BadLine{"RequiredTwice", "/a U8 required required",
+                "s:1:16: error: required is given twice"},
+        BadLine{"DescriptionTwice", "/a U8 \"b\" \"c\"",
+                "s:1:11: error: the description is given twice"},
+        BadLine{"OpenBracket", "/a[b U8", "s:1:1: error: a key's bracket is not closed"},
+        BadLine{"KeyTwice", "\n/a U8\n/a U8", "s:3:1: error: /a is given twice; first in line 2"},
+        BadLine{"NoText", "/a U8 \x01", "s:1:7: error: not a text source: byte 0x1"}),
+    [](const auto& tested) { return tested.param.name; });
+
+TEST(SchemaParser, NamesAllErrors)
+{
+    EXPECT_THAT(schemaErrors("/a U9\n/b U8\n/c U8 unti m\n"),
+                ElementsAre("s:1:4: error: unknown type \"U9\"; did you mean \"U8\"?",
+                            "s:3:7: error: unknown word \"unti\"; did you mean \"unit\"?"));
+}
+
+TEST(SchemaParser, TakesNoMoreLinesThanItsLimits)
+{
+    std::string text;
+    for (std::size_t i = 0; i <= Schema::Schema::maxPatterns; ++i)
+        text += "/a*/" + std::to_string(i) + " U8\n";
+    EXPECT_THAT(schemaErrors(text),
+                ElementsAre("s:1001:1: error: too many lines: schemas have at most 10000, and 1000 "
+                            "with patterns"));
+}
+
+} // namespace
+} // namespace Varnix::Test

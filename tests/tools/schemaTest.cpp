@@ -1,0 +1,91 @@
+#include "tests/tools/toolTest.h"
+
+namespace Varnix::Test {
+namespace {
+
+class SchemaOption : public ToolTest
+{
+};
+
+TEST_F(SchemaOption, OfCheckAloneFindsNothingInAGoodSchema)
+{
+    write("s", "/a U8 0..9 default 3\n");
+    expectResult(varnix({"check", "--schema", "s"}), 0, "", "");
+}
+
+TEST_F(SchemaOption, OfCheckAloneNamesWhatContradictsItself)
+{
+    write("s", "/a U8 0..9 default 10\n");
+    write("t", "/a U16\n");
+    expectResult(varnix({"check", "--schema", "s", "--schema", "t"}), 1,
+                 "s:1:20: error: the default: 10 is above 9 (s:1)\n"
+                 "t:1:1: error: U16 contradicts U8 (s:1)\n",
+                 "varnix: varnix-schema(5) explains these checks: contradiction, default\n");
+}
+
+TEST_F(SchemaOption, WithErrorsIsInvalidAndAllOfThemAreNamed)
+{
+    write("s", "/a U9\n/b U8 requird\n");
+    write("a", "/a U8 1\n");
+    const std::string errors =
+        "s:1:4: error: unknown type \"U9\"; did you mean \"U8\"?\n"
+        "s:2:7: error: unknown word \"requird\"; did you mean \"required\"?\n";
+    expectResult(varnix({"check", "--schema", "s"}), 4, "", errors);
+    expectResult(varnix({"build", "--schema", "s", "a"}), 4, "", errors);
+    EXPECT_FALSE(exists("a.db"));
+    EXPECT_EQ(varnix({"check", "--schema", "absent"}).status, 3);
+}
+
+TEST_F(SchemaOption, OfCheckNamesWhatTheParametersMustNotBe)
+{
+    write("s", "/unit/gain U16[3] 0..63\n/old U8 deprecated\n");
+    DbBuilder()
+        .u16("/unit/gain", {1, 70, 3})
+        .u8("/old", {1})
+        .u8("/new", {1})
+        .write(m_directory / "db");
+    const std::string above = "db:@0x1c: error: 70 is above 63 (s:1)\n";
+    const std::string old = "db:@0x21: warning: /old is deprecated (s:2)\n";
+    expectResult(varnix({"check", "--schema", "s", "db"}), 1, above,
+                 old + "varnix: varnix-schema(5) explains these checks: range, deprecated\n");
+    expectResult(varnix({"check", "--schema", "s", "--closed", "db"}), 1,
+                 above + "db:@0x2c: error: no line of a schema describes \"/new\"\n",
+                 old +
+                     "varnix: varnix-schema(5) explains these checks: range, deprecated, closed\n");
+}
+
+TEST_F(SchemaOption, OfBuildWritesNothingThatTheSchemaRefuses)
+{
+    write("node.schema", "/unit/gain U16 0..63\n");
+    write("unit.txt", "# gains\n\n/unit/gain   U16    70\n");
+    expectResult(varnix({"build", "--schema", "node.schema", "unit.txt"}), 4, "",
+                 "unit.txt:3:21: error: 70 is above 63 (node.schema:1)\n"
+                 "varnix: varnix-schema(5) explains these checks: range\n");
+    EXPECT_FALSE(exists("unit.db"));
+}
+
+TEST_F(SchemaOption, OfBuildWritesWhatTheSchemaAllows)
+{
+    write("s", "/a U8 0..9\n");
+    write("a", "/a U8 9\n");
+    expectResult(varnix({"build", "--depfile", "d", "-o", "db", "--schema", "s", "a"}), 0, "", "");
+    EXPECT_EQ(read("db"), DbBuilder().u8("/a", {9}).image());
+    EXPECT_EQ(read("d"), "db: a s\na:\ns:\n");
+}
+
+TEST_F(SchemaOption, IsNeverReplacedByAnOutput)
+{
+    write("s", "/a U8\n");
+    write("a", "/a U8 1\n");
+    EXPECT_EQ(varnix({"build", "-o", "s", "--schema", "s", "a"}).status, 2);
+    EXPECT_EQ(read("s"), "/a U8\n");
+}
+
+TEST_F(SchemaOption, ClosedNeedsASchema)
+{
+    EXPECT_EQ(varnix({"check", "--closed", "db"}).status, 2);
+    EXPECT_EQ(varnix({"check"}).status, 2);
+}
+
+} // namespace
+} // namespace Varnix::Test
