@@ -5,6 +5,8 @@
 #include "dbfile/decoder.h"
 #include "dbfile/types.h"
 
+#include <array>
+#include <bit>
 #include <fstream>
 #include <iterator>
 #include <utility>
@@ -155,12 +157,33 @@ std::string imageThatOverlaps()
 
 void forceChecksum(std::string& image, std::uint16_t wanted)
 {
-    const std::size_t stored = image.size() - DbFile::Format::checksumSize;
-    for (std::uint32_t reserved = 0; DbFile::readBigEndian(image, stored, 2) != wanted;
-         ++reserved) {
-        overwrite(image, DbFile::Format::reservedOffset, reserved, 4);
+    const auto checksumWith = [&image](std::uint64_t reserved) {
+        overwrite(image, DbFile::Format::reservedOffset, reserved, DbFile::Format::reservedSize);
         repairChecksum(image);
+        return static_cast<unsigned>(DbFile::readBigEndian(
+            image, image.size() - DbFile::Format::checksumSize, DbFile::Format::checksumSize));
+    };
+    // A bit of the input changes the same bits of the checksum, whatever the others are: of sixteen
+    // such changes, reduced to one for each bit of the checksum, every checksum can be made.
+    struct Change
+    {
+        unsigned sum = 0;
+        unsigned reserved = 0;
+    };
+    constexpr unsigned bits = 16;
+    std::array<Change, bits> changes{};
+    const auto reduce = [&changes](Change change) {
+        for (unsigned bit = bits; bit-- > 0;)
+            if ((change.sum >> bit & 1U) != 0 && changes[bit].sum != 0)
+                change = {change.sum ^ changes[bit].sum, change.reserved ^ changes[bit].reserved};
+        return change;
+    };
+    const unsigned base = checksumWith(0);
+    for (unsigned bit = 0; bit < bits; ++bit) {
+        const Change change = reduce({base ^ checksumWith(1U << bit), 1U << bit});
+        changes.at(std::bit_width(change.sum) - 1U) = change;
     }
+    checksumWith(reduce({base ^ wanted, 0}).reserved);
 }
 
 void repairChecksum(std::string& image)

@@ -68,7 +68,7 @@ std::string imageThatReachesOutside();
 /** A file with a right checksum whose "/b" is a text that takes its unchecked bytes too. */
 std::string imageThatOverlaps();
 
-/** Changes the reserved bytes until the checksum is `wanted`. */
+/** Changes the reserved bytes so that the checksum is `wanted`; for 0xFFFF it is 0x1111. */
 void forceChecksum(std::string& image, std::uint16_t wanted);
 
 /** Makes the stored checksum right for the bytes, where the image is long enough to hold one. */
