@@ -125,6 +125,22 @@ TEST_F(FileIo, ReplaceThroughALoopOfLinksIsRefused)
     EXPECT_EQ(files(), 2);
 }
 
+TEST_F(FileIo, ReplaceFollowsAsManyLinksAsTheKernel)
+{
+    constexpr int most = 40;
+    fs::path last = m_path;
+    for (int i = 1; i <= most + 1; ++i) {
+        const fs::path link = m_directory / std::to_string(i);
+        fs::create_symlink(last, link);
+        last = link;
+    }
+    EXPECT_EQ(replace(m_directory / std::to_string(most)), "no error");
+    EXPECT_EQ(readFile(m_path), "new");
+    EXPECT_EQ(readFile(m_directory / std::to_string(most)), "new") << "the kernel follows it too";
+    EXPECT_THAT(replace(last, "other"), HasSubstr(": Too many levels of symbolic links"));
+    EXPECT_EQ(readFile(m_path), "new");
+}
+
 TEST_F(FileIo, ReplaceKeepsModeAndOwner)
 {
     writeFile(m_path, "old");

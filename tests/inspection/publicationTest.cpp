@@ -17,6 +17,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// The library publishes it to tools alone, by a note.
+extern "C" Varnix::Inspection::Root varnixInspectionRoot;
+
 namespace Varnix::Test {
 
 namespace {
@@ -114,6 +117,23 @@ TEST_F(PublicationTest, ShowsTheBytesOfEachValueAfterEachWrite)
     registry.updateDbs("/text", "longer", true);
     EXPECT_EQ(valueOf("/own", 0), "\x01\x07");
     EXPECT_EQ(valueOf("/text", 1), "text longer");
+}
+
+// A reader that sees a count again takes it that nothing changed in between.
+TEST_F(PublicationTest, CountsChangesAndNeverTakesACountBack)
+{
+    auto& registry = *DbRegistryImpl::getInstance();
+    const auto* const production = reinterpret_cast<const Store*>(varnixInspectionRoot.firstStore);
+    const std::uint64_t ofValues = production->changes;
+    registry.updateDbs("/own", std::vector<std::string>{"7"}, 1);
+    EXPECT_GT(production->changes, ofValues);
+
+    const std::uint64_t beforeStore = varnixInspectionRoot.changes;
+    const auto database = registry.initDb(config);
+    const std::uint64_t withStore = varnixInspectionRoot.changes;
+    EXPECT_GT(withStore, beforeStore);
+    registry.removeDb(database);
+    EXPECT_GT(varnixInspectionRoot.changes, withStore);
 }
 
 TEST_F(PublicationTest, ShowsNoMixtureOfTwoValuesWhileTheyAreWritten)
