@@ -11,6 +11,7 @@ TOKEN = re.compile(
     r"""
     (?P<blank>\s+|//[^\n]*|/\*.*?\*/)
   | (?P<directive>(?<![^\n])[ \t]*\#(?:\\\n|[^\n])*)
+  | (?P<raw>R"\(.*?\)")
   | (?P<text>"(?:[^"\\\n]|\\.)*")
   | (?P<character>'(?:[^'\\\n]|\\.)+')
   | (?P<number>\d[\w']*)
@@ -117,10 +118,13 @@ def texts(token):
 
 
 def numbers(token):
-    """The number's neighbours."""
-    digits, suffix = re.fullmatch(r"(0[xX][\dA-Fa-f]+|\d+)([uUlLzZ]*)", token.text).groups()
-    value = int(digits, 0)
-    form = "0x{:X}" if digits.startswith("0x") else "{}"
+    """The number's neighbours; none of a fraction."""
+    found = re.fullmatch(r"(0[xX]|0(?=\d))?([\dA-Fa-f]+)([uUlLzZ]*)", token.text.replace("'", ""))
+    if not found:
+        return []
+    prefix, digits, suffix = found.groups(default="")
+    base, form = {"": (10, "{}"), "0": (8, "0{:o}")}.get(prefix, (16, "0x{:X}"))
+    value = int(digits, base)
     return [form.format(near) + suffix for near in (value + 1, value - 1) if near >= 0]
 
 

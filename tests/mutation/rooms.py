@@ -1,0 +1,59 @@
+"""Which test programs judge which source, cheapest first; the only place that says so."""
+
+from pathlib import PurePosixPath
+
+# By room, or by a source's path without its ending where few programs reach it; the longest match
+# counts. All programs of a room are asked about what the first ones do not notice.
+PROGRAMS = {
+    "src": ("registry_test", "interface_test", "unit_test", "selection_test"),
+    "src/checksum": ("unit_test",),
+    "src/configFile": ("selection_test", "unit_test"),
+    "src/configText": ("selection_test", "unit_test"),
+    "src/dbContainer": ("unit_test", "interface_test"),
+    "src/keyTable": ("unit_test", "interface_test"),
+    "src/publication": ("inspection_test", "varnix_tool_test"),
+    "src/regularFile": ("selection_test", "unit_test"),
+    "src/selection": ("selection_test", "unit_test"),
+    "src/typeOfData": ("unit_test", "registry_test"),
+    "c": ("c_test",),
+    "dbfile": ("dbfile_test", "varnix_tool_test"),
+    "inspection": ("inspection_test", "varnix_tool_test"),
+    "platform/itc": ("itc_test", "itc_unload_test"),
+    "tools/dbcsi": ("dbcsi_server_unit_test", "dbcsi_server_test"),
+    "tools/dbcsi-server": ("dbcsi_server_unit_test", "dbcsi_server_test"),
+    "tools/shared": ("dbcsi_server_unit_test", "varnix_tool_test"),
+    "tools/varnix": ("varnix_tool_test",),
+}
+ROOMS = ("src", "c", "dbfile", "inspection", "platform/itc", "tools/dbcsi",
+         "tools/dbcsi-server", "tools/shared", "tools/varnix")
+
+# These test what the tests stand on, or take long over what shorter ones cover.
+NOT_ASKED = (
+    "TracedProcess.*",
+    "TraceSession.*",
+    "ItcLifetime.TenThousandMailboxesLeaveWhatOneLeaves",
+    "Source.ValueOfTheLargestLengthIsTakenAndOneByteMoreIsAnError",
+)
+
+
+def programs_of(source):
+    """The programs that judge a source, given by its path in the tree."""
+    stem = str(PurePosixPath(source).with_suffix(""))
+    fitting = [start for start in PROGRAMS
+               if stem.startswith(start) and (start not in ROOMS or room_of(source) == start)]
+    return PROGRAMS[max(fitting, key=len)]
+
+
+def room_of(source):
+    return str(PurePosixPath(source).parent)
+
+
+def sources_of(tree, names):
+    """The sources that the names stand for: each a room or a source; all without names."""
+    everything = sorted(str(path.relative_to(tree)) for room in ROOMS
+                        for path in (tree / room).iterdir() if path.suffix in (".h", ".cpp"))
+    for name in names:
+        if name not in ROOMS and name not in everything:
+            raise ValueError(f"{name} is no room and no source of one; rooms: {', '.join(ROOMS)}")
+    return [source for source in everything
+            if not names or source in names or room_of(source) in names]
