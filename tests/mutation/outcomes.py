@@ -16,7 +16,7 @@ def state_of(tree):
     """A name for the state of everything that judges mutants: all sources and tests."""
     kinds = (".h", ".hpp", ".c", ".cpp", ".in", ".txt")
     directories = ("src", "c", "include", "protocol", "inspection", "dbfile", "platform",
-                   "tools", "tests")
+                   "schema", "shared", "tools", "tests")
     paths = sorted(path for directory in directories for path in (tree / directory).rglob("*")
                    if path.suffix in kinds and not path.name.startswith("survivors-"))
     return digest(*(f"{path}{path.read_text(errors='replace')}" for path in paths))

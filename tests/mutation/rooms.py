@@ -2,10 +2,21 @@
 
 from pathlib import PurePosixPath
 
-# By room, or by a source's path without its ending where few programs reach it; the longest match
-# counts. All programs of a room are asked about what the first ones do not notice.
-PROGRAMS = {
+# By room, a directory of sources.
+ROOMS = {
     "src": ("registry_test", "interface_test", "unit_test", "selection_test"),
+    "c": ("c_test",),
+    "dbfile": ("dbfile_test", "varnix_tool_test"),
+    "inspection": ("inspection_test", "varnix_tool_test"),
+    "platform/itc": ("itc_test", "itc_unload_test"),
+    "schema": ("schema_test", "varnix_tool_test"),
+    "shared": ("dbcsi_server_unit_test", "varnix_tool_test"),
+    "tools/dbcsi": ("dbcsi_server_unit_test", "dbcsi_server_test"),
+    "tools/dbcsi-server": ("dbcsi_server_unit_test", "dbcsi_server_test"),
+    "tools/varnix": ("varnix_tool_test",),
+}
+# Sources whose path begins so are judged by these instead.
+SOURCES = {
     "src/checksum": ("unit_test",),
     "src/configFile": ("selection_test", "unit_test"),
     "src/configText": ("selection_test", "unit_test"),
@@ -15,17 +26,7 @@ PROGRAMS = {
     "src/regularFile": ("selection_test", "unit_test"),
     "src/selection": ("selection_test", "unit_test"),
     "src/typeOfData": ("unit_test", "registry_test"),
-    "c": ("c_test",),
-    "dbfile": ("dbfile_test", "varnix_tool_test"),
-    "inspection": ("inspection_test", "varnix_tool_test"),
-    "platform/itc": ("itc_test", "itc_unload_test"),
-    "tools/dbcsi": ("dbcsi_server_unit_test", "dbcsi_server_test"),
-    "tools/dbcsi-server": ("dbcsi_server_unit_test", "dbcsi_server_test"),
-    "tools/shared": ("dbcsi_server_unit_test", "varnix_tool_test"),
-    "tools/varnix": ("varnix_tool_test",),
 }
-ROOMS = ("src", "c", "dbfile", "inspection", "platform/itc", "tools/dbcsi",
-         "tools/dbcsi-server", "tools/shared", "tools/varnix")
 
 # These test what the tests stand on, or take long over what shorter ones cover.
 NOT_ASKED = (
@@ -38,10 +39,8 @@ NOT_ASKED = (
 
 def programs_of(source):
     """The programs that judge a source, given by its path in the tree."""
-    stem = str(PurePosixPath(source).with_suffix(""))
-    fitting = [start for start in PROGRAMS
-               if stem.startswith(start) and (start not in ROOMS or room_of(source) == start)]
-    return PROGRAMS[max(fitting, key=len)]
+    own = next((programs for start, programs in SOURCES.items() if source.startswith(start)), None)
+    return own or ROOMS[room_of(source)]
 
 
 def room_of(source):
