@@ -44,6 +44,7 @@ std::vector<const Line*> Schema::matching(const std::string& key) const
             indices.push_back(index);
     std::sort(indices.begin(), indices.end());
     std::vector<const Line*> lines;
+    lines.reserve(indices.size());
     for (const std::size_t index : indices)
         lines.push_back(&m_lines[index]);
     return lines;
