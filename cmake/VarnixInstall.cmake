@@ -1,5 +1,5 @@
 # What is installed belongs to exactly one of these components: runtime (the libraries), dev (what
-# clients build with), platform (the host's libitc and libtpt), tools, and server.
+# clients build with), platform (the host's libitc and libtpt), tools, server, and python (its package).
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -36,6 +36,10 @@ foreach(name varnix varnix-c varnix-kit)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/share/tsan.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/varnix
   COMPONENT dev)
+
+# Pure Python, so it is in lib/ whatever the library directory is called.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/varnix DESTINATION lib/python3/dist-packages
+  COMPONENT python FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
 
 if(VARNIX_BUILD_TOOLS)
   install(FILES ${PROJECT_SOURCE_DIR}/completions/varnix
