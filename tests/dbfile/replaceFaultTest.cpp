@@ -37,8 +37,8 @@ bool thisCallFails()
 
 } // namespace
 
-// The program's own functions stand before the C library's. Inlined, the two halves of an allocation
-// would look mismatched to the compiler.
+// The program's own functions stand before the C library's. Inlined, the two halves of an
+// allocation would look mismatched to the compiler.
 
 [[gnu::noinline]] void* operator new(std::size_t size)
 {

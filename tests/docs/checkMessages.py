@@ -16,9 +16,9 @@ MESSAGE = re.compile(r"[A-Za-z]{2}.*(\s|[.:]$)")
 
 
 def texts_of(source):
-    """The texts of a source, adjacent ones joined, without preprocessor lines and comments."""
-    code = re.sub(r"^\s*#.*$|//.*$|/\*.*?\*/", "", source.read_text(encoding="utf-8"),
-                  flags=re.MULTILINE)
+    """The texts of a source, adjacent ones joined; preprocessor lines and comments hold none."""
+    code = re.sub(r"^\s*#.*$|//.*$|/\*.*?\*/|'(?:\\.|[^'\\\n])'", "",
+                  source.read_text(encoding="utf-8"), flags=re.MULTILINE)
     for found in LITERAL.finditer(code):
         joined = "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', found[0]))
         yield joined.replace("\\n", "").replace('\\"', '"').strip()

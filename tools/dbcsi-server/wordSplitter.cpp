@@ -89,12 +89,11 @@ std::string quoted(const std::string& word)
     if (!word.empty() && word.find_first_not_of(plain) == std::string::npos)
         return word;
     std::string text = "'";
-    for (const char c : word) {
+    for (const char c : word)
         if (c == '\'')
             text += R"('\'')";
         else
             text += c;
-    }
     return text + '\'';
 }
 
