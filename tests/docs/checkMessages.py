@@ -10,18 +10,26 @@ import re
 import sys
 from pathlib import Path
 
-LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"(?:\s*"(?:[^"\\]|\\.)*")*')
+# Comments and characters hold no text, whatever they look like.
+TOKEN = re.compile(r"""//[^\n]*|/\*.*?\*/|'(?:\\.|[^'\\\n])+'|"(?P<text>(?:[^"\\]|\\.)*)\"""", re.DOTALL)
 # Words, not a key, a format or the name of a setting.
 MESSAGE = re.compile(r"[A-Za-z]{2}.*(\s|[.:]$)")
 
 
 def texts_of(source):
-    """The texts of a source, adjacent ones joined; preprocessor lines and comments hold none."""
-    code = re.sub(r"^\s*#.*$|//.*$|/\*.*?\*/|'(?:\\.|[^'\\\n])'", "",
-                  source.read_text(encoding="utf-8"), flags=re.MULTILINE)
-    for found in LITERAL.finditer(code):
-        joined = "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', found[0]))
-        yield joined.replace("\\n", "").replace('\\"', '"').strip()
+    """The texts of a source, adjacent ones joined; preprocessor lines hold none."""
+    code = re.sub(r"^\s*#.*$", "", source.read_text(encoding="utf-8"), flags=re.MULTILINE)
+    texts, end = [], 0
+    for found in TOKEN.finditer(code):
+        if found["text"] is None:
+            continue
+        if texts and not code[end:found.start()].strip():
+            texts[-1] += found["text"]
+        else:
+            texts.append(found["text"])
+        end = found.end()
+    for text in texts:
+        yield text.replace("\\n", "").replace('\\"', '"').strip()
 
 
 def main():
