@@ -4,8 +4,6 @@
 #include <csignal>
 
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace Varnix::Test {
 
@@ -109,7 +107,8 @@ TEST_F(Live, AProcessThatCannotBeLookedAtSaysWhy)
     EXPECT_EQ(gone.status, 5);
     EXPECT_THAT(gone.err, HasSubstr("there is no process 4194304"));
 
-    const ProcessResult other = varnix({"get", "--pid", std::to_string(::getpid()), "/gain"});
+    const Child stranger({"cat"});
+    const ProcessResult other = varnix({"get", "--pid", std::to_string(stranger.id()), "/gain"});
     EXPECT_EQ(other.status, 5);
     EXPECT_THAT(other.err, HasSubstr("does not use the library"));
 
