@@ -12,7 +12,7 @@ namespace Varnix::Inspection {
 
 namespace {
 
-constexpr std::uint64_t largestNotes = 64 * 1024; // of one segment; others have far less
+constexpr std::uint64_t largestNotes = 65536; // of one segment; others have far less
 constexpr std::size_t mostSegments = 64;
 constexpr std::size_t noteAlignment = 4;
 

@@ -13,8 +13,8 @@ namespace Varnix::Inspection {
 
 namespace {
 
-constexpr std::size_t rangesAtOnce = 512;          // the kernel takes 1,024
-constexpr std::uint64_t bytesAtOnce = 1024 * 1024; // so that a wrong size takes no memory
+constexpr std::size_t rangesAtOnce = 512;        // the kernel takes 1,024
+constexpr std::uint64_t bytesAtOnce = 1U << 20U; // so that a wrong size takes no memory
 
 /** What would let this user look, as far as the host tells. */
 std::string permissionHint()
@@ -62,6 +62,7 @@ bool ProcessMemory::read(std::span<const Range> ranges, std::span<char> bytes) c
         const std::size_t count = std::min(ranges.size(), remote.size());
         std::size_t size = 0;
         for (std::size_t i = 0; i < count; ++i) {
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): an address in another process
             remote[i] = {reinterpret_cast<void*>(ranges[i].start), ranges[i].size};
             size += ranges[i].size;
         }

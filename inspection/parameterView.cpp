@@ -19,7 +19,7 @@ constexpr std::size_t parametersAtOnce = 256;
 std::optional<std::vector<std::string>> readApart(const Memory& memory,
                                                   const std::vector<Range>& ranges)
 {
-    constexpr std::uint64_t inOneGo = 1024 * 1024;
+    constexpr std::uint64_t inOneGo = 1U << 20U;
     std::uint64_t total = 0;
     for (const Range& range : ranges)
         total += range.size; // cannot wrap: few sizes of 32 bits

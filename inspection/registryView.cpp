@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t mostStores = 1'000'000;
 constexpr std::uint64_t mostParameters = 1U << 26U;
-constexpr std::uint64_t longestPath = 64 * 1024;
+constexpr std::uint64_t longestPath = 65536;
 
 std::optional<StoreView> viewStore(const Memory& memory, Address address, Address& next)
 {

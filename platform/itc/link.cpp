@@ -240,7 +240,7 @@ bool Link::sendInBand()
 
 bool Links::send(const Frame& frame, std::uint32_t mailbox, Directory& directory)
 {
-    const std::shared_ptr<Link> link = linkTo(mailbox);
+    std::shared_ptr<Link> link = linkTo(mailbox);
     try {
         if (link->send(frame, directory)) {
             if (link->isBehind())

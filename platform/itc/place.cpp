@@ -127,7 +127,8 @@ sockaddr_un Place::addressOf(const std::string& entry) const
     address.sun_family = AF_UNIX;
     for (const std::string& directory :
          {"/proc/self/fd/" + std::to_string(m_descriptor.get()), m_path}) {
-        const std::string path = directory + '/' + entry;
+        std::string path = directory;
+        path.append("/").append(entry);
         if (path.size() < sizeof address.sun_path && isAt(directory)) {
             path.copy(address.sun_path, path.size());
             return address;

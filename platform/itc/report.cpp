@@ -96,8 +96,9 @@ void report(const char* file, int line, const std::exception& error) noexcept
         return;
     }
     std::array<char, 1000> text;
-    std::snprintf(text.data(), text.size(), "%s; this is tried again until it succeeds: %s",
-                  error.what(), remedy);
+    static_cast<void>(std::snprintf(text.data(), text.size(),
+                                    "%s; this is tried again until it succeeds: %s", error.what(),
+                                    remedy));
     report(file, line, text.data());
 }
 

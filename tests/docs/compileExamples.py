@@ -3,10 +3,11 @@
 
 usage: compileExamples.py --prefix PREFIX --compiler COMPILER DOCUMENT...
 
-A literal block is one of four things: a file or a session, which runDocument.py runs; a text that is
-marked with the word "text" after its backquotes, for drawings and the like; a synopsis, whose
-declarations must stand in the headers that it includes; or C++, which must compile without a warning, a whole
-program or declarations as they are, statements as a function's body. Anything else is an error.
+A literal block is one of four things: a file or a session, which runDocument.py runs; a text, for
+drawings and the like, which is marked by the word "text" after its backquotes or, in a manual page,
+by the comment "; text" before them; a synopsis, whose declarations must stand in the headers that it
+includes; or C++, which must compile without a warning, a whole program or declarations as they are,
+statements as a function's body. Anything else is an error.
 """
 
 import argparse

@@ -51,18 +51,21 @@ def lines_of(document):
 
 
 def blocks_of(document):
-    before, block = "", None
+    before, block, is_text = "", None, False
     for number, line in enumerate(lines_of(document), 1):
         if line.strip().startswith(FENCE):
             if block is not None:
                 yield block
                 before, block = "", None
             else:
-                block = Block(document, number, before, line.strip()[len(FENCE):], [])
+                mark = "text" if is_text else line.strip()[len(FENCE):]
+                block = Block(document, number, before, mark, [])
         elif block is not None:
             block.lines.append(line.replace("\\\\", "\\") if document.endswith(".scd") else line)
         elif line.strip():
             before = line.rstrip()
+            # A page of scdoc marks a text by a comment, as it knows no word after the backquotes.
+            is_text = document.endswith(".scd") and line.startswith("; text")
     if block is not None:
         raise SystemExit(f"{document}:{block.line}: error: the block has no end")
 

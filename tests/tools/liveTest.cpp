@@ -107,7 +107,9 @@ TEST_F(Live, AProcessThatCannotBeLookedAtSaysWhy)
     EXPECT_EQ(gone.status, 5);
     EXPECT_THAT(gone.err, HasSubstr("there is no process 4194304"));
 
-    const Child stranger({"cat"});
+    Child stranger({"/bin/cat"});
+    stranger.write("runs\n"); // and is no longer this program's copy
+    EXPECT_EQ(stranger.out().line(), "runs");
     const ProcessResult other = varnix({"get", "--pid", std::to_string(stranger.id()), "/gain"});
     EXPECT_EQ(other.status, 5);
     EXPECT_THAT(other.err, HasSubstr("does not use the library"));

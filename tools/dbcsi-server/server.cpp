@@ -2,9 +2,12 @@
 
 #include "complain.h"
 #include "dbcsiMessages.h"
+#include "exitStatus.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <utility>
 
 #include <sys/eventfd.h>
@@ -17,6 +20,20 @@ constexpr std::uint32_t callInd = 0x01707180;
 
 /** How soon a message that was lost for want of something is sent again. */
 constexpr std::chrono::milliseconds retryInterval{100};
+
+/** How long the server's thread may be unreachable before the server gives up. */
+constexpr std::chrono::seconds patience{2};
+
+/**
+ * Ends the process: the thread waits for memory or descriptors that do not come, and nobody can
+ * tell it to end.
+ */
+[[noreturn]] void giveUp()
+{
+    std::cout.flush();
+    complain("the server takes no command: memory or descriptors are used up");
+    std::_Exit(static_cast<int>(ExitStatus::UNUSABLE));
+}
 
 } // namespace
 
@@ -168,7 +185,10 @@ void Server::call(const Work& work)
     Call made{work};
     std::unique_lock lock(m_mutex);
     m_call = &made;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!made.done) {
+        if (m_call == &made && std::chrono::steady_clock::now() > deadline)
+            giveUp();
         lock.unlock();
         m_told.notify_all();
         Mailbox::wake(m_mailbox, callInd);
