@@ -41,6 +41,7 @@ const DbFile::Type& typeNamed(const Token& token, std::string_view name)
     if (const DbFile::Type* const type = DbFile::findType(name))
         return *type;
     std::vector<std::string_view> names;
+    names.reserve(DbFile::namedTypes.size());
     for (const DbFile::Type& type : DbFile::namedTypes)
         names.push_back(type.name);
     throw unknown(token, "type", names);

@@ -258,7 +258,7 @@ bool Links::send(const Frame& frame, std::uint32_t mailbox, Directory& directory
 
 std::shared_ptr<Link> Links::to(std::uint32_t mailbox, Directory& directory)
 {
-    const std::shared_ptr<Link> link = linkTo(mailbox);
+    std::shared_ptr<Link> link = linkTo(mailbox);
     try {
         if (link->connect(directory))
             return link;

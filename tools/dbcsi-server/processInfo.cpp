@@ -39,7 +39,7 @@ std::uint64_t startTime(const std::string& stat)
 /** The kernel keeps 15 characters of a command; its command line may have the whole. */
 std::string wholeCommand(std::string command, const std::string& commandLine)
 {
-    const std::string path = commandLine.c_str(); // up to its first NUL
+    const std::string path = commandLine.substr(0, commandLine.find('\0'));
     const std::string name = path.substr(path.rfind('/') + 1);
     if (!command.empty() && name.starts_with(command))
         command = name;

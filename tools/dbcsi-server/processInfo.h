@@ -13,7 +13,7 @@ struct ProcessId
     std::int32_t process = 0;    ///< 0 where it cannot be told
     std::uint64_t startTime = 0; ///< in clock ticks since boot; 0 where it cannot be told
 
-    auto operator<=>(const ProcessId&) const = default;
+    auto operator<=>(const ProcessId&) const = default; // NOLINT(modernize-use-nullptr)
 
     /** Whether it cannot be mistaken for another process. */
     bool isKnown() const noexcept { return process != 0 && startTime != 0; }
