@@ -24,8 +24,8 @@ bool Selection::takes(Message& message) const noexcept
             std::find(numbers.begin(), numbers.end(), message.number()) != numbers.end());
 }
 
-Mailbox::Mailbox(std::uint32_t id, std::string_view name, Directory& directory, Links& links)
-    : m_directory(directory), m_links(links), m_id(id), m_name(name)
+Mailbox::Mailbox(std::string_view name, Directory& directory, Links& links)
+    : m_directory(directory), m_links(links), m_name(name), m_id(directory.newId())
 {
 }
 

@@ -37,7 +37,7 @@ class Mailbox
 {
 public:
     /** A mailbox of this process's; it is not made yet. */
-    Mailbox(std::uint32_t id, std::string_view name, Directory& directory, Links& links);
+    Mailbox(std::string_view name, Directory& directory, Links& links);
     ~Mailbox();
     Mailbox(const Mailbox&) = delete;
     Mailbox& operator=(const Mailbox&) = delete;
@@ -120,7 +120,6 @@ private:
 
     Directory& m_directory;
     Links& m_links;
-    const std::uint32_t m_id;
     const std::string m_name;
     std::string m_nameEntry; ///< empty where it has none
     Descriptor m_events;
@@ -137,6 +136,8 @@ private:
     Directory::Channel m_channel; ///< open while m_locates is not empty
     std::map<std::uint32_t, Monitor> m_monitors;
     std::uint32_t m_lastReference = 0;
+    const std::uint32_t
+        m_id; ///< taken last: the destructor gives it back, so nothing may fail after it
 };
 
 } // namespace Itc

@@ -65,7 +65,7 @@ Mailbox* Process::create(std::string_view name)
 {
     if (!isInitialised() || own() != nullptr)
         return nullptr;
-    auto made = std::make_unique<Mailbox>(m_directory->newId(), name, *m_directory, m_links);
+    auto made = std::make_unique<Mailbox>(name, *m_directory, m_links);
     if (!made->make())
         return nullptr;
     check(::pthread_setspecific(m_ownMailbox, made.get()));
