@@ -34,8 +34,6 @@ foreach(name varnix varnix-c varnix-kit)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT dev)
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/share/tsan.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/varnix
-  COMPONENT dev)
 
 # Pure Python, so it is in lib/ whatever the library directory is called.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/varnix DESTINATION lib/python3/dist-packages

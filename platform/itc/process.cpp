@@ -137,7 +137,7 @@ void Process::endThread(void* mailbox)
 void Process::endProcess()
 {
     Process& process = instance();
-    const std::unique_lock<std::mutex> lock(process.m_mutex, std::try_to_lock);
+    const std::unique_lock<Lock> lock(process.m_mutex, std::try_to_lock);
     if (!lock)
         return;
     if (process.isInitialised())
@@ -155,7 +155,7 @@ Operation::Operation()
 {
     Process& process = Process::instance();
     ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
-    m_lock = std::unique_lock<std::mutex>(process.mutex());
+    m_lock = std::unique_lock<Lock>(process.mutex());
 }
 
 Operation::~Operation()

@@ -11,6 +11,7 @@
 
 #include "directory.h"
 #include "link.h"
+#include "lock.h"
 #include "mailbox.h"
 
 #include <cstdint>
@@ -30,7 +31,7 @@ public:
     /** Never destroyed: a thread may be using it while the process ends. */
     static Process& instance();
 
-    std::mutex& mutex() noexcept { return m_mutex; }
+    Lock& mutex() noexcept { return m_mutex; }
 
     bool isInitialised() const noexcept { return m_directory.has_value(); }
     void initialise(const char* file, int line);
@@ -60,7 +61,7 @@ private:
     static void endThread(void* mailbox);
     static void endProcess();
 
-    std::mutex m_mutex;
+    Lock m_mutex;
     pthread_key_t m_ownMailbox{};
     std::optional<Directory> m_directory;
     Links m_links;
@@ -90,7 +91,7 @@ private:
     class Cancellable;
 
     int m_cancelState = PTHREAD_CANCEL_ENABLE;
-    std::unique_lock<std::mutex> m_lock;
+    std::unique_lock<Lock> m_lock;
 };
 
 } // namespace Itc

@@ -11,7 +11,6 @@ trap 'rm -rf "$work"' EXIT
 
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
-export TSAN_OPTIONS=suppressions=$prefix/share/varnix/tsan.supp
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 
 # Runs a client; it must print what it read and nothing else.
