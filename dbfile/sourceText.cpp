@@ -75,8 +75,8 @@ void readText(const std::string& file, std::string_view text, std::vector<Source
             errors.push_back({{file, number, error.column()}, error.what()});
         }
         if (errors.size() - errorsBefore == maxSourceErrors) {
-            errors.push_back(
-                {{file, number, 1}, "too many errors; the rest of the source was not read"});
+            const SourcePlace place{file, number, 1};
+            errors.push_back({place, "too many errors; the rest of the source was not read"});
             return;
         }
     }
