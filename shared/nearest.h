@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <numeric>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /** What somebody who mistyped a word may have meant. */
@@ -40,6 +41,24 @@ std::string_view candidate(std::string_view word, const Candidates& candidates)
                                               return distance(word, a) < distance(word, b);
                                           });
     return nearest == std::end(candidates) ? std::string_view() : std::string_view(*nearest);
+}
+
+/** At most `most` of the candidates, the nearest first, equally near ones in order. */
+template <typename Candidates>
+std::vector<std::string_view> candidates(std::string_view word, const Candidates& all,
+                                         std::size_t most)
+{
+    std::vector<std::pair<std::size_t, std::string_view>> ranked;
+    ranked.reserve(std::size(all));
+    for (const std::string_view one : all)
+        ranked.emplace_back(distance(word, one), one);
+    most = std::min(most, ranked.size());
+    const auto end = ranked.begin() + static_cast<std::ptrdiff_t>(most);
+    std::partial_sort(ranked.begin(), end, ranked.end());
+    std::vector<std::string_view> nearest;
+    for (auto one = ranked.begin(); one != end; ++one)
+        nearest.push_back(one->second);
+    return nearest;
 }
 
 } // namespace Nearest

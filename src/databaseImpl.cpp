@@ -4,6 +4,7 @@
 #include "elements.h"
 #include "forks.h"
 #include "trace.h"
+#include "writeCheck.h"
 
 #include <algorithm>
 #include <cstring>
@@ -248,21 +249,11 @@ void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bo
     const std::string_view oldText = textOf(param);
     if (oldText.empty())
         Trace::error([] { return "Can not update empty key"; });
-    if (param.type != TypeOfData_t::CHAR) {
-        Trace::error([&] {
-            return Trace::text("Can not update  key with datatype: ", param.type,
-                               " with the string ", value);
-        });
+    if (!WriteCheck::takesText(param.type)) {
+        Trace::error([&] { return WriteCheck::describeNoText(param.type, value); });
         return;
     }
-
-    std::vector<char> newText; // not a string, which keeps a short text on the stack
-    if (append) {
-        newText.reserve(oldText.size() + 1 + value.size());
-        newText.assign(oldText.begin(), oldText.end());
-        newText.push_back(' ');
-    }
-    newText.insert(newText.end(), value.begin(), value.end());
+    const std::vector<char> newText = WriteCheck::textAfter(oldText, value, append);
     const PublishedStore::Change change(m_published);
     replaceText(param, newText);
 }
@@ -277,38 +268,13 @@ bool DatabaseImpl::checkUpdatePossible(const DbParam_t& param,
 bool DatabaseImpl::mayWrite(const DbParam_t& param, const WriteValues& values,
                             unsigned char index) const
 {
-    const unsigned int size = sizeofDatatype(param.type);
-    if (size == 0) {
-        Trace::error(
-            [&] { return Trace::text("Can not update a key with datatype: ", param.type); });
-        return false;
-    }
-    const std::uint32_t capacity = param.length / size;
-    const std::size_t count = values.count();
-    if (capacity < count) {
-        Trace::error([&] {
-            return Trace::text("Can not update a key with ", capacity, " values, with  ", count,
-                               " values");
-        });
-        return false;
-    }
-    if (count + index > capacity) {
-        Trace::error(
-            [&] { return Trace::text("Index out of range: ", static_cast<unsigned int>(index)); });
-        return false;
-    }
-    const auto distinct = values.distinct();
-    const auto unfit = std::find_if(distinct.begin(), distinct.end(), [&](std::int64_t value) {
-        return !fitsInDataType(value, param.type);
-    });
-    if (unfit != distinct.end()) {
-        Trace::error([&] {
-            return Trace::text("Can not store the value ", *unfit,
-                               " in a key with datatype: ", param.type);
-        });
-        return false;
-    }
-    return true;
+    const auto refusal = WriteCheck::refusalOf(param.type, param.length, values, index);
+    if (!refusal)
+        return true;
+    if (refusal->reason == WriteCheck::Refusal::Reason::NO_ELEMENTS)
+        sizeofDatatype(param.type); // traces that there is no size
+    Trace::error([&] { return WriteCheck::describe(*refusal); });
+    return false;
 }
 
 void DatabaseImpl::updateDb(const std::string& key, const std::vector<std::int64_t>& values,
@@ -336,13 +302,7 @@ void DatabaseImpl::write(const std::string& key, const WriteValues& values, unsi
         return; // no values, or memory ran out under the parameter
 
     const PublishedStore::Change change(m_published);
-    const unsigned int size = findType(param.type)->elementSize;
-    if (size == 1)
-        storeElements<std::uint8_t>(param.data, index, values);
-    else if (size == 2)
-        storeElements<std::uint16_t>(param.data, index, values);
-    else
-        storeElements<std::uint32_t>(param.data, index, values);
+    WriteCheck::storeValues(param.data, findType(param.type)->elementSize, index, values);
 }
 
 } // namespace Varnix::Backend

@@ -277,8 +277,7 @@ bool Itc_communication::handleOrReport(DbRegistryImpl& registry, itc_msg* messag
     try {
         stops = handleMsg(&registry, message);
     } catch (const std::exception& e) { // nobody above could handle it; the next message can
-        Trace::error(
-            [&] { return std::string("\nDBCSI_DBWRITE_IND could not be handled: ") + e.what(); });
+        Trace::error([&] { return WriteIndication::describeUnhandled(e.what()); });
     }
     if (message != nullptr && message->msgno == DBCSI_DBWRITE_IND)
         Publication::countHandled();

@@ -82,6 +82,11 @@ std::string describe(const Rejected& rejected)
     }
 }
 
+std::string describeUnhandled(const char* what)
+{
+    return std::string("\nDBCSI_DBWRITE_IND could not be handled: ") + what;
+}
+
 Request parse(const Words& words)
 {
     if (words.size() > textFormWords)

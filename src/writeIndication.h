@@ -51,6 +51,9 @@ struct Rejected
 /** The rejection in words. */
 std::string describe(const Rejected& rejected);
 
+/** That an indication could not be handled, as `what` says, in words. */
+std::string describeUnhandled(const char* what);
+
 using Request = std::variant<SetText, WriteList, Repeat, Rejected>;
 
 /** The key is word 2; options and values follow. There must be at least four words. */

@@ -11,6 +11,18 @@ using Test::AllocationCount;
 using Test::AllocationFailure;
 using Bytes = std::vector<unsigned char>;
 
+/** Why the store refuses integers. */
+auto writeError(const std::string& words, const std::string& rest)
+{
+    return Test::reportedAt("ERROR", "databaseImpl.cpp", "WriteCheck::describe(", words + rest);
+}
+
+/** Why the store refuses a text. */
+auto noTextError(const std::string& words, const std::string& rest)
+{
+    return Test::reportedAt("ERROR", "databaseImpl.cpp", "describeNoText(", words + rest);
+}
+
 class TextWrite : public StoreTest
 {
 };
@@ -95,10 +107,10 @@ TEST_F(TextWrite, ToAnotherTypeIsReportedAndChangesNothing)
     store.updateDb("/s32", "a text", true);
     EXPECT_EQ(numbers<unsigned char>("/u8"), Bytes{1});
     EXPECT_EQ(numbers<int>("/s32"), std::vector<int>{-1});
-    EXPECT_THAT(heard(), ElementsAre(storeError("Can not update  key with datatype: ",
-                                                "U8 with the string 7"),
-                                     storeError("Can not update  key with datatype: ",
-                                                "S32 with the string a text")));
+    EXPECT_THAT(heard(), ElementsAre(noTextError("Can not update  key with datatype: ",
+                                                 "U8 with the string 7"),
+                                     noTextError("Can not update  key with datatype: ",
+                                                 "S32 with the string a text")));
 }
 
 TEST_F(TextWrite, ToATypeWithoutNameIsReportedWithItsRawByte)
@@ -106,8 +118,8 @@ TEST_F(TextWrite, ToATypeWithoutNameIsReportedWithItsRawByte)
     populate(DbBuilder().record({.key = "/nine", .type = 9, .data = "x"}));
     listen();
     store.updateDb("/nine", "v", false);
-    EXPECT_THAT(heard(), ElementsAre(storeError("Can not update  key with datatype: ",
-                                                "INVALID_VALUE(\t) with the string v")));
+    EXPECT_THAT(heard(), ElementsAre(noTextError("Can not update  key with datatype: ",
+                                                 "INVALID_VALUE(\t) with the string v")));
 }
 
 TEST_F(TextWrite, ToAKeyThatWasAlwaysEmptyIsReportedTwice)
@@ -116,8 +128,8 @@ TEST_F(TextWrite, ToAKeyThatWasAlwaysEmptyIsReportedTwice)
     listen();
     store.updateDb("/new", "v", false);
     EXPECT_THAT(heard(), ElementsAre(storeError("Can not update empty key"),
-                                     storeError("Can not update  key with datatype: ",
-                                                "UNDEFINED with the string v")));
+                                     noTextError("Can not update  key with datatype: ",
+                                                 "UNDEFINED with the string v")));
     EXPECT_EQ(resultOf<std::string>("/new"), ResultCode::WRONG_TYPE);
 }
 
@@ -211,7 +223,7 @@ TEST_F(IntegerWrite, LeavesTrailingBytesOfNoElementAlone)
 {
     populate(DbBuilder().record({.key = "/five", .type = 4, .data = {"\0\x01\0\x02\x7F", 5}}));
     EXPECT_THAT(rejected("/five", Values{1}, 2),
-                ElementsAre(storeError("Index out of range: ", "2")));
+                ElementsAre(writeError("Index out of range: ", "2")));
     store.updateDb("/five", Values{7, 8}, 0);
     EXPECT_EQ(numbers<unsigned short>("/five"), (std::vector<unsigned short>{7, 8}));
 }
@@ -220,12 +232,12 @@ TEST_F(IntegerWrite, BeyondTheLastElementIsReportedAndChangesNothing)
 {
     populate(DbBuilder().u16("/u16", {1, 2, 3, 4, 5}));
     EXPECT_THAT(rejected("/u16", Values{8, 9}, 4),
-                ElementsAre(storeError("Index out of range: ", "4")));
+                ElementsAre(writeError("Index out of range: ", "4")));
     EXPECT_THAT(rejected("/u16", Values{9}, 255),
-                ElementsAre(storeError("Index out of range: ", "255")));
+                ElementsAre(writeError("Index out of range: ", "255")));
     // The index is a number and not the character with that code.
     EXPECT_THAT(rejected("/u16", Values{9}, 'A'),
-                ElementsAre(storeError("Index out of range: ", "65")));
+                ElementsAre(writeError("Index out of range: ", "65")));
     EXPECT_EQ(numbers<unsigned short>("/u16"), (std::vector<unsigned short>{1, 2, 3, 4, 5}));
 }
 
@@ -234,10 +246,10 @@ TEST_F(IntegerWrite, OfMoreValuesThanElementsIsReportedAndChangesNothing)
     populate(DbBuilder().u16("/u16", {1, 2, 3, 4, 5}));
     const Values six(6, 9);
     EXPECT_THAT(rejected("/u16", six, 0),
-                ElementsAre(storeError("Can not update a key with ", "5 values, with  6 values")));
+                ElementsAre(writeError("Can not update a key with ", "5 values, with  6 values")));
     // The count is checked before the index and before the values.
     EXPECT_THAT(rejected("/u16", Values(6, -1), 200),
-                ElementsAre(storeError("Can not update a key with ", "5 values, with  6 values")));
+                ElementsAre(writeError("Can not update a key with ", "5 values, with  6 values")));
     EXPECT_EQ(numbers<unsigned short>("/u16"), (std::vector<unsigned short>{1, 2, 3, 4, 5}));
 }
 
@@ -246,16 +258,16 @@ TEST_F(IntegerWrite, WithAnyValueOutsideTheRangeChangesNoElement)
     populate(DbBuilder().u8("/u8", {5, 6, 7}));
     EXPECT_THAT(
         rejected("/u8", Values{1, 256}, 0),
-        ElementsAre(storeError("Can not store the value ", "256 in a key with datatype: U8")));
+        ElementsAre(writeError("Can not store the value ", "256 in a key with datatype: U8")));
     EXPECT_THAT(
         rejected("/u8", Values{1, -1, 256}, 0),
-        ElementsAre(storeError("Can not store the value ", "-1 in a key with datatype: U8")));
+        ElementsAre(writeError("Can not store the value ", "-1 in a key with datatype: U8")));
     EXPECT_THAT(rejected("/u8", Values{std::numeric_limits<std::int64_t>::min()}, 1),
-                ElementsAre(storeError("Can not store the value ",
+                ElementsAre(writeError("Can not store the value ",
                                        "-9223372036854775808 in a key with datatype: U8")));
     // The index is checked before the values.
     EXPECT_THAT(rejected("/u8", Values{256}, 3),
-                ElementsAre(storeError("Index out of range: ", "3")));
+                ElementsAre(writeError("Index out of range: ", "3")));
     EXPECT_EQ(numbers<unsigned char>("/u8"), (Bytes{5, 6, 7}));
 }
 
@@ -264,7 +276,7 @@ TEST_F(IntegerWrite, ToATextIsReportedByItsFirstValue)
     populate(DbBuilder().text("/text", "abc"));
     EXPECT_THAT(
         rejected("/text", Values{65}, 0),
-        ElementsAre(storeError("Can not store the value ", "65 in a key with datatype: CHAR")));
+        ElementsAre(writeError("Can not store the value ", "65 in a key with datatype: CHAR")));
     EXPECT_EQ(text("/text"), "abc");
 }
 
@@ -275,10 +287,10 @@ TEST_F(IntegerWrite, ToATypeWithoutElementsIsReportedTwice)
         rejected("/nine", Values{1}, 0),
         ElementsAre(storeError("Data type enum (TypeOfData_t) value equals: ",
                                "\t. Hence, the size will be returned as zero."),
-                    storeError("Can not update a key with datatype: ", "INVALID_VALUE(\t)")));
+                    writeError("Can not update a key with datatype: ", "INVALID_VALUE(\t)")));
     EXPECT_THAT(rejected("/new", {}, 0),
                 ElementsAre(storeError("Data type enum (TypeOfData_t) value equals: "),
-                            storeError("Can not update a key with datatype: ", "UNDEFINED")));
+                            writeError("Can not update a key with datatype: ", "UNDEFINED")));
 }
 
 TEST_F(IntegerWrite, OfNoValuesSucceedsUpToTheEndAndWritesNothing)
@@ -292,8 +304,8 @@ TEST_F(IntegerWrite, OfNoValuesSucceedsUpToTheEndAndWritesNothing)
     }
     store.updateDb("/empty", Values{}, 0);
     EXPECT_THAT(heard(), IsEmpty());
-    EXPECT_THAT(rejected("/u16", {}, 3), ElementsAre(storeError("Index out of range: ", "3")));
-    EXPECT_THAT(rejected("/empty", {}, 1), ElementsAre(storeError("Index out of range: ", "1")));
+    EXPECT_THAT(rejected("/u16", {}, 3), ElementsAre(writeError("Index out of range: ", "3")));
+    EXPECT_THAT(rejected("/empty", {}, 1), ElementsAre(writeError("Index out of range: ", "1")));
     EXPECT_EQ(numbers<unsigned short>("/u16"), (std::vector<unsigned short>{1, 2}));
     EXPECT_EQ(text("/text"), "ab");
 }
@@ -325,10 +337,10 @@ TEST_F(IntegerWrite, OfARepeatedValueIsRefusedInTheSameWords)
     store.updateDb("/u8", 256, 0, 4);
     EXPECT_THAT(
         heard(),
-        ElementsAre(storeError("Can not update a key with ", "3 values, with  16777215 values"),
-                    storeError("Index out of range: ", "2"),
-                    storeError("Can not store the value ", "256 in a key with datatype: U8"),
-                    storeError("Index out of range: ", "4")));
+        ElementsAre(writeError("Can not update a key with ", "3 values, with  16777215 values"),
+                    writeError("Index out of range: ", "2"),
+                    writeError("Can not store the value ", "256 in a key with datatype: U8"),
+                    writeError("Index out of range: ", "4")));
     store.updateDb("/u8", 256, 0, 3); // no value that could be unfit
     EXPECT_THAT(heard(), IsEmpty());
     EXPECT_EQ(numbers<unsigned char>("/u8"), (Bytes{5, 6, 7}));
@@ -396,14 +408,14 @@ TEST_F(IntegerWrite, IsCheckedAgainstTheLengthAloneOfARecordWithoutBytes)
     EXPECT_TRUE(store.checkUpdatePossible(param, {1, 2}, 0));
     EXPECT_FALSE(store.checkUpdatePossible(param, {1, 2, 3}, 0));
     EXPECT_THAT(heard(),
-                ElementsAre(storeError("Can not update a key with ", "2 values, with  3 values")));
+                ElementsAre(writeError("Can not update a key with ", "2 values, with  3 values")));
 }
 
 TEST_F(IntegerWrite, ToAnEmptiedKeyFindsNoRoom)
 {
     populate(DbBuilder().u8("/u8", {1, 2}).u8("/u8", {}));
     EXPECT_THAT(rejected("/u8", Values{1}, 0),
-                ElementsAre(storeError("Can not update a key with ", "0 values, with  1 values")));
+                ElementsAre(writeError("Can not update a key with ", "0 values, with  1 values")));
 }
 
 /** A store in which memory ran out under the new values of two keys, one after the other. */
@@ -426,7 +438,7 @@ protected:
 TEST_F(WriteAfterAFailedLoad, OfNumbersIsCheckedAgainstTheLengthThatWas)
 {
     EXPECT_THAT(rejected("/u16", Values{7, 8, 9}, 0),
-                ElementsAre(storeError("Can not update a key with ", "2 values, with  3 values")));
+                ElementsAre(writeError("Can not update a key with ", "2 values, with  3 values")));
 }
 
 TEST_F(WriteAfterAFailedLoad, OfNumbersStoresNothing)

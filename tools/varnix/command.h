@@ -47,6 +47,7 @@ void addCheck(CLI::App& app, Status& status);
 void addGet(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
+void addTry(CLI::App& app, Status& status);
 
 } // namespace Varnix::Tool
 

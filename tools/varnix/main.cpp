@@ -64,7 +64,7 @@ Status run(int argc, char** argv)
     Status status = Status::DONE;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
                            Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-                           Varnix::Tool::addPs})
+                           Varnix::Tool::addPs, Varnix::Tool::addTry})
         add(app, status);
 
     try {

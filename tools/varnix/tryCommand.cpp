@@ -1,0 +1,68 @@
+#include "command.h"
+#include "document.h"
+#include "effectText.h"
+#include "trial.h"
+#include "triedDatabase.h"
+#include "words.h"
+
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct TryOptions
+{
+    bool json = false;
+    std::string config;
+};
+
+Json documentOf(const TriedDatabase& database)
+{
+    Json document{{"config", database.config.empty() ? Json() : Json(database.config)}};
+    addEffect(document, database.before, database.effect);
+    return document;
+}
+
+Status tryWords(const TryOptions& options, const std::vector<std::string>& words)
+{
+    const Trial trial(words);
+    const std::vector<TriedDatabase> databases = triedOn(options.config, trial);
+    if (options.json) {
+        Json document{{"config", options.config},
+                      {"key", trial.key()},
+                      {"databases", Json::array()},
+                      {"errors", Json::array()}};
+        for (const TriedDatabase& database : databases)
+            document["databases"].push_back(documentOf(database));
+        printDocument(std::move(document));
+    } else {
+        for (const TriedDatabase& database : databases)
+            std::cout << lineOf(database) << '\n';
+    }
+    return isTaken(databases) ? Status::DONE : Status::NO;
+}
+
+} // namespace
+
+void addTry(CLI::App& app, Status& status)
+{
+    const auto options = std::make_shared<TryOptions>();
+    CLI::App* const command = app.add_subcommand(
+        "try", "Show what an operator's words would do to a client, and send nothing");
+    command->add_flag("--json", options->json, "Print one JSON document");
+    command->add_option("config", options->config, "The component's configuration file")
+        ->type_name("CONFIG")
+        ->required();
+    addWords(*command);
+    command->callback(
+        [options, command, &status] { status = tryWords(*options, wordsOf(*command)); });
+}
+
+} // namespace Varnix::Tool
