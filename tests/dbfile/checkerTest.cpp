@@ -1,5 +1,6 @@
 #include "dbfile/checker.h"
 
+#include "dbfile/bigEndian.h"
 #include "tests/support/dbBuilder.h"
 
 #include <string>
@@ -95,9 +96,12 @@ TEST_P(BadFiles, HaveTheirOneFinding)
 INSTANTIATE_TEST_SUITE_P(
     Checker, BadFiles,
     testing::Values(
-        BadFile{"NoBytes", "", "f:@0x0: error: the file ends inside its header"},
-        BadFile{"HeaderCutShort", DbBuilder().image().substr(0, 9),
-                "f:@0x9: error: the file ends inside its header"},
+        BadFile{
+            "NoBytes", "",
+            "f:@0x0: error: the file ends inside its header: it holds 0 bytes, a header takes 10"},
+        BadFile{
+            "HeaderCutShort", DbBuilder().image().substr(0, 9),
+            "f:@0x9: error: the file ends inside its header: it holds 9 bytes, a header takes 10"},
         BadFile{"OtherMagic", changed(twoRecords().image(), 0, 'h'),
                 "f:@0x0: error: not a database file: the first byte is 0x68, not 0x48"},
         BadFile{"OtherFormat", changed(twoRecords().image(), 1, 5),
@@ -110,14 +114,12 @@ INSTANTIATE_TEST_SUITE_P(
                 "f:@0x14: error: the file ends early"},
         BadFile{"BytesBehindTheChecksum", twoRecords().extra("abc").image(),
                 "f:@0x2a: error: 3 bytes follow the checksum"},
-        BadFile{"StoredChecksumChanged", changed(twoRecords().image(), 41, '\x7F'),
-                "f:@0x28: error: the checksum does not match"},
         BadFile{"ValueChanged", changed(twoRecords().image(), 18, 7),
                 "f:@0x28: error: the checksum does not match"},
         BadFile{"CoveredTailChanged", changed(twoRecords().image(), 28, 7),
                 "f:@0x28: error: the checksum does not match"},
         BadFile{"ForeignTag", repaired(changed(twoRecords().image(), 10, 'G')),
-                "f:@0xa: error: the record's tag is 0x47, not 0x46"},
+                "f:@0xa: error: the record's tag is 0x47, not 0x46: nothing behind it is read"},
         BadFile{"KeyWithoutSlash", DbBuilder().u8("ab", {1}).image(),
                 "f:@0xb: error: the key \"ab\" does not begin with \"/\""},
         BadFile{"EmptyKey", DbBuilder().u8("", {1}).image(),
@@ -125,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"KeyOfASlash", DbBuilder().u8("/", {1}).image(),
                 "f:@0xb: error: the key is only \"/\""},
         BadFile{"KeyWithABlank", DbBuilder().u8("/a b", {1}).image(),
-                "f:@0xb: error: the key \"/a b\" holds a blank"},
+                "f:@0xb: error: the key \"/a b\" holds a blank, a quote, a number sign or an "
+                "unprintable byte"},
         BadFile{"KeyWithAnUnprintableByte", DbBuilder().u8("/\x01", {1}).image(),
                 "f:@0xb: error: the key \"/\\x01\" holds a blank"},
         BadFile{"KeyWithoutEnd", DbBuilder().tail("F/abc" + std::string(20, 'x')).image(),
@@ -153,6 +156,15 @@ INSTANTIATE_TEST_SUITE_P(
                 "f:@0xf: error: 5 bytes are no whole number of U32 elements"}),
     [](const auto& test) { return std::string(test.param.name); });
 
+TEST(Checker, SaysTheChecksumOfTheFileAndThatOfItsBytes)
+{
+    const std::string image = twoRecords().image();
+    const auto sum = static_cast<std::uint16_t>(readBigEndian(image, 40, 2));
+    EXPECT_THAT(findingsIn(changed(image, 41, static_cast<char>(image[41] ^ 1))),
+                ElementsAre("f:@0x28: error: the checksum does not match: the file says " +
+                            hexNumber(sum ^ 1U) + ", its bytes give " + hexNumber(sum)));
+}
+
 TEST(Checker, ReportsARecordThatDoesNotEndBeforeTheRecordsDo)
 {
     const std::string image = withLength(twoRecords().image(), 27);
@@ -172,7 +184,7 @@ TEST(Checker, ReportsALengthBelowTheHeader)
 TEST(Checker, ReportsALengthThatNoLoaderCanAdd)
 {
     EXPECT_THAT(findingsIn(withLength(twoRecords().image(), 0xFFFFFFFF)),
-                ElementsAre(HasSubstr("f:@0x6: error: the length 4294967295 is more than")));
+                ElementsAre("f:@0x6: error: the length 4294967295 is more than a file can have"));
 }
 
 TEST(Checker, KnowsTheLargestLengthOfEachLoader)
@@ -188,10 +200,10 @@ TEST(Checker, KnowsTheLargestLengthOfEachLoader)
 
 TEST(Checker, ReportsALengthThatOnlyTheSoftwareLoaderCannotAdd)
 {
-    EXPECT_THAT(
-        findingsIn(withLength(twoRecords().image(), 0xFFFFFFFF - 13)),
-        ElementsAre(HasSubstr("f:@0x6: error: the length 4294967282 is more than the loader"),
-                    HasSubstr("f:@0x2a: error: the file ends early")));
+    EXPECT_THAT(findingsIn(withLength(twoRecords().image(), 0xFFFFFFFF - 13)),
+                ElementsAre(HasSubstr("f:@0x6: error: the length 4294967282 is more than the "
+                                      "loader of software databases can take"),
+                            HasSubstr("f:@0x2a: error: the file ends early")));
 }
 
 TEST(Checker, NamesEverythingThatIsWrong)

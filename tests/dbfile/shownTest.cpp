@@ -9,8 +9,11 @@ using namespace std::string_literals;
 
 TEST(Shown, TextIsAsItIs)
 {
-    for (const std::string text : {"", "plain [text] \"'~", "gr\xC3\xBC\xC3\x9F", "\xE2\x82\xAC",
-                                   "\xF0\x9F\x98\x80", "\xC2\xA0", "\xED\x9F\xBF"}) {
+    for (const std::string text :
+         {"", "plain [text] \"'~", "gr\xC3\xBC\xC3\x9F", "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
+          "\xC2\xA0", "\xED\x9F\xBF",
+          // The first and the last of each length.
+          "\xDF\xBF", "\xE0\xA0\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_EQ(shown(text), text);
         EXPECT_TRUE(isShowable(text));
     }

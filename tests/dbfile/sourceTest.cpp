@@ -13,6 +13,7 @@ namespace {
 using namespace std::string_literals;
 using Test::DbBuilder;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -163,6 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"SecondLine", "/a U8 1\n\n/b", "in:3:3: error: the type is missing"},
         BadLine{"KeyTwice", "/a U8 1\n /a U8 2",
                 "in:2:2: error: /a is given twice; first at in:1:1"},
+        BadLine{"NulByteFirst", "\0"s, "in:1:1: error: not a text source: byte 0x0"},
         BadLine{"NulByte", "# x\n/a U8 1\0"s, "in:2:8: error: not a text source: byte 0x0"},
         BadLine{"ControlByteInAComment", "# \x01", "in:1:3: error: not a text source: byte 0x1"},
         BadLine{"CarriageReturnAlone", "/a U8\r1", "in:1:6: error: not a text source: byte 0xd"},
@@ -187,6 +189,37 @@ INSTANTIATE_TEST_SUITE_P(
                 "in:2:1: error: nothing is read behind the record of another tag at in:1:4"}),
     [](const auto& test) { return std::string(test.param.name); });
 
+TEST(Source, ErrorSaysWhatIsWrongAndWhatWouldBeRight)
+{
+    for (const auto& [text, error] : {
+             std::pair{"a", "a key is \"/\" and at least one character more, not quoted"},
+             {"/a u8",
+              "unknown type \"u8\"; there are U8 S8 U16 S16 U32 S32 CHAR and the numbers 0 to "
+              "255"},
+             {"/a U8 256", "256 is out of range: U8 holds 0 to 255"},
+             {"/a S16 -32769", "-32769 is out of range: S16 holds -32768 to 32767"},
+             {"/a U8 1x", "\"1x\" is not a decimal or 0x number"},
+             {"/a CHAR 1", "a value of CHAR stands between double quotes"},
+             {"/a 4 1", "a value of a type's number stands between double quotes"},
+             {"/a CHAR \"a\" \"b\"", "CHAR takes one value between double quotes"},
+             {"/a 4 \"a\" \"b\"", "a type's number takes one value between double quotes"},
+             {"/a CHAR \"\\r\"",
+              "unknown escape; there are \\\" \\\\ \\n \\t and \\x with two hex digits"},
+             {"/a CHAR \"\t\"", "a tab inside double quotes is written \\t"},
+             {"/a CHAR \"a\"b", "a blank is missing after the double quote"},
+             {"/a CHAR x\"a\"", "a blank is missing before the double quote"},
+             {"/\xC3", "byte 0xc3 can stand only between double quotes"},
+             {"#! tale",
+              "unknown directive; there are record, reserved, tail, unchecked and extra"},
+             {"#! reserved 00", "reserved takes 4 bytes, not 1"},
+             {"#! unchecked 00 01 02", "unchecked takes 2 bytes, not 3"},
+             {"#! tail 1", "a byte is written as two hex digits"},
+             {"#! record 46 \"/a\"", "a record takes its tag, its key, its type and its value"},
+             {"#! record 46 /a U8", "a record's key stands between double quotes, without a NUL"},
+         })
+        EXPECT_THAT(errorsIn(text), ElementsAre(EndsWith(std::string("error: ") + error)));
+}
+
 TEST(Source, NamesEveryErrorOfASource)
 {
     EXPECT_THAT(errorsIn("/a\n/b U8 1\nc U8 1\n"),
@@ -200,7 +233,8 @@ TEST(Source, StopsAtTooManyErrors)
         text += "wrong\n";
     const std::vector<std::string> errors = errorsIn(text);
     ASSERT_THAT(errors, SizeIs(SourceParser::maxErrors + 1));
-    EXPECT_THAT(errors.back(), HasSubstr("in:20:1: error: too many errors"));
+    EXPECT_EQ(errors.back(),
+              "in:20:1: error: too many errors; the rest of the source was not read");
 }
 
 TEST(Source, KeyInTwoSourcesNamesBothPlaces)
@@ -225,7 +259,8 @@ TEST(Source, ValueOfTheLargestLengthIsTakenAndOneByteMoreIsAnError)
     const std::string longest(Format::maxDataLength, 'x');
     EXPECT_EQ(parsed("/a CHAR \"" + longest + "\"").records.front().data, longest);
     EXPECT_THAT(errorsIn("/a CHAR \"" + longest + "x\""),
-                ElementsAre(HasSubstr("in:1:9: error: the value takes 16777216 bytes")));
+                ElementsAre("in:1:9: error: the value takes 16777216 bytes; a record holds at "
+                            "most 16777215"));
 }
 
 TEST(Source, DatabaseThatFillsItsLengthFieldIsTakenAndOneByteMoreIsAnError)
@@ -237,7 +272,9 @@ TEST(Source, DatabaseThatFillsItsLengthFieldIsTakenAndOneByteMoreIsAnError)
 
     SourceParser tooFew(18);
     tooFew.parse("in", "/a U8 1");
-    EXPECT_THAT(errorsOf(tooFew), ElementsAre(HasSubstr("in:1:1: error: the database becomes")));
+    EXPECT_THAT(errorsOf(tooFew),
+                ElementsAre("in:1:1: error: the database becomes too large: its length "
+                            "field holds at most 18"));
 }
 
 TEST(Printer, SaysPlainlyWhatAPlainSourceCanSay)
