@@ -54,7 +54,7 @@ std::uint32_t randomNumber()
 
 } // namespace
 
-Directory::Directory() : m_lastId(randomNumber() % lastId + 1) {}
+Directory::Directory() : m_lastId(randomNumber() % lastId) {}
 
 void Directory::open()
 {

@@ -192,6 +192,14 @@ int fsync(int fd)
     return pass("fsync", real, fd);
 }
 
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
+              unsigned flags) noexcept
+{
+    static auto* const real =
+        realOf<int(int, const char*, int, const char*, unsigned)>("renameat2");
+    return pass("renameat2", real, fromDirectory, from, toDirectory, to, flags);
+}
+
 int rename(const char* from, const char* to) noexcept
 {
     static auto* const real = realOf<int(const char*, const char*)>("rename");

@@ -311,6 +311,7 @@ const std::vector<FailingCall> mailboxCalls = {
     {"epoll_ctl", {ENOMEM, ENOSPC}},
     {"epoll_wait", {EINTR, EINVAL}},
     {"memfd_create", {EMFILE, ENOMEM}},
+    {"renameat2", {ENOSPC}},
     {"symlinkat", {ENOSPC}},
     {"readlinkat", {EIO}},
     {"unlinkat", {EIO}},
@@ -337,6 +338,16 @@ TEST_F(MailboxFault, CallThatFailsLeavesTheLibraryUsable)
         }
     }
     std::printf("mailbox library: %zu failed calls\n", m_failures);
+}
+
+TEST_F(MailboxFault, FileSystemThatCannotRenameWithoutReplacingWillDo)
+{
+    inChild("renameat2", [] {
+        const CallFailure failure("renameat2", CallEffect::failing(EINVAL), 0, CallFailure::all,
+                                  CallFailure::Scope::PROCESS);
+        expectWhole(round(patient));
+        EXPECT_TRUE(failure.struck());
+    });
 }
 
 TEST_F(MailboxFault, TransfersOfOneByteLoseNothing)
