@@ -110,14 +110,19 @@ class HostileEntry : public MailboxDirectory,
 {
 };
 
+std::string remedyFor(const fs::path& entry)
+{
+    return "cannot name a mailbox: remove the directory " + entry.native() + "\n";
+}
+
 TEST_P(HostileEntry, IsNoObstacleOrIsNamed)
 {
     const auto& [name, kind] = GetParam();
     kind.make(directory() / name.entry);
     if (kind.isDirectory && name.entry == "n-server")
-        expectRefused("server", (directory() / name.entry).native());
+        expectRefused("server", remedyFor(directory() / name.entry));
     else if (kind.isDirectory && name.entry == "n-client")
-        expectRefused("client", (directory() / name.entry).native());
+        expectRefused("client", remedyFor(directory() / name.entry));
     else
         converse([] {}, [] {});
 }
