@@ -1,9 +1,8 @@
-// What comes from outside: bytes that no mailbox sent, the directory, other namespaces.
+// What comes from outside: bytes that no mailbox sent.
 #include "frame.h"
 #include "itcSupport.h"
 #include "link.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -15,7 +14,6 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -267,181 +265,6 @@ TEST_F(ItcForeign, AnotherUsersProcessIsTurnedAway)
         });
         EXPECT_EQ(0, stranger.wait());
         EXPECT_EQ(other == ::geteuid() ? 5U : 0U, receiveNumber(0));
-    });
-}
-
-/** The directory that the environment names. */
-class ItcDirectory : public MailboxDirectory
-{
-protected:
-    ItcDirectory() { ::unsetenv("VARNIX_ITC_DIR"); }
-
-    static int quietInit()
-    {
-        testing::internal::CaptureStderr();
-        const int result = init();
-        m_report = testing::internal::GetCapturedStderr();
-        return result;
-    }
-
-    static void expectRefused(const fs::path& path)
-    {
-        inProcess([&] {
-            ::setenv("VARNIX_ITC_DIR", path.c_str(), 1);
-            const int result = quietInit();
-            EXPECT_LT(result, 0);
-            EXPECT_NE(ITC_ALREADY_INITIALISED, result);
-            EXPECT_NE(std::string::npos, m_report.find(path.native())) << m_report;
-        });
-    }
-
-    static inline std::string m_report;
-};
-
-TEST_F(ItcDirectory, ItIsMadeForItsUserAlone)
-{
-    const fs::path made = directory() / "made";
-    inProcess([&] {
-        ::setenv("VARNIX_ITC_DIR", made.c_str(), 1);
-        ::umask(0);
-        open("mine");
-        EXPECT_EQ(fs::perms::owner_all, fs::status(made).permissions());
-    });
-}
-
-TEST_F(ItcDirectory, TheRuntimeDirectoryComesNext)
-{
-    inProcess([&] {
-        ::setenv("VARNIX_ITC_DIR", "", 1);
-        ::setenv("XDG_RUNTIME_DIR", directory().c_str(), 1);
-        ::setenv("TMPDIR", "/nowhere", 1);
-        open("mine");
-        EXPECT_TRUE(fs::is_symlink(directory() / "varnix-itc" / "n-mine"));
-    });
-}
-
-TEST_F(ItcDirectory, TheTemporaryDirectoryComesLast)
-{
-    inProcess([&] {
-        ::unsetenv("XDG_RUNTIME_DIR");
-        ::setenv("TMPDIR", directory().c_str(), 1);
-        open("mine");
-        EXPECT_TRUE(
-            fs::is_symlink(directory() / ("varnix-itc-" + std::to_string(::geteuid())) / "n-mine"));
-    });
-}
-
-TEST_F(ItcDirectory, ItsPathMayBeLong)
-{
-    const fs::path deep = directory() / std::string(200, 'x') / std::string(200, 'y');
-    fs::create_directories(deep);
-    fs::permissions(deep, fs::perms::owner_all);
-    inProcess([&] {
-        ::setenv("VARNIX_ITC_DIR", deep.c_str(), 1);
-        const std::uint32_t mine = open("mine");
-        Process sender([] {
-            open("sender");
-            send(find("mine"), 1);
-        });
-        EXPECT_EQ(1U, receiveNumber());
-        EXPECT_EQ(0, sender.wait());
-        EXPECT_EQ(mine, find("mine"));
-    });
-}
-
-TEST_F(ItcDirectory, ADirectoryOpenToOthersIsRefused)
-{
-    for (const fs::perms others : {fs::perms::group_read, fs::perms::others_exec}) {
-        fs::permissions(directory(), fs::perms::owner_all | others);
-        expectRefused(directory());
-    }
-}
-
-TEST_F(ItcDirectory, ADirectoryOfAnotherUserIsRefused)
-{
-    const fs::path another = ::geteuid() == 0 ? directory() : fs::path("/proc/1/task");
-    ASSERT_TRUE(::geteuid() != 0 || ::chown(another.c_str(), 65534, 65534) == 0);
-    expectRefused(another);
-}
-
-TEST_F(ItcDirectory, ALinkIsNotFollowed)
-{
-    const fs::path target = directory() / "target";
-    fs::create_directory(target);
-    fs::permissions(target, fs::perms::owner_all);
-    fs::create_directory_symlink(target, directory() / "link");
-    expectRefused(directory() / "link");
-}
-
-TEST_F(ItcDirectory, WhatIsNoDirectoryIsRefused)
-{
-    std::ofstream(directory() / "file") << "text";
-    expectRefused(directory() / "file");
-    expectRefused(directory() / "missing" / "directory");
-}
-
-TEST_F(ItcDirectory, AProcessMayTryAgain)
-{
-    inProcess([&] {
-        ::setenv("VARNIX_ITC_DIR", "/nowhere/at/all", 1);
-        EXPECT_LT(quietInit(), 0);
-        EXPECT_EQ(ITC_NO_MBOX_ID, create("mine"));
-        ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
-        EXPECT_EQ(0, init());
-        EXPECT_NE(ITC_NO_MBOX_ID, create("mine"));
-    });
-}
-
-TEST_F(ItcDirectory, MailboxesOfTwoDirectoriesDoNotMeet)
-{
-    const auto use = [this](const char* name) {
-        const fs::path path = directory() / name;
-        ::setenv("VARNIX_ITC_DIR", path.c_str(), 1);
-    };
-    const Event created;
-    Process server([&] {
-        use("first");
-        open("server");
-        created.set();
-        EXPECT_EQ(1U, receiveNumber());
-        EXPECT_FALSE(receive(0));
-    });
-    ASSERT_TRUE(created.wait());
-    inProcess([&] {
-        use("second");
-        open("client");
-        locate("server", 7);
-        EXPECT_FALSE(receive(0));
-        std::thread([] { open("server"); }).join();
-    });
-    inProcess([&] {
-        use("first");
-        open("client");
-        send(find("server"), 1);
-    });
-    EXPECT_EQ(0, server.wait());
-}
-
-TEST_F(ItcDirectory, ADamagedLockFileIsNoObstacle)
-{
-    ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
-    for (const char* const content : {"", "zz", "ffffffff", "7fffffff", "not a number at all"}) {
-        std::ofstream(directory() / "lock") << content;
-        inProcess([&] {
-            const std::uint32_t mine = open("mine");
-            EXPECT_GT(mine, 0U);
-            EXPECT_LE(mine, 0x7FFFFFFFU);
-        });
-    }
-}
-
-TEST_F(ItcDirectory, IdsOfLiveMailboxesArePassedOver)
-{
-    ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
-    inProcess([&] {
-        const std::uint32_t mine = open("mine");
-        fs::remove(directory() / "lock");
-        std::thread([&] { EXPECT_NE(mine, open("another")); }).join();
     });
 }
 

@@ -14,6 +14,10 @@ namespace ServerTests {
 
 using Varnix::Test::Child;
 
+/** A write, and how a subscriber prints it. */
+inline constexpr const char* command = "db write /unit/gain -i 2 7 8";
+inline constexpr const char* commandAsReceived = "write [db] [write] [/unit/gain] [-i] [2] [7] [8]";
+
 /** A server and its subscribers, in a mailbox directory of the test program's own. */
 class ServerFixture : public testing::Test
 {

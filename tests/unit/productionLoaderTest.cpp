@@ -1,13 +1,12 @@
+#include "productionLoaderTest.h"
+
 #include "dbUtils.h"
 #include "fileDescriptor.h"
-#include "loaderTest.h"
 #include "tests/support/allocationFailure.h"
-#include "tests/support/nodeDirectory.h"
 #include "tests/support/tracedProcess.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -22,67 +21,7 @@ namespace {
 
 using Test::Allocation;
 using Test::AllocationFailure;
-using Test::firstVariable;
-using Test::secondVariable;
 using Test::startTraced;
-
-auto headerWrong(const std::string& path)
-{
-    return loaderHeaderWrong(path, 2);
-}
-
-auto reading(const std::string& path)
-{
-    return loaderInfo("Reading Production database from ",
-                      "Reading Production database from " + path);
-}
-
-auto sized(std::uint64_t size)
-{
-    return loaderInfo("Size of Db: ", "Size of Db: " + std::to_string(size));
-}
-
-auto corrupted()
-{
-    return loaderInfo("ABN: Corrupted Production(calibration) Data Base.",
-                      "ABN: Corrupted Production(calibration) Data Base. Calculated checksum does "
-                      "not match stored one.");
-}
-
-auto noVariable()
-{
-    return loaderInfo("ABN: Did not find environmental variable ",
-                      "ABN: Did not find environmental variable \"sys_uflash_prod_db_dev\", could "
-                      "not read production DB");
-}
-
-class ProductionLoader : public LoaderTest
-{
-protected:
-    std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
-    {
-        return refusalOf([&] { return container.loadProductionDb(path); }, reads);
-    }
-
-    /** Whether a descriptor that the process has of the file stands at this position. */
-    bool hasReadUpTo(std::size_t position, const std::string& process) const
-    {
-        std::error_code closed;
-        const std::string proc = "/proc/" + process;
-        for (const auto& entry : std::filesystem::directory_iterator(proc + "/fd", closed)) {
-            if (std::filesystem::read_symlink(entry.path(), closed) != path)
-                continue;
-            std::ifstream info(proc + "/fdinfo/" + entry.path().filename().string());
-            std::string label;
-            std::size_t value = 0;
-            if (info >> label >> value && value == position)
-                return true;
-        }
-        return false;
-    }
-
-    std::uint64_t fileSize() const { return std::filesystem::file_size(path); }
-};
 
 TEST_F(ProductionLoader, LoadsAGoodFileAndSaysSo)
 {
@@ -280,118 +219,6 @@ TEST_F(ProductionLoader, GivesTheBodyToItsCallerWithTheLengthInHostOrder)
     EXPECT_EQ(header.length, image.size() - DBUtils::trailerSize);
     EXPECT_EQ(std::string(body.get(), body.get() + image.size()), image);
     EXPECT_TRUE(isEmpty());
-}
-
-class ProductionEnvironment : public ProductionLoader
-{
-protected:
-    ProductionEnvironment()
-    {
-        ::unsetenv(firstVariable);
-        ::unsetenv(secondVariable);
-    }
-    ~ProductionEnvironment() override
-    {
-        ::unsetenv(firstVariable);
-        ::unsetenv(secondVariable);
-    }
-
-    std::string file(const std::string& name, const std::string& image)
-    {
-        writeFile(directory / name, image);
-        return directory / name;
-    }
-
-    static void set(const char* variable, const std::string& value)
-    {
-        ::setenv(variable, value.c_str(), 1);
-    }
-
-    std::string good(const std::string& name, const std::string& key)
-    {
-        return file(name, DbBuilder().u8(key, {1}).image());
-    }
-};
-
-TEST_F(ProductionEnvironment, WithoutVariablesIsReported)
-{
-    listen();
-    EXPECT_FALSE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(noVariable()));
-    EXPECT_TRUE(isEmpty());
-}
-
-TEST_F(ProductionEnvironment, PrefersTheFirstVariable)
-{
-    set(firstVariable, good("first", "/first"));
-    set(secondVariable, good("second", "/second"));
-    EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/first")));
-}
-
-TEST_F(ProductionEnvironment, NeedsTheFirstVariableOnly)
-{
-    set(firstVariable, good("first", "/first"));
-    listen();
-    EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(reading(directory / "first"), testing::_));
-}
-
-TEST_F(ProductionEnvironment, DoesNotLookAtTheSecondFileWhenTheFirstServes)
-{
-    set(firstVariable, good("first", "/first"));
-    set(secondVariable, good("second", "/second"));
-    listen();
-    EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(reading(directory / "first"), testing::_));
-}
-
-TEST_F(ProductionEnvironment, TakesTheSecondVariableWithoutTheFirst)
-{
-    set(secondVariable, good("second", "/second"));
-    EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/second")));
-}
-
-TEST_F(ProductionEnvironment, FallsBackToTheSecondVariableWhenTheFirstNamesACorruptFile)
-{
-    std::string image = goodFile.image();
-    image.back() = static_cast<char>(image.back() ^ 1);
-    const std::string first = file("first", image);
-    const std::string second = good("second", "/second");
-    set(firstVariable, first);
-    set(secondVariable, second);
-    listen();
-    EXPECT_TRUE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(reading(first), sized(image.size()), corrupted(),
-                                     reading(second), testing::_));
-    EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/second")));
-}
-
-TEST_F(ProductionEnvironment, NamesTheSecondVariableWhenOnlyTheFirstIsSetAndFails)
-{
-    set(firstVariable, directory / "missing");
-    listen();
-    EXPECT_FALSE(container.loadProductionDb());
-    EXPECT_THAT(heard(), ElementsAre(noVariable()));
-}
-
-TEST_F(ProductionEnvironment, FailsInSilenceWhenNeitherFileExists)
-{
-    set(firstVariable, directory / "missing");
-    set(secondVariable, directory / "missing too");
-    listen();
-    EXPECT_FALSE(container.loadProductionDb());
-    EXPECT_THAT(heard(), IsEmpty());
-}
-
-TEST_F(ProductionEnvironment, MayBeSetToNothing)
-{
-    set(firstVariable, "");
-    set(secondVariable, "");
-    listen();
-    EXPECT_FALSE(container.loadProductionDb());
-    EXPECT_THAT(heard(), IsEmpty());
 }
 
 } // namespace

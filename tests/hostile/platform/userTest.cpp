@@ -1,0 +1,138 @@
+// Processes that give up the user, the group or the root that they began with.
+#include "conversation.h"
+#include "tests/platform/itcSupport.h"
+
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace HostileTest;
+using namespace ItcTest;
+namespace fs = std::filesystem;
+
+namespace {
+
+class HostileUser : public MailboxDirectory
+{
+};
+
+TEST_F(HostileUser, AUserThatIsGivenUpIsReportedWhenAServerAppears)
+{
+    if (::geteuid() != 0)
+        return; // nothing to give up
+    const Event begun;
+    const Event created;
+    Process client([&] {
+        beginClient();
+        EXPECT_EQ(0, ::setresuid(65534, 65534, 65534));
+        begun.set();
+        EXPECT_TRUE(created.wait());
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(receive(50));
+        const std::string report = testing::internal::GetCapturedStderr();
+        EXPECT_NE(std::string::npos, report.find("is now user 65534")) << report;
+    });
+    ASSERT_TRUE(begun.wait());
+    Process server([&] {
+        open("server");
+        created.set();
+        receiveRaw();
+    });
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(HostileUser, AUserThatIsGivenUpKeepsWhatIsConnected)
+{
+    if (::geteuid() != 0)
+        return; // nothing to give up
+    const Event dropped;
+    Process server([&] {
+        open("server");
+        const auto asked = receive(patience, {hello});
+        ASSERT_TRUE(asked);
+        EXPECT_TRUE(dropped.wait());
+        send(asked->sender, written);
+    });
+    Process client([&] {
+        open("client");
+        const std::uint32_t to = find("server");
+        monitor(to, gone);
+        send(to, hello);
+        EXPECT_EQ(0, ::setresuid(65534, 65534, 65534));
+        dropped.set();
+        EXPECT_EQ(written, receiveNumber());
+        EXPECT_EQ(gone, receiveNumber());
+    });
+    EXPECT_EQ(0, server.wait());
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(HostileUser, AUserThatIsGivenUpForAWhileIsWaitedFor)
+{
+    if (::geteuid() != 0)
+        return; // nothing to give up
+    const Event begun;
+    const Event created;
+    Process client([&] {
+        beginClient();
+        EXPECT_EQ(0, ::seteuid(65534));
+        begun.set();
+        EXPECT_TRUE(created.wait());
+        EXPECT_FALSE(receive(20));
+        EXPECT_EQ(0, ::seteuid(0));
+        finishClient();
+    });
+    ASSERT_TRUE(begun.wait());
+    Process server([&] {
+        open("server");
+        created.set();
+        const auto asked = receive(patience, {hello});
+        ASSERT_TRUE(asked);
+        send(asked->sender, written);
+    });
+    EXPECT_EQ(0, server.wait());
+    EXPECT_EQ(0, client.wait());
+}
+
+TEST_F(HostileUser, AGroupThatIsGivenUpIsNoObstacle)
+{
+    if (::geteuid() != 0)
+        return; // nothing to give up
+    const Step giveUp = [] {
+        init();
+        EXPECT_EQ(0, ::setresgid(65534, 65534, 65534));
+    };
+    converse(giveUp, [] {});
+}
+
+TEST_F(HostileUser, AChangedRootWithoutProcIsNamed)
+{
+    if (::geteuid() != 0)
+        return; // only root can
+    const Event created;
+    const Event begun;
+    Process client([&] {
+        const int report = ::memfd_create("report", MFD_CLOEXEC); // no file can be found later
+        ::dup2(report, STDERR_FILENO);
+        beginClient();
+        EXPECT_EQ(0, ::chroot(directory().c_str()));
+        begun.set();
+        EXPECT_TRUE(created.wait());
+        EXPECT_FALSE(receive(50));
+        std::string text(1000, ' ');
+        EXPECT_GT(::pread(report, text.data(), text.size(), 0), 0);
+        EXPECT_NE(std::string::npos, text.find("/proc is not mounted")) << text;
+    });
+    ASSERT_TRUE(begun.wait());
+    Process server([&] {
+        open("server");
+        created.set();
+        receiveRaw();
+    });
+    EXPECT_EQ(0, client.wait());
+}
+
+} // namespace

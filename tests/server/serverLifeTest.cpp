@@ -1,0 +1,144 @@
+#include "serverFixture.h"
+
+#include <csignal>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace ServerTests;
+
+class ServerLife : public ServerFixture
+{
+};
+
+TEST_F(ServerLife, ASecondServerIsRefusedAndTheFirstGoesOn)
+{
+    startServer();
+    const auto only = subscriber();
+
+    Child second(serverCommand());
+    EXPECT_EQ(second.wait(), 5);
+    EXPECT_NE(second.err().rest().find("\"DbcsiServer\": another server runs"), std::string::npos);
+
+    type(command);
+    EXPECT_EQ(answer(), "sent to 1 subscriber");
+    EXPECT_EQ(only->out().line(), commandAsReceived);
+}
+
+TEST_F(ServerLife, AServerThatWasKilledIsFollowedByANewOne)
+{
+    startServer();
+    const auto only = subscriber();
+    for (int cycle = 0; cycle < 20; ++cycle) {
+        server().signal(SIGKILL);
+        EXPECT_EQ(server().wait(), 128 + SIGKILL);
+        EXPECT_EQ(only->out().line(), "server down");
+        startServer();
+        EXPECT_EQ(only->out().line(), "subscribed");
+        type(command);
+        EXPECT_EQ(only->out().line(), commandAsReceived);
+    }
+}
+
+TEST_F(ServerLife, SignalsEndItCleanly)
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        startServer();
+        const auto only = subscriber();
+        server().signal(number);
+        EXPECT_EQ(server().wait(), 0);
+        EXPECT_EQ(only->out().line(), "server down");
+    }
+}
+
+TEST_F(ServerLife, ASignalEndsAWait)
+{
+    startServer();
+    type("status\nwait 1");
+    EXPECT_EQ(answer(), "0 subscribers");
+    server().signal(SIGTERM);
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerLife, ServesAfterTheEndOfInputOnlyWithStay)
+{
+    startServer();
+    server().endInput();
+    EXPECT_EQ(server().wait(), 0);
+
+    startServer({"--stay"});
+    server().endInput();
+    const auto only = subscriber();
+    server().signal(SIGTERM);
+    EXPECT_EQ(server().wait(), 0);
+
+    startServer({"--stay"});
+    type("quit");
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerLife, OptionsFollowTheToolsRules)
+{
+    Child help(serverCommand({"--help"}));
+    EXPECT_EQ(help.wait(), 0);
+    EXPECT_NE(help.out().rest().find("--reject-subscription"), std::string::npos);
+
+    Child version(serverCommand({"--version"}));
+    EXPECT_EQ(version.wait(), 0);
+    EXPECT_EQ(version.out().line(), PROJECT_VERSION);
+
+    Child unknown(serverCommand({"--unknown"}));
+    EXPECT_EQ(unknown.wait(), 2);
+    EXPECT_EQ(unknown.out().rest(), "");
+}
+
+/** A shell's redirection of the server, and how it ends. */
+struct BadStream
+{
+    const char* redirection;
+    int status;
+    std::optional<std::string> complaint;
+};
+
+TEST_F(ServerLife, StreamsThatAreNoGoodEndItWithTheirStatusAndOneMessage)
+{
+    const std::string unread = "dbcsi-server: standard input cannot be read: ";
+    const std::string endless =
+        "dbcsi-server: standard input holds a line of more than 4194304 bytes";
+    const std::string unwritten = "dbcsi-server: cannot write to standard output";
+    for (const auto& [redirection, status, complaint] :
+         std::vector<BadStream>{{"</", 3, unread + "Is a directory"},
+                                {"<&-", 3, unread + "Bad file descriptor"},
+                                {"0>/dev/null", 3, unread + "Bad file descriptor"},
+                                {"</dev/zero", 3, endless},
+                                {"</dev/full", 3, endless},
+                                {"</dev/null", 0, std::nullopt},
+                                {"</dev/null >/dev/full", 0, std::nullopt},
+                                {"<<<status >/dev/full", 3, unwritten}}) {
+        SCOPED_TRACE(redirection);
+        Child child(
+            {"/bin/bash", "-c", std::string("exec '") + DBCSI_SERVER_PROGRAM + "' " + redirection});
+        EXPECT_EQ(child.wait(), status);
+        EXPECT_EQ(child.err().line(), complaint);
+        EXPECT_EQ(child.out().rest(), "");
+    }
+}
+
+TEST_F(ServerLife, OutputThatCannotBeWrittenIsStatus3)
+{
+    Child child({"/bin/sh", "-c",
+                 std::string("echo help | exec '") + DBCSI_SERVER_PROGRAM + "' >/dev/full"});
+    EXPECT_EQ(child.wait(), 3);
+    EXPECT_EQ(child.err().line(), "dbcsi-server: cannot write to standard output");
+}
+
+TEST_F(ServerLife, WithoutMailboxesIsStatus5)
+{
+    Child child({"/bin/sh", "-c",
+                 std::string("VARNIX_ITC_DIR=/dev/null exec '") + DBCSI_SERVER_PROGRAM + "'"});
+    EXPECT_EQ(child.wait(), 5);
+}
+
+} // namespace

@@ -1,0 +1,123 @@
+#include "channelTest.h"
+#include "tests/support/processState.h"
+#include "tests/support/waitUntil.h"
+#include "throwingAllocation.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <new>
+
+namespace {
+
+using namespace Varnix::Test;
+
+TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
+{
+    int refusals = 2;
+    m_itc.onCall([&](const std::string& function) {
+        if (function == "create_mailbox" && refusals-- > 0)
+            throw std::bad_alloc();
+    });
+    registry();
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    EXPECT_EQ(m_itc.newCalls(),
+              joined({initCalls, initCalls, initCalls, locateCalls("m1"), {receiveCall}}));
+    EXPECT_EQ(channelRecords(), Records{});
+    subscribe();
+    EXPECT_TRUE(isSubscribed(77));
+}
+
+struct Exhaustion
+{
+    const char* name;
+    AllocationFailure failure;
+    const char* text;
+};
+
+class ChannelOutOfMemory : public Channel, public testing::WithParamInterface<Exhaustion>
+{
+};
+
+TEST_P(ChannelOutOfMemory, ExceptionIsTracedAndTheThreadGoesOn)
+{
+    startSubscribed();
+    // Only the word's copy is that large: the message itself is there before the words are read.
+    constexpr std::size_t large = 1U << 20U;
+    const Bytes indication = writeIndication({"", "", "/unit/gain", std::string(large, '1')});
+    std::unique_ptr<ThrowingAllocation> throwing;
+    m_itc.onReceived(
+        [&] { throwing = std::make_unique<ThrowingAllocation>(large, GetParam().failure); });
+    receives(indication);
+    throwing.reset();
+    m_itc.onReceived(nullptr);
+    EXPECT_EQ(traced(), Records{"ERROR " + site +
+                                "\nDBCSI_DBWRITE_IND could not be handled: " + GetParam().text});
+    EXPECT_EQ(m_itc.held(), Calls{});
+    EXPECT_TRUE(isSubscribed(77));
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, ChannelOutOfMemory,
+                         testing::Values(Exhaustion{"BadAlloc", AllocationFailure::BAD_ALLOC,
+                                                    "std::bad_alloc"},
+                                         Exhaustion{"LengthError", AllocationFailure::LENGTH_ERROR,
+                                                    "too long for the test"}),
+                         [](const auto& tested) { return tested.param.name; });
+
+/** A channel whose messages of one kind cannot be allocated for a while. */
+class ChannelWithoutMemory : public Channel, public testing::WithParamInterface<MessageNumber>
+{
+protected:
+    ~ChannelWithoutMemory() override { DbRegistryImpl::freeInstance(); } // its thread counts here
+
+    /** Brings the thread to where it wants the message, and lets it ask three times. */
+    void refuse()
+    {
+        constexpr int enough = 3;
+        m_itc.refuse(GetParam());
+        m_itc.onCall([&](const std::string& function) { m_asked += function == "alloc" ? 1 : 0; });
+        registry();
+        if (GetParam() != DBCSI_LOCATE_IND) {
+            ASSERT_TRUE(m_itc.waitUntilIdle());
+            m_itc.deliver(message(DBCSI_LOCATE_IND), server);
+            m_itc.deliver(connectionConfirmation(), server);
+        }
+        const int before = m_asked;
+        ASSERT_TRUE(waitUntil([&] { return m_asked >= before + enough; }));
+    }
+
+    std::atomic<int> m_asked{0};
+};
+
+TEST_P(ChannelWithoutMemory, WaitsForItAndGoesOn)
+{
+    const auto start = std::chrono::steady_clock::now();
+    refuse();
+    // The thread sleeps between the times that it asks.
+    constexpr int others = 4; // messages that are not refused
+    EXPECT_LE(m_asked,
+              others + (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(100));
+    EXPECT_EQ(channelRecords(), Records{});
+    m_itc.refuse(0);
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    if (GetParam() == DBCSI_LOCATE_IND)
+        subscribe();
+    else
+        receives(message(DBCSI_SUBSCRIBE_CFM));
+    EXPECT_TRUE(isSubscribed(77));
+    EXPECT_EQ(m_itc.held(), Calls{});
+}
+
+TEST_P(ChannelWithoutMemory, EndsWithTheRegistryAllTheSame)
+{
+    refuse();
+    DbRegistryImpl::freeInstance();
+    EXPECT_EQ(threadsNamed("varnixCmd"), 0U);
+    EXPECT_EQ(m_itc.held(), Calls{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, ChannelWithoutMemory,
+                         testing::Values(DBCSI_LOCATE_IND, DBCSI_SERVER_DOWN_IND,
+                                         DBCSI_CONN_ESTABLISH_REQ, DBCSI_SUBSCRIBE_REQ));
+
+} // namespace
