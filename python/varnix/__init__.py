@@ -54,6 +54,25 @@ PATH and then beside this package's installation:
 >>> varnix.read_file("unit.db")
 [Parameter(key='/unit/offset', type='S32', value=[-40])]
 
+Schemas
+-------
+
+A schema says what parameters mean, see varnix-schema(5). build_schema and read_schema make and read
+one, and build_file refuses what its schemas do not allow:
+
+>>> varnix.build_schema("unit.schema", [
+...     varnix.SchemaLine("/unit/offset", "S32", limits="-200..200", unit="dB", required=True)])
+>>> print(open("unit.schema").read(), end="")
+/unit/offset S32 -200..200 unit dB required
+>>> varnix.read_schema("unit.schema")[0].limits
+'-200..200'
+>>> varnix.build_file("unit.db", "/unit/offset S32 -201",
+...                   schemas=["unit.schema"])  # doctest: +ELLIPSIS
+Traceback (most recent call last):
+    ...
+varnix.CommandError: ...:1:18: error: -201 is below -200 (.../unit.schema:1)
+...
+
 Texts
 -----
 
@@ -75,16 +94,25 @@ The library libvarnix-c.so.0 is found as ld.so(8) finds libraries, and then besi
 installation. LD_LIBRARY_PATH names another place.
 """
 
+from ._command import CommandError
 from ._database import Database, NoDatabaseError
-from ._files import CommandError, Parameter, build_file, read_file
+from ._files import Parameter, build_file, read_file
 from ._library import version
+from ._schemas import SchemaLine, build_schema, read_schema
 
 __all__ = [
     "CommandError",
     "Database",
     "NoDatabaseError",
     "Parameter",
+    "SchemaLine",
     "build_file",
+    "build_schema",
     "read_file",
+    "read_schema",
     "version",
 ]
+
+# What is public is known by its public name.
+for _name in __all__:
+    globals()[_name].__module__ = __name__

@@ -144,6 +144,7 @@ class Database:
         self._handle = None
 
     def __enter__(self) -> "Database":
+        """The database itself; the end of the with statement closes it."""
         self._open()
         return self
 
@@ -153,6 +154,7 @@ class Database:
         error: Optional[BaseException],
         traceback: Optional[TracebackType],
     ) -> None:
+        """Closes the database."""
         self.close()
 
     def _open(self) -> _Handle:

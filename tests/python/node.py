@@ -1,8 +1,10 @@
 """A node of one test program: its files, its mailboxes, and its subscription server."""
 
 import os
+import shutil
 import subprocess
 import tempfile
+import time
 from pathlib import Path
 
 import varnix
@@ -10,10 +12,17 @@ import varnix
 PRODUCTION = '/componentConfigId CHAR "unit_1"\n'
 
 
+def remove(path):
+    """Removes a node's directory, in which the library's thread may still be making entries."""
+    deadline = time.monotonic() + 60
+    while os.path.exists(path):
+        shutil.rmtree(path, ignore_errors=True)
+        assert time.monotonic() < deadline, f"{path} stays"
+
+
 class Node:
     def __init__(self, production=PRODUCTION):
-        self._directory = tempfile.TemporaryDirectory()
-        self.path = Path(self._directory.name)
+        self.path = Path(tempfile.mkdtemp())
         varnix.build_file(self.path / "production.db", production)
         os.environ.pop("sys_uflash_prod_db_dev_dev", None)
         os.environ["sys_uflash_prod_db_dev"] = str(self.path / "production.db")
@@ -41,4 +50,4 @@ class Node:
         ).stdout
 
     def close(self):
-        self._directory.cleanup()
+        remove(self.path)

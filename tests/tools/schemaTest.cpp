@@ -1,7 +1,11 @@
 #include "tests/tools/toolTest.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Varnix::Test {
 namespace {
+
+using Json = nlohmann::json;
 
 class SchemaOption : public ToolTest
 {
@@ -85,6 +89,37 @@ TEST_F(SchemaOption, ClosedNeedsASchema)
 {
     EXPECT_EQ(varnix({"check", "--closed", "db"}).status, 2);
     EXPECT_EQ(varnix({"check"}).status, 2);
+}
+
+TEST_F(SchemaOption, OfDumpShowsEachLineWithWhatItSays)
+{
+    write("s", "/unit/gain U16[3] 0..63 unit dB required default 1 2 3 \"a \\\"gain\\\"\"\n");
+    write("t", "# comment\n/mode CHAR[1..8] a|b deprecated default a\n/*/x S8 -3..-1|5 7\n");
+    const ProcessResult result = varnix({"dump", "--json", "--schema", "s", "--schema", "t"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Json::parse(result.out), Json::parse(R"(
+        {"schemas": ["s", "t"], "errors": [], "lines": [
+         {"file": "s", "line": 1, "key": "/unit/gain", "type": "U16",
+          "elements": {"min": 3, "max": 3}, "limits": "0..63", "unit": "dB",
+          "default": {"type": "U16", "value": [1, 2, 3]}, "required": true, "deprecated": false,
+          "description": "a \"gain\""},
+         {"file": "t", "line": 2, "key": "/mode", "type": "CHAR",
+          "elements": {"min": 1, "max": 8}, "limits": "a|b",
+          "default": {"type": "CHAR", "value": "a"}, "required": false, "deprecated": true},
+         {"file": "t", "line": 3, "key": "/*/x", "type": "S8", "limits": "-3..-1|5 7",
+          "required": false, "deprecated": false}]})"));
+}
+
+TEST_F(SchemaOption, OfDumpNeedsJsonAndNoFile)
+{
+    write("s", "/a U8\n");
+    EXPECT_EQ(varnix({"dump", "--schema", "s"}).status, 2);
+    EXPECT_EQ(varnix({"dump", "--json", "--schema", "s", "s"}).status, 2);
+    EXPECT_EQ(varnix({"dump", "--json"}).status, 2);
+    write("s", "/a U9\n");
+    const ProcessResult result = varnix({"dump", "--json", "--schema", "s"});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_EQ(Json::parse(result.out)["errors"][0]["status"], 4);
 }
 
 } // namespace

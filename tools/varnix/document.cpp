@@ -47,6 +47,13 @@ void addValue(Json& document, const DbFile::Value& value)
         document["value"] = std::move(elements);
 }
 
+void addText(Json& document, const std::string& name, const std::string& bytes)
+{
+    document[name] = bytes;
+    if (!isUnicode(bytes))
+        document[name + "Bytes"] = DbFile::hexBytes(bytes);
+}
+
 void printDocument(Json&& document)
 {
     alignas(Json) static std::array<std::byte, sizeof(Json)> kept;

@@ -31,6 +31,9 @@ void printFailure(Status status, const std::string& text);
 /** Adds "type" and "value", or "bytes" where the data is neither text nor numbers. */
 void addValue(nlohmann::ordered_json& document, const DbFile::Value& value);
 
+/** Adds bytes as a string, and as NAMEBytes where a string cannot hold them as they are. */
+void addText(nlohmann::ordered_json& document, const std::string& name, const std::string& bytes);
+
 /** Whether a JSON string can hold the bytes as they are. */
 bool isUnicode(std::string_view bytes);
 

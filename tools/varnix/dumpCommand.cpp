@@ -5,9 +5,12 @@
 #include "dbfile/sourceValue.h"
 #include "document.h"
 #include "files.h"
+#include "schemas.h"
 
 #include <iostream>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -21,6 +24,7 @@ struct DumpOptions
 {
     bool json = false;
     std::string file;
+    std::vector<std::string> schemas;
 };
 
 Json documentOf(const DbFile::Record& record)
@@ -28,9 +32,7 @@ Json documentOf(const DbFile::Record& record)
     Json document;
     if (record.tag != DbFile::Format::recordTag)
         document["tag"] = DbFile::hexBytes({&record.tag, 1});
-    document["key"] = record.key;
-    if (!isUnicode(record.key))
-        document["keyBytes"] = DbFile::hexBytes(record.key);
+    addText(document, "key", record.key);
     addValue(document, {record.type, record.data});
     return document;
 }
@@ -56,7 +58,37 @@ Json documentOf(const std::string& file, const DbFile::Database& database)
             {"errors", Json::array()}};
 }
 
-Status dump(const DumpOptions& options)
+Json documentOf(const Schema::Line& line)
+{
+    Json document{{"file", line.place.file}, {"line", line.place.line}};
+    document["key"] = line.key.text();
+    document["type"] = line.type->name;
+    if (line.count)
+        document["elements"] = {{"min", line.count->min}, {"max", line.count->max}};
+    if (!line.limits.empty())
+        document["limits"] = line.limits.text();
+    if (line.unit)
+        document["unit"] = *line.unit;
+    if (line.fallback)
+        addValue(document["default"], {line.type->number, line.fallback->data});
+    document["required"] = line.isRequired;
+    document["deprecated"] = line.isDeprecated;
+    if (line.description)
+        addText(document, "description", *line.description);
+    return document;
+}
+
+Status dumpSchemas(const std::vector<std::string>& paths)
+{
+    const Schema::Schema schema = readSchemas(paths);
+    Json lines = Json::array();
+    for (const Schema::Line& line : schema.lines())
+        lines.push_back(documentOf(line));
+    printDocument({{"schemas", paths}, {"lines", std::move(lines)}, {"errors", Json::array()}});
+    return Status::DONE;
+}
+
+Status dumpFile(const DumpOptions& options)
 {
     const std::string image = readAccepted(options.file);
     const DbFile::Database database = DbFile::decode(image);
@@ -72,6 +104,14 @@ Status dump(const DumpOptions& options)
     return Status::DONE;
 }
 
+Status dump(const DumpOptions& options)
+{
+    if (options.file.empty() == options.schemas.empty())
+        throw Failure(Status::WRONG_USAGE, "varnix: either a file or --schema is required\n"
+                                           "Try varnix dump --help.");
+    return options.schemas.empty() ? dumpFile(options) : dumpSchemas(options.schemas);
+}
+
 } // namespace
 
 void addDump(CLI::App& app, Status& status)
@@ -79,8 +119,14 @@ void addDump(CLI::App& app, Status& status)
     const auto options = std::make_shared<DumpOptions>();
     CLI::App* const command = app.add_subcommand(
         "dump", "Show a database file as a text from which build makes the same bytes");
-    command->add_flag("--json", options->json, "Print one JSON document");
-    command->add_option("file", options->file, "The database file")->type_name("FILE")->required();
+    CLI::Option* const json = command->add_flag("--json", options->json, "Print one JSON document");
+    command
+        ->add_option("--schema", options->schemas,
+                     "Show the lines of this schema instead; may be given several times")
+        ->type_name("SCHEMA")
+        ->allow_extra_args(false)
+        ->needs(json);
+    command->add_option("file", options->file, "The database file")->type_name("FILE");
     command->callback([options, &status] { status = dump(*options); });
 }
 
