@@ -26,7 +26,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 FENCE = "```"
-PATIENCE = 120  # seconds
+PATIENCE = 600  # seconds; compilers are slow on a busy machine
 
 
 @dataclass
@@ -124,7 +124,8 @@ def environment(prefix, directory):
         result["LTTNG_HOME"] = str(directory)
     if prefix:
         result.update(PATH=f"{prefix}/bin:{os.environ['PATH']}", LD_LIBRARY_PATH=f"{prefix}/lib",
-                      PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", CMAKE_PREFIX_PATH=prefix)
+                      PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig", CMAKE_PREFIX_PATH=prefix,
+                      PYTHONPATH=f"{prefix}/lib/python3/dist-packages")
     return result
 
 
