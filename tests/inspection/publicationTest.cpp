@@ -31,10 +31,10 @@ using testing::ElementsAre;
 using testing::SizeIs;
 
 /** A process that looks at itself: the test's own, which is the library's too. */
-class PublicationTest : public testing::Test
+class Publications : public testing::Test
 {
 protected:
-    PublicationTest()
+    Publications()
     {
         ::setenv("VARNIX_ITC_DIR", (node / "").c_str(), 1);
         node.production(DbBuilder().text("/componentConfigId", "unit_R1").u8("/own", {1, 2}));
@@ -47,7 +47,7 @@ protected:
                                  .u32("/numbers", std::vector<std::int64_t>(1000, 0x01010101))
                                  .text("/text", "text"))}}});
     }
-    ~PublicationTest() override { DbRegistryImpl::freeInstance(); }
+    ~Publications() override { DbRegistryImpl::freeInstance(); }
 
     static std::vector<std::string> configsOf(const RegistryView& view)
     {
@@ -80,7 +80,7 @@ protected:
     std::string config;
 };
 
-TEST_F(PublicationTest, WithoutARegistryThereIsNothingToSee)
+TEST_F(Publications, WithoutARegistryThereIsNothingToSee)
 {
     EXPECT_EQ(reasonOf(::getpid()), NotInspected::Reason::NO_REGISTRY);
     DbRegistryImpl::getInstance();
@@ -89,7 +89,7 @@ TEST_F(PublicationTest, WithoutARegistryThereIsNothingToSee)
     EXPECT_EQ(reasonOf(::getpid()), NotInspected::Reason::NO_REGISTRY);
 }
 
-TEST_F(PublicationTest, ShowsEachStoreWhileItIsRegistered)
+TEST_F(Publications, ShowsEachStoreWhileItIsRegistered)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto first = registry.initDb(config);
@@ -107,7 +107,7 @@ TEST_F(PublicationTest, ShowsEachStoreWhileItIsRegistered)
     EXPECT_THAT(configsOf(Process(::getpid()).registry()), ElementsAre(""));
 }
 
-TEST_F(PublicationTest, ShowsTheBytesOfEachValueAfterEachWrite)
+TEST_F(Publications, ShowsTheBytesOfEachValueAfterEachWrite)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto database = registry.initDb(config);
@@ -120,7 +120,7 @@ TEST_F(PublicationTest, ShowsTheBytesOfEachValueAfterEachWrite)
 }
 
 // A reader that sees a count again takes it that nothing changed in between.
-TEST_F(PublicationTest, CountsChangesAndNeverTakesACountBack)
+TEST_F(Publications, CountsChangesAndNeverTakesACountBack)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto* const production = reinterpret_cast<const Store*>(varnixInspectionRoot.firstStore);
@@ -136,7 +136,7 @@ TEST_F(PublicationTest, CountsChangesAndNeverTakesACountBack)
     EXPECT_GT(varnixInspectionRoot.changes, withStore);
 }
 
-TEST_F(PublicationTest, ShowsNoMixtureOfTwoValuesWhileTheyAreWritten)
+TEST_F(Publications, ShowsNoMixtureOfTwoValuesWhileTheyAreWritten)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto database = registry.initDb(config);
@@ -157,7 +157,7 @@ TEST_F(PublicationTest, ShowsNoMixtureOfTwoValuesWhileTheyAreWritten)
     }
 }
 
-TEST_F(PublicationTest, ShowsTheOtherStoresWhileStoresComeAndGo)
+TEST_F(Publications, ShowsTheOtherStoresWhileStoresComeAndGo)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto lasting = registry.initDb(config);
@@ -199,13 +199,13 @@ bool isRefusedToOthers()
     return status == 0;
 }
 
-TEST_F(PublicationTest, IsNotForOtherUsers)
+TEST_F(Publications, IsNotForOtherUsers)
 {
     DbRegistryImpl::getInstance();
     EXPECT_TRUE(isRefusedToOthers());
 }
 
-TEST_F(PublicationTest, OfAChildThatIsForkedAtAnyMomentIsWhole)
+TEST_F(Publications, OfAChildThatIsForkedAtAnyMomentIsWhole)
 {
     auto& registry = *DbRegistryImpl::getInstance();
     const auto lasting = registry.initDb(config);

@@ -14,7 +14,7 @@ using Varnix::Kit::FakeDatabase;
 using RetCode = FakeDatabase::RetCode;
 using Numbers = std::vector<std::uint16_t>;
 
-TEST(FakeDatabaseTest, ARemovedParameterIsNotFound)
+TEST(FakeDatabases, ARemovedParameterIsNotFound)
 {
     FakeDatabase database;
     database.set("/gain", Numbers{1});
@@ -25,7 +25,7 @@ TEST(FakeDatabaseTest, ARemovedParameterIsNotFound)
     EXPECT_EQ(values, Numbers{7});
 }
 
-TEST(FakeDatabaseTest, AKeyWithoutASlashIsRefused)
+TEST(FakeDatabases, AKeyWithoutASlashIsRefused)
 {
     FakeDatabase database;
     EXPECT_THROW(database.set("", Numbers{1}), std::invalid_argument);
@@ -37,7 +37,7 @@ TEST(FakeDatabaseTest, AKeyWithoutASlashIsRefused)
     }
 }
 
-TEST(FakeDatabaseTest, AReadBesideSetsGivesOneOfTheirValues)
+TEST(FakeDatabases, AReadBesideSetsGivesOneOfTheirValues)
 {
     FakeDatabase database;
     const std::vector<std::uint32_t> small(1, 1);

@@ -21,7 +21,7 @@ using Varnix::Kit::Parameter;
 using Words = std::vector<std::string>;
 
 /** Reads of a real handle. */
-class ParameterTest : public ClientFixture
+class Parameters : public ClientFixture
 {
 protected:
     static std::shared_ptr<const DatabaseIf> database()
@@ -50,7 +50,7 @@ protected:
     }
 };
 
-TEST_F(ParameterTest, ASingleIntegerIsTheFirstElement)
+TEST_F(Parameters, ASingleIntegerIsTheFirstElement)
 {
     const auto db = database();
     EXPECT_EQ(Parameter<std::uint32_t>(db, "/u32").value(), 4294967295U);
@@ -61,7 +61,7 @@ TEST_F(ParameterTest, ASingleIntegerIsTheFirstElement)
     EXPECT_EQ(Parameter<std::int8_t>(db, "/s8").value(), -128);
 }
 
-TEST_F(ParameterTest, ListsTextsAndWordsAreWhole)
+TEST_F(Parameters, ListsTextsAndWordsAreWhole)
 {
     const auto db = database();
     EXPECT_EQ(Parameter<std::vector<std::uint8_t>>(db, "/u8").value(),
@@ -72,7 +72,7 @@ TEST_F(ParameterTest, ListsTextsAndWordsAreWhole)
     EXPECT_EQ(Parameter<Words>(db, "/text").value().size(), 8u);
 }
 
-TEST_F(ParameterTest, WhatCannotBeReadIsTheFallback)
+TEST_F(Parameters, WhatCannotBeReadIsTheFallback)
 {
     const auto db = database();
     for (const std::string key : {"/absent", "/s8", "/none"})
@@ -86,7 +86,7 @@ TEST_F(ParameterTest, WhatCannotBeReadIsTheFallback)
     }
 }
 
-TEST_F(ParameterTest, AReadGivesTheInterfacesCodeAndLeavesTheOutputUnlessOk)
+TEST_F(Parameters, AReadGivesTheInterfacesCodeAndLeavesTheOutputUnlessOk)
 {
     const auto db = database();
     std::uint16_t number = 9;
@@ -105,7 +105,7 @@ TEST_F(ParameterTest, AReadGivesTheInterfacesCodeAndLeavesTheOutputUnlessOk)
     EXPECT_EQ(words.size(), 8u);
 }
 
-TEST_F(ParameterTest, AWriteIsSeenByTheNextRead)
+TEST_F(Parameters, AWriteIsSeenByTheNextRead)
 {
     const auto db = std::make_shared<FakeDatabase>();
     const Parameter<std::uint16_t> gain(db, "/gain", 7);
@@ -116,7 +116,7 @@ TEST_F(ParameterTest, AWriteIsSeenByTheNextRead)
     EXPECT_EQ(gain.value(), 7);
 }
 
-TEST_F(ParameterTest, BadUseIsToldInASentence)
+TEST_F(Parameters, BadUseIsToldInASentence)
 {
     const auto db = database();
     EXPECT_EQ(complaint(nullptr, "/key"),
@@ -126,14 +126,14 @@ TEST_F(ParameterTest, BadUseIsToldInASentence)
     EXPECT_EQ(complaint(db, "/key"), "");
 }
 
-TEST_F(ParameterTest, TellsItsKeyAndItsFallback)
+TEST_F(Parameters, TellsItsKeyAndItsFallback)
 {
     const Parameter parameter(database(), "/key", std::uint8_t{7});
     EXPECT_EQ(parameter.key(), "/key");
     EXPECT_EQ(parameter.fallback(), 7);
 }
 
-TEST_F(ParameterTest, KeepsItsDatabase)
+TEST_F(Parameters, KeepsItsDatabase)
 {
     std::optional<Parameter<std::uint16_t>> parameter;
     parameter.emplace(database(), "/u16");
@@ -143,7 +143,7 @@ TEST_F(ParameterTest, KeepsItsDatabase)
     EXPECT_EQ(copy.value(), 65535);
 }
 
-TEST_F(ParameterTest, ASingleIntegerIsReadWithoutAllocation)
+TEST_F(Parameters, ASingleIntegerIsReadWithoutAllocation)
 {
     const auto db = database();
     const Parameter<std::uint8_t> first(db, "/u8");
@@ -160,7 +160,7 @@ TEST_F(ParameterTest, ASingleIntegerIsReadWithoutAllocation)
     EXPECT_EQ(count.asked(), 0u);
 }
 
-TEST_F(ParameterTest, AListOrTextCostsTheAllocationOfItsOwnMemory)
+TEST_F(Parameters, AListOrTextCostsTheAllocationOfItsOwnMemory)
 {
     const auto db = database();
     const Parameter<std::vector<std::uint8_t>> list(db, "/u8");
@@ -196,10 +196,10 @@ private:
     Parameter<std::uint16_t> m_other;
 };
 
-TEST_F(ParameterTest, ADatabaseMayReadAnotherParameterMeanwhile)
+TEST_F(Parameters, ADatabaseMayReadAnotherParameterMeanwhile)
 {
-    const auto database = std::make_shared<ReadingDatabase>(
-        Parameter<std::uint16_t>(ParameterTest::database(), "/u16"));
+    const auto database =
+        std::make_shared<ReadingDatabase>(Parameter<std::uint16_t>(Parameters::database(), "/u16"));
     database->set("/own", std::vector<std::uint16_t>{5, 6, 7});
     const Parameter<std::uint16_t> own(database, "/own");
     for (int round = 0; round < 3; ++round)
@@ -218,7 +218,7 @@ struct ReadAtEnd
     }
 };
 
-TEST_F(ParameterTest, IsReadToTheVeryEndOfAThread)
+TEST_F(Parameters, IsReadToTheVeryEndOfAThread)
 {
     const Parameter<std::uint16_t> parameter(database(), "/u16");
     std::atomic<int> seen{0};
@@ -231,7 +231,7 @@ TEST_F(ParameterTest, IsReadToTheVeryEndOfAThread)
     EXPECT_EQ(seen, 65535);
 }
 
-TEST_F(ParameterTest, ThreadsReadThroughOneObject)
+TEST_F(Parameters, ThreadsReadThroughOneObject)
 {
     const auto db = std::make_shared<FakeDatabase>();
     db->set("/gain", std::vector<std::uint16_t>{1, 1});

@@ -73,7 +73,7 @@ bool hasChildren()
     return ::waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD;
 }
 
-TEST(TestNodeTest, AProcessReadsTheNodesParameters)
+TEST(TestNodes, AProcessReadsTheNodesParameters)
 {
     TestNode node;
     node.production("/componentConfigId CHAR \"board_1 test_2\"\n/node/serial CHAR \"V0042\"\n");
@@ -84,7 +84,7 @@ TEST(TestNodeTest, AProcessReadsTheNodesParameters)
     EXPECT_EQ(Parameter<std::string>(database, "/node/serial").value(), "V0042");
 }
 
-TEST(TestNodeTest, AWriteHasBeenHandledWhenItReturns)
+TEST(TestNodes, AWriteHasBeenHandledWhenItReturns)
 {
     TestNode node;
     const auto database = open(node, "/unit/gain U16 0 0\n");
@@ -96,7 +96,7 @@ TEST(TestNodeTest, AWriteHasBeenHandledWhenItReturns)
     }
 }
 
-TEST(TestNodeTest, AWriteHasBeenHandledByEverySubscriber)
+TEST(TestNodes, AWriteHasBeenHandledByEverySubscriber)
 {
     TestNode node;
     const std::string file = configurationOf(node, "/unit/gain U16 1\n");
@@ -111,7 +111,7 @@ TEST(TestNodeTest, AWriteHasBeenHandledByEverySubscriber)
     }
 }
 
-TEST(TestNodeTest, AWriteThatIsRejectedReturnsToo)
+TEST(TestNodes, AWriteThatIsRejectedReturnsToo)
 {
     TestNode node;
     const auto database = open(node, "/unit/gain U16 5\n");
@@ -121,7 +121,7 @@ TEST(TestNodeTest, AWriteThatIsRejectedReturnsToo)
     EXPECT_EQ(Parameter<std::uint16_t>(database, "/unit/gain").value(), 5);
 }
 
-TEST(TestNodeTest, WordsArriveUnchanged)
+TEST(TestNodes, WordsArriveUnchanged)
 {
     TestNode node;
     const std::string key = R"(/it's-a-\key)";
@@ -131,7 +131,7 @@ TEST(TestNodeTest, WordsArriveUnchanged)
     EXPECT_EQ(Parameter<std::string>(database, key).value(), " two  words ");
 }
 
-TEST(TestNodeTest, EverythingIsUndoneAlsoWhenATestThrows)
+TEST(TestNodes, EverythingIsUndoneAlsoWhenATestThrows)
 {
     ::setenv(variables[0], "before", 1);
     ::unsetenv(variables[1]);
@@ -151,7 +151,7 @@ TEST(TestNodeTest, EverythingIsUndoneAlsoWhenATestThrows)
     EXPECT_FALSE(hasChildren());
 }
 
-TEST(TestNodeTest, ANodeThatCannotBeMadeLeavesNothing)
+TEST(TestNodes, ANodeThatCannotBeMadeLeavesNothing)
 {
     const auto before = environmentNow();
     ::setenv("TMPDIR", "/nonexistent", 1);
@@ -161,7 +161,7 @@ TEST(TestNodeTest, ANodeThatCannotBeMadeLeavesNothing)
     const TestNode node;
 }
 
-TEST(TestNodeTest, AKilledProcessLeavesNoServerAndNoFiles)
+TEST(TestNodes, AKilledProcessLeavesNoServerAndNoFiles)
 {
     Child client({NODE_CLIENT}, false);
     const std::filesystem::path directory = client.out().line().value_or("");
@@ -172,7 +172,7 @@ TEST(TestNodeTest, AKilledProcessLeavesNoServerAndNoFiles)
     EXPECT_TRUE(waitUntil([&] { return !exists(directory); })); // it goes after the server
 }
 
-TEST(TestNodeTest, AForkedChildUndoesNothing)
+TEST(TestNodes, AForkedChildUndoesNothing)
 {
     std::optional<TestNode> node(std::in_place);
     const pid_t child = ::fork();
@@ -185,7 +185,7 @@ TEST(TestNodeTest, AForkedChildUndoesNothing)
     EXPECT_NO_THROW(node->write({"db", "write", "/unit/gain", "1"}));
 }
 
-TEST(TestNodeTest, NodesSideBySideDoNotMeet)
+TEST(TestNodes, NodesSideBySideDoNotMeet)
 {
     TestNode node;
     Child other({NODE_CLIENT});
@@ -199,7 +199,7 @@ TEST(TestNodeTest, NodesSideBySideDoNotMeet)
     EXPECT_EQ(other.out().line(), "1");
 }
 
-TEST(TestNodeTest, ASecondNodeIsRefusedAndTheFirstGoesOn)
+TEST(TestNodes, ASecondNodeIsRefusedAndTheFirstGoesOn)
 {
     {
         TestNode node;
@@ -211,7 +211,7 @@ TEST(TestNodeTest, ASecondNodeIsRefusedAndTheFirstGoesOn)
     ASSERT_NE(open(node, "/unit/gain U16 1\n"), nullptr);
 }
 
-TEST(TestNodeTest, ANodeAfterTheRegistryIsRefused)
+TEST(TestNodes, ANodeAfterTheRegistryIsRefused)
 {
     {
         TestNode node;
@@ -223,7 +223,7 @@ TEST(TestNodeTest, ANodeAfterTheRegistryIsRefused)
                 HasSubstr("has to come before the process's first initDb"));
 }
 
-TEST(TestNodeTest, AMistakeInATextIsNamedWithItsPlace)
+TEST(TestNodes, AMistakeInATextIsNamedWithItsPlace)
 {
     TestNode node;
     EXPECT_THAT(
@@ -233,7 +233,7 @@ TEST(TestNodeTest, AMistakeInATextIsNamedWithItsPlace)
               (node.directory() / "files/unit.db").string());
 }
 
-TEST(TestNodeTest, BadUseIsToldInASentence)
+TEST(TestNodes, BadUseIsToldInASentence)
 {
     TestNode node;
     for (const std::string name : {"", "a/b", ".."})
@@ -255,7 +255,7 @@ TEST(TestNodeTest, BadUseIsToldInASentence)
     EXPECT_NO_THROW(node.write({"db", "write", "/key", "1"}));
 }
 
-TEST(TestNodeTest, TheCommandsAreFoundInThePath)
+TEST(TestNodes, TheCommandsAreFoundInThePath)
 {
     const auto result = Varnix::Test::run({NODE_CLIENT}, {.environment = {"PATH=/nonexistent"}});
     EXPECT_EQ(result.status, 1);

@@ -21,7 +21,7 @@ using namespace Varnix::Kit;
 using std::chrono::milliseconds;
 using Numbers = std::vector<std::uint16_t>;
 
-class WatcherTest : public testing::Test
+class Watchers : public testing::Test
 {
 protected:
     /** Watches a number and notes what is told of it. */
@@ -52,7 +52,7 @@ protected:
     Told m_told;
 };
 
-TEST_F(WatcherTest, TellsOfEachChangeOnce)
+TEST_F(Watchers, TellsOfEachChangeOnce)
 {
     set("/a", 1);
     set("/b", 1);
@@ -68,7 +68,7 @@ TEST_F(WatcherTest, TellsOfEachChangeOnce)
     EXPECT_EQ(m_told, (Told{{"/b", 2}, {"/a", 3}, {"/b", 3}}));
 }
 
-TEST_F(WatcherTest, AChangeThatIsUndoneBetweenTwoLooksIsNone)
+TEST_F(Watchers, AChangeThatIsUndoneBetweenTwoLooksIsNone)
 {
     set("/a", 1);
     watch("/a");
@@ -77,7 +77,7 @@ TEST_F(WatcherTest, AChangeThatIsUndoneBetweenTwoLooksIsNone)
     EXPECT_EQ(m_watcher.look(), 0u);
 }
 
-TEST_F(WatcherTest, OfSeveralChangesTheLastIsTold)
+TEST_F(Watchers, OfSeveralChangesTheLastIsTold)
 {
     watch("/a");
     for (std::uint16_t value = 1; value <= 3; ++value)
@@ -86,7 +86,7 @@ TEST_F(WatcherTest, OfSeveralChangesTheLastIsTold)
     EXPECT_EQ(m_told, (Told{{"/a", 3}}));
 }
 
-TEST_F(WatcherTest, AParameterThatGoesIsToldWithItsFallback)
+TEST_F(Watchers, AParameterThatGoesIsToldWithItsFallback)
 {
     set("/a", 1);
     set("/b", 1);
@@ -100,7 +100,7 @@ TEST_F(WatcherTest, AParameterThatGoesIsToldWithItsFallback)
     EXPECT_EQ(m_told, (Told{{"/a", 7}, {"/b", 8}}));
 }
 
-TEST_F(WatcherTest, WatchesEveryKindOfValue)
+TEST_F(Watchers, WatchesEveryKindOfValue)
 {
     using Words = std::vector<std::string>;
     Numbers numbers;
@@ -122,7 +122,7 @@ TEST_F(WatcherTest, WatchesEveryKindOfValue)
     EXPECT_EQ(words, Words{});
 }
 
-TEST_F(WatcherTest, CallbacksRunOnTheLookingThreadAlone)
+TEST_F(Watchers, CallbacksRunOnTheLookingThreadAlone)
 {
     watch("/a");
     std::optional<std::thread::id> thread;
@@ -134,7 +134,7 @@ TEST_F(WatcherTest, CallbacksRunOnTheLookingThreadAlone)
     EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(WatcherTest, TheDescriptorIsReadableEachIntervalAndNotAfterALook)
+TEST_F(Watchers, TheDescriptorIsReadableEachIntervalAndNotAfterALook)
 {
     Watcher slow(std::chrono::hours(1));
     pollfd event{slow.fd(), POLLIN, 0};
@@ -150,7 +150,7 @@ TEST_F(WatcherTest, TheDescriptorIsReadableEachIntervalAndNotAfterALook)
     }));
 }
 
-TEST_F(WatcherTest, ACallbackMayAddParameters)
+TEST_F(Watchers, ACallbackMayAddParameters)
 {
     m_watcher.add(parameter("/a"), [this](std::uint16_t) {
         for (int i = 0; i < 100; ++i)
@@ -162,7 +162,7 @@ TEST_F(WatcherTest, ACallbackMayAddParameters)
     EXPECT_EQ(m_watcher.look(), 100u);
 }
 
-TEST_F(WatcherTest, ACallbackMayRemoveItsOwnParameterAndOthers)
+TEST_F(Watchers, ACallbackMayRemoveItsOwnParameterAndOthers)
 {
     const auto kept = std::make_shared<int>(0);
     m_watcher.add(parameter("/own"), [this, kept](std::uint16_t) {
@@ -185,7 +185,7 @@ TEST_F(WatcherTest, ACallbackMayRemoveItsOwnParameterAndOthers)
     EXPECT_EQ(m_told, (Told{{"/staying", 1}, {"/staying", 2}}));
 }
 
-TEST_F(WatcherTest, ARemovedParameterIsNotTold)
+TEST_F(Watchers, ARemovedParameterIsNotTold)
 {
     watch("/a");
     watch("/b");
@@ -197,7 +197,7 @@ TEST_F(WatcherTest, ARemovedParameterIsNotTold)
     EXPECT_EQ(m_told, (Told{{"/b", 1}}));
 }
 
-TEST_F(WatcherTest, ALookInsideACallbackDoesNothing)
+TEST_F(Watchers, ALookInsideACallbackDoesNothing)
 {
     m_watcher.add(parameter("/a"), [this](std::uint16_t) { EXPECT_EQ(m_watcher.look(), 0u); });
     watch("/b");
@@ -207,7 +207,7 @@ TEST_F(WatcherTest, ALookInsideACallbackDoesNothing)
     EXPECT_EQ(m_told, (Told{{"/b", 1}}));
 }
 
-TEST_F(WatcherTest, ACallbackThatThrowsLeavesTheOthersToTheNextLook)
+TEST_F(Watchers, ACallbackThatThrowsLeavesTheOthersToTheNextLook)
 {
     watch("/first");
     m_watcher.add(parameter("/bad"),
@@ -226,7 +226,7 @@ TEST_F(WatcherTest, ACallbackThatThrowsLeavesTheOthersToTheNextLook)
     }
 }
 
-TEST_F(WatcherTest, BadUseIsToldInASentence)
+TEST_F(Watchers, BadUseIsToldInASentence)
 {
     for (const int interval : {0, -5}) {
         try {

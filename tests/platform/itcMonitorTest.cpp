@@ -206,10 +206,29 @@ void sendTwice(std::uint32_t number, const Event& connected, const Event& again,
     EXPECT_TRUE(over.wait());
 }
 
+/** Runs `work` while the process can open nothing. */
+void withoutNewDescriptors(const std::function<void()>& work)
+{
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const int free = ::dup(STDERR_FILENO);
+    ::close(free);
+    const rlimit none{static_cast<rlim_t>(free), before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    work();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+}
+
+void times(std::size_t count, const std::function<void()>& work)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        work();
+}
+
 TEST_F(ItcMonitor, WhatAMailboxSentComesFirstWhereMoreIsReadyThanIsLookedAtAtOnce)
 {
     constexpr std::size_t others = 100; // the library looks at 64 descriptors at once
-    constexpr std::uint32_t otherNumber = 0x1000;
+    static constexpr std::uint32_t otherNumber = 0x1000;
     constexpr std::uint32_t count = 10;
     const Event opened;
     const Event connected;
@@ -221,31 +240,24 @@ TEST_F(ItcMonitor, WhatAMailboxSentComesFirstWhereMoreIsReadyThanIsLookedAtAtOnc
     Process watcher([&] {
         open("watcher");
         opened.set();
-        for (std::size_t i = 0; i < others; ++i)
-            ASSERT_EQ(otherNumber, receiveNumber());
+        times(others, [] { EXPECT_EQ(otherNumber, receiveNumber()); });
         monitor(find("target"), goneNumber);
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const int free = ::dup(STDERR_FILENO);
-        ::close(free);
-        const rlimit none{static_cast<rlim_t>(free), before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none); // what the target sends cannot be taken yet
-        watched.set();
-        EXPECT_TRUE(ended.wait());
-        EXPECT_FALSE(receive(0, {1, goneNumber}));
-        ::setrlimit(RLIMIT_NOFILE, &before);
+        withoutNewDescriptors([&] { // what the target sends cannot be taken yet
+            watched.set();
+            EXPECT_TRUE(ended.wait());
+            EXPECT_FALSE(receive(0, {1, goneNumber}));
+        });
         for (std::uint32_t i = 1; i <= count; ++i)
             EXPECT_EQ(i, receive(patience, {i, goneNumber})->number);
         EXPECT_TRUE(receive(patience, {goneNumber}));
-        for (std::size_t i = 0; i < others; ++i)
-            over.set();
+        times(others, [&] { over.set(); });
     });
     ASSERT_TRUE(opened.wait());
     std::list<Process> senders;
-    for (std::size_t i = 0; i < others; ++i)
+    times(others, [&] {
         senders.emplace_back([&] { sendTwice(otherNumber, connected, again, sent, over); });
-    for (std::size_t i = 0; i < others; ++i)
-        ASSERT_TRUE(connected.wait());
+    });
+    times(others, [&] { EXPECT_TRUE(connected.wait()); });
     Process target([&] {
         open("target");
         EXPECT_TRUE(watched.wait());
@@ -254,10 +266,8 @@ TEST_F(ItcMonitor, WhatAMailboxSentComesFirstWhereMoreIsReadyThanIsLookedAtAtOnc
             send(to, i);
     });
     EXPECT_EQ(0, target.wait());
-    for (std::size_t i = 0; i < others; ++i)
-        again.set();
-    for (std::size_t i = 0; i < others; ++i)
-        ASSERT_TRUE(sent.wait());
+    times(others, [&] { again.set(); });
+    times(others, [&] { EXPECT_TRUE(sent.wait()); });
     ended.set();
     EXPECT_EQ(0, watcher.wait());
     for (Process& sender : senders)

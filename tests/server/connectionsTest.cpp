@@ -9,7 +9,7 @@ using namespace Dbcsi;
 constexpr std::uint32_t alice = 0x11;
 constexpr std::uint32_t bob = 0x22;
 
-class ConnectionsTest : public testing::Test
+class ServerConnections : public testing::Test
 {
 protected:
     std::vector<std::uint32_t> writtenTo()
@@ -25,7 +25,7 @@ protected:
 
 using Mailboxes = std::vector<std::uint32_t>;
 
-TEST_F(ConnectionsTest, AConnectionAloneIsNoSubscriber)
+TEST_F(ServerConnections, AConnectionAloneIsNoSubscriber)
 {
     m_connections.open(alice);
     EXPECT_EQ(m_connections.subscriberCount(), 0u);
@@ -33,7 +33,7 @@ TEST_F(ConnectionsTest, AConnectionAloneIsNoSubscriber)
     EXPECT_EQ(writtenTo(), Mailboxes{});
 }
 
-TEST_F(ConnectionsTest, EveryConnectionHasAReferenceOfItsOwn)
+TEST_F(ServerConnections, EveryConnectionHasAReferenceOfItsOwn)
 {
     const auto first = m_connections.open(alice);
     const auto second = m_connections.open(bob);
@@ -41,7 +41,7 @@ TEST_F(ConnectionsTest, EveryConnectionHasAReferenceOfItsOwn)
     EXPECT_NE(m_connections.open(alice), first);
 }
 
-TEST_F(ConnectionsTest, AReferenceServesOnlyTheMailboxItWasGivenTo)
+TEST_F(ServerConnections, AReferenceServesOnlyTheMailboxItWasGivenTo)
 {
     const auto reference = m_connections.open(alice);
     m_connections.open(bob);
@@ -51,7 +51,7 @@ TEST_F(ConnectionsTest, AReferenceServesOnlyTheMailboxItWasGivenTo)
     EXPECT_EQ(writtenTo(), Mailboxes{alice});
 }
 
-TEST_F(ConnectionsTest, ANewConnectionEndsTheMailboxsEarlierOne)
+TEST_F(ServerConnections, ANewConnectionEndsTheMailboxsEarlierOne)
 {
     const auto earlier = m_connections.open(alice);
     m_connections.subscribe(alice, earlier);
@@ -62,7 +62,7 @@ TEST_F(ConnectionsTest, ANewConnectionEndsTheMailboxsEarlierOne)
     EXPECT_TRUE(m_connections.subscribe(alice, later));
 }
 
-TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
+TEST_F(ServerConnections, SubscribingTwiceIsOneSubscription)
 {
     const auto reference = m_connections.open(alice);
     EXPECT_TRUE(m_connections.subscribe(alice, reference));
@@ -70,7 +70,7 @@ TEST_F(ConnectionsTest, SubscribingTwiceIsOneSubscription)
     EXPECT_EQ(writtenTo(), Mailboxes{alice});
 }
 
-TEST_F(ConnectionsTest, ASubscriberThatWasAskedAnswersBySubscribingAgain)
+TEST_F(ServerConnections, ASubscriberThatWasAskedAnswersBySubscribingAgain)
 {
     const auto reference = m_connections.open(alice);
     m_connections.subscribe(alice, reference);
@@ -87,7 +87,7 @@ TEST_F(ConnectionsTest, ASubscriberThatWasAskedAnswersBySubscribingAgain)
     EXPECT_EQ(m_connections.unansweredCount(), 0u);
 }
 
-TEST_F(ConnectionsTest, AClosedConnectionIsGoneAndTheOthersStay)
+TEST_F(ServerConnections, AClosedConnectionIsGoneAndTheOthersStay)
 {
     const auto ofAlice = m_connections.open(alice);
     m_connections.subscribe(alice, ofAlice);
@@ -97,7 +97,7 @@ TEST_F(ConnectionsTest, AClosedConnectionIsGoneAndTheOthersStay)
     EXPECT_FALSE(m_connections.subscribe(alice, ofAlice));
 }
 
-TEST_F(ConnectionsTest, ANewSubscriptionHasNoWritesAndNothingUnanswered)
+TEST_F(ServerConnections, ANewSubscriptionHasNoWritesAndNothingUnanswered)
 {
     const auto reference = m_connections.open(alice);
     Connection* const first = m_connections.subscribe(alice, reference);

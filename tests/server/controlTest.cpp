@@ -16,7 +16,7 @@ using namespace ServerTests;
 const Words words = {"db", "write", "/unit/gain", "5"};
 constexpr const char* received = "write [db] [write] [/unit/gain] [5]";
 
-class ControlTest : public ServerFixture
+class ServerControl : public ServerFixture
 {
 protected:
     static std::vector<Receiver> write(const Words& given = words)
@@ -44,7 +44,7 @@ protected:
     }
 };
 
-TEST_F(ControlTest, WordsGoToEverySubscriberAndTheAnswerNamesThem)
+TEST_F(ServerControl, WordsGoToEverySubscriberAndTheAnswerNamesThem)
 {
     startServing();
     EXPECT_TRUE(write().empty());
@@ -65,7 +65,7 @@ TEST_F(ControlTest, WordsGoToEverySubscriberAndTheAnswerNamesThem)
     EXPECT_EQ(second->out().line(), received);
 }
 
-TEST_F(ControlTest, ADroppedSubscriberIsNamedAsSuch)
+TEST_F(ServerControl, ADroppedSubscriberIsNamedAsSuch)
 {
     startServing({"--queue-limit", "10"});
     const auto stopped = subscriber();
@@ -75,7 +75,7 @@ TEST_F(ControlTest, ADroppedSubscriberIsNamedAsSuch)
     EXPECT_TRUE(write().empty());
 }
 
-TEST_F(ControlTest, WhatIsNoWriteIsRefused)
+TEST_F(ServerControl, WhatIsNoWriteIsRefused)
 {
     startServing();
     const auto only = subscriber();
@@ -87,18 +87,18 @@ TEST_F(ControlTest, WhatIsNoWriteIsRefused)
     EXPECT_EQ(only->out().line(), received);
 }
 
-TEST_F(ControlTest, AJournalThatCannotBeWrittenRefusesTheWrite)
+TEST_F(ServerControl, AJournalThatCannotBeWrittenRefusesTheWrite)
 {
     startServing({"--journal", "/dev/full"});
     EXPECT_EQ(refusalOf(words), ControlRefusal::JOURNAL);
 }
 
-TEST_F(ControlTest, WithoutAServerThatIsSaid)
+TEST_F(ServerControl, WithoutAServerThatIsSaid)
 {
     EXPECT_THROW(write(), ServerUnavailable);
 }
 
-TEST_F(ControlTest, AServerThatDoesNotAnswerOrEndsIsSaid)
+TEST_F(ServerControl, AServerThatDoesNotAnswerOrEndsIsSaid)
 {
     startServing();
     server().signal(SIGSTOP);

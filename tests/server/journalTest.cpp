@@ -17,7 +17,7 @@ using namespace ServerTests;
 using Varnix::Test::readFile;
 using Varnix::Test::writeFile;
 
-class JournalTest : public ServerFixture
+class ServerJournal : public ServerFixture
 {
 protected:
     std::string journal() const { return (m_directory / "journal").string(); }
@@ -61,7 +61,7 @@ private:
     const Varnix::Test::TemporaryDirectory m_directory;
 };
 
-TEST_F(JournalTest, EveryWriteIsALineWithTimeUserAndProcessesInAComment)
+TEST_F(ServerJournal, EveryWriteIsALineWithTimeUserAndProcessesInAComment)
 {
     startServer({"--journal", journal()});
     writeTo(0, "one");
@@ -84,7 +84,7 @@ TEST_F(JournalTest, EveryWriteIsALineWithTimeUserAndProcessesInAComment)
         << all[4];
 }
 
-TEST_F(JournalTest, AJournalIsInputForAServer)
+TEST_F(ServerJournal, AJournalIsInputForAServer)
 {
     startServer({"--journal", journal()});
     writeTo(0, "one");
@@ -100,7 +100,7 @@ TEST_F(JournalTest, AJournalIsInputForAServer)
     EXPECT_EQ(server().wait(), 0);
 }
 
-TEST_F(JournalTest, ALateStarterIsSentAllWritesFirstAndInOrder)
+TEST_F(ServerJournal, ALateStarterIsSentAllWritesFirstAndInOrder)
 {
     startReplaying();
     std::vector<std::string> values;
@@ -114,7 +114,7 @@ TEST_F(JournalTest, ALateStarterIsSentAllWritesFirstAndInOrder)
     expectGot(*late, values);
 }
 
-TEST_F(JournalTest, WithoutReplayALateStarterIsSentNothing)
+TEST_F(ServerJournal, WithoutReplayALateStarterIsSentNothing)
 {
     startServer({"--journal", journal()});
     writeTo(0, "one");
@@ -123,7 +123,7 @@ TEST_F(JournalTest, WithoutReplayALateStarterIsSentNothing)
     expectGot(*late, {"two"});
 }
 
-TEST_F(JournalTest, AProcessThatReconnectsIsSentOnlyWhatItHasNotHad)
+TEST_F(ServerJournal, AProcessThatReconnectsIsSentOnlyWhatItHasNotHad)
 {
     startReplaying();
     const auto first = subscriber();
@@ -146,7 +146,7 @@ TEST_F(JournalTest, AProcessThatReconnectsIsSentOnlyWhatItHasNotHad)
     expectGot(*second, {"three"});
 }
 
-TEST_F(JournalTest, HoweverOftenTheServerIsKilledEveryProcessIsSentEveryWriteOnce)
+TEST_F(ServerJournal, HoweverOftenTheServerIsKilledEveryProcessIsSentEveryWriteOnce)
 {
     startReplaying();
     const auto steady = subscriber();
@@ -168,7 +168,7 @@ TEST_F(JournalTest, HoweverOftenTheServerIsKilledEveryProcessIsSentEveryWriteOnc
     expectGot(*late, values);
 }
 
-TEST_F(JournalTest, ASubscriberThatWasDroppedIsSentWhatItMissedWhenItGoesOn)
+TEST_F(ServerJournal, ASubscriberThatWasDroppedIsSentWhatItMissedWhenItGoesOn)
 {
     startServer({"--journal", journal(), "--replay", "--queue-limit", "2000"});
     const auto stopped = subscriber();
@@ -184,7 +184,7 @@ TEST_F(JournalTest, ASubscriberThatWasDroppedIsSentWhatItMissedWhenItGoesOn)
     expectGot(*stopped, {"missed", "too"});
 }
 
-TEST_F(JournalTest, ProcessesOfAnEarlierBootHaveHadNothing)
+TEST_F(ServerJournal, ProcessesOfAnEarlierBootHaveHadNothing)
 {
     startReplaying();
     const auto first = subscriber();
@@ -198,7 +198,7 @@ TEST_F(JournalTest, ProcessesOfAnEarlierBootHaveHadNothing)
     expectGot(*first, {"one"});
 }
 
-TEST_F(JournalTest, AJournalThatCannotBeWrittenStopsTheWriteBeforeItIsSent)
+TEST_F(ServerJournal, AJournalThatCannotBeWrittenStopsTheWriteBeforeItIsSent)
 {
     startServer({"--journal", "/dev/full"});
     const auto only = subscriber();
@@ -210,7 +210,7 @@ TEST_F(JournalTest, AJournalThatCannotBeWrittenStopsTheWriteBeforeItIsSent)
     EXPECT_EQ(only->out().line(), "server down");
 }
 
-TEST_F(JournalTest, AWriteThatDoesNotFitIntoTheJournalLeavesItWhole)
+TEST_F(ServerJournal, AWriteThatDoesNotFitIntoTheJournalLeavesItWhole)
 {
     start({"/bin/bash", "-c",
            std::string("ulimit -f 1 && exec '") + DBCSI_SERVER_PROGRAM + "' --replay --journal '" +
@@ -229,7 +229,7 @@ TEST_F(JournalTest, AWriteThatDoesNotFitIntoTheJournalLeavesItWhole)
     expectGot(*only, {"one", "two"});
 }
 
-TEST_F(JournalTest, AnIncompleteLastLineIsIgnoredAndSaid)
+TEST_F(ServerJournal, AnIncompleteLastLineIsIgnoredAndSaid)
 {
     writeFile(journal(), "db write /unit/label -a one\ndb write /unit/label -a tw");
     startReplaying();
@@ -241,7 +241,7 @@ TEST_F(JournalTest, AnIncompleteLastLineIsIgnoredAndSaid)
     EXPECT_EQ(content().find("tw\n"), std::string::npos);
 }
 
-TEST_F(JournalTest, AServerThatEndedWhileItSentNamesWhoMayHaveMissedTheWrite)
+TEST_F(ServerJournal, AServerThatEndedWhileItSentNamesWhoMayHaveMissedTheWrite)
 {
     startReplaying();
     const auto first = subscriber();
@@ -265,7 +265,7 @@ TEST_F(JournalTest, AServerThatEndedWhileItSentNamesWhoMayHaveMissedTheWrite)
     expectGot(*late, {"one", "two"});
 }
 
-TEST_F(JournalTest, LinesThatAreNoWritesAreIgnoredAndSaid)
+TEST_F(ServerJournal, LinesThatAreNoWritesAreIgnoredAndSaid)
 {
     writeFile(journal(), "# by hand\n\ndb write /unit/label -a one\nstatus\n'\n"
                          "db write /unit/label -a two\n");
@@ -276,7 +276,7 @@ TEST_F(JournalTest, LinesThatAreNoWritesAreIgnoredAndSaid)
     expectGot(*only, {"one", "two"});
 }
 
-TEST_F(JournalTest, AJournalThatCannotBeUsedIsStatus3)
+TEST_F(ServerJournal, AJournalThatCannotBeUsedIsStatus3)
 {
     const std::string missing = journal() + "/in/no/directory";
     Child unopened(serverCommand({"--journal", missing}));
@@ -295,7 +295,7 @@ TEST_F(JournalTest, AJournalThatCannotBeUsedIsStatus3)
                                        "unavailable");
 }
 
-TEST_F(JournalTest, ReplayNeedsAJournal)
+TEST_F(ServerJournal, ReplayNeedsAJournal)
 {
     Child child(serverCommand({"--replay"}));
     EXPECT_EQ(child.wait(), 2);

@@ -105,7 +105,7 @@ TEST(QuoteWords, ALineIsSplitIntoTheSameWords)
               "db write /unit/gain -i 2 0x1F");
 }
 
-class HistoryTest : public testing::Test
+class JournalHistory : public testing::Test
 {
 protected:
     void SetUp() override
@@ -120,7 +120,7 @@ protected:
     History m_history;
 };
 
-TEST_F(HistoryTest, AProcessMissesWhatItHasNotHad)
+TEST_F(JournalHistory, AProcessMissesWhatItHasNotHad)
 {
     EXPECT_EQ(missing(), (Indices{0, 1, 2, 3, 4, 5}));
     // In an order that grows ranges at either end, begins new ones and joins them.
@@ -140,7 +140,7 @@ TEST_F(HistoryTest, AProcessMissesWhatItHasNotHad)
     EXPECT_EQ(missing(), (Indices{6}));
 }
 
-TEST_F(HistoryTest, TheFirstOfTheMissingAreHadInTheirOrder)
+TEST_F(JournalHistory, TheFirstOfTheMissingAreHadInTheirOrder)
 {
     m_history.had(alice.id, 1);
     m_history.hadFirstMissing(alice.id, 3);
@@ -149,7 +149,7 @@ TEST_F(HistoryTest, TheFirstOfTheMissingAreHadInTheirOrder)
     EXPECT_EQ(missing(), Indices{});
 }
 
-TEST_F(HistoryTest, AProcessIsItsIdAndItsStartTime)
+TEST_F(JournalHistory, AProcessIsItsIdAndItsStartTime)
 {
     m_history.had(alice.id, 0);
     EXPECT_EQ(m_history.missing({alice.id.process, alice.id.startTime + 1}).size(), 6u);
@@ -158,14 +158,14 @@ TEST_F(HistoryTest, AProcessIsItsIdAndItsStartTime)
     EXPECT_EQ(m_history.missing({alice.id.process, 0}).size(), 6u);
 }
 
-TEST_F(HistoryTest, AfterABootNoProcessHasHadAnything)
+TEST_F(JournalHistory, AfterABootNoProcessHasHadAnything)
 {
     m_history.had(alice.id, 0);
     m_history.forgetProcesses();
     EXPECT_EQ(missing().size(), 6u);
 }
 
-TEST(NearestTest, ADistanceCountsEachKindOfMistakeOnce)
+TEST(NearestWord, ADistanceCountsEachKindOfMistakeOnce)
 {
     EXPECT_EQ(Nearest::distance("status", "status"), 0u);
     EXPECT_EQ(Nearest::distance("statu", "status"), 1u);
@@ -176,7 +176,7 @@ TEST(NearestTest, ADistanceCountsEachKindOfMistakeOnce)
     EXPECT_EQ(Nearest::distance("wait", "quit"), 2u);
 }
 
-TEST(NearestTest, TheFirstOfTheNearestIsTheCandidate)
+TEST(NearestWord, TheFirstOfTheNearestIsTheCandidate)
 {
     const std::array<std::string_view, 3> candidates = {"/unit/gain", "/unit/main", "/a"};
     EXPECT_EQ(Nearest::candidate("/unit/gian", candidates), "/unit/gain");

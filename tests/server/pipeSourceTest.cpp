@@ -15,7 +15,7 @@ using Varnix::Test::ReadOutcome;
 using Varnix::Test::ScriptedRead;
 
 /** Standard input is a pipe that holds some lines. */
-class PipeSourceTest : public testing::Test
+class PipeSources : public testing::Test
 {
 protected:
     void SetUp() override
@@ -43,7 +43,7 @@ protected:
     PipeSource m_source{m_endSignals};
 };
 
-TEST_F(PipeSourceTest, AnInterruptedReadIsRepeated)
+TEST_F(PipeSources, AnInterruptedReadIsRepeated)
 {
     const ScriptedRead script{ReadOutcome::failing(EINTR), ReadOutcome::atMost(3),
                               ReadOutcome::failing(EINTR)};
@@ -51,7 +51,7 @@ TEST_F(PipeSourceTest, AnInterruptedReadIsRepeated)
     EXPECT_EQ(script.left(), 0u);
 }
 
-TEST_F(PipeSourceTest, ANonBlockingPipeThatHoldsNothingYetIsWaitedFor)
+TEST_F(PipeSources, ANonBlockingPipeThatHoldsNothingYetIsWaitedFor)
 {
     const ScriptedRead script{ReadOutcome::failing(EAGAIN), ReadOutcome::atMost(3),
                               ReadOutcome::failing(EAGAIN)};
@@ -59,7 +59,7 @@ TEST_F(PipeSourceTest, ANonBlockingPipeThatHoldsNothingYetIsWaitedFor)
     EXPECT_EQ(script.left(), 0u);
 }
 
-TEST_F(PipeSourceTest, AReadThatFailsIsSaid)
+TEST_F(PipeSources, AReadThatFailsIsSaid)
 {
     const ScriptedRead script{ReadOutcome::failing(EIO)};
     EXPECT_THROW(m_source.next(), InputError);

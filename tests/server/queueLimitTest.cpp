@@ -7,7 +7,7 @@ namespace {
 
 using namespace ServerTests;
 
-class QueueLimitTest : public ServerFixture
+class ServerQueueLimit : public ServerFixture
 {
 protected:
     /** Writes until a complaint comes; how many were sent to so many subscribers. */
@@ -22,7 +22,7 @@ protected:
     }
 };
 
-TEST_F(QueueLimitTest, ASubscriberThatReadsNothingIsDroppedAndNamed)
+TEST_F(ServerQueueLimit, ASubscriberThatReadsNothingIsDroppedAndNamed)
 {
     startServer({"--queue-limit", "5000"});
     const auto running = subscriber();
@@ -49,7 +49,7 @@ TEST_F(QueueLimitTest, ASubscriberThatReadsNothingIsDroppedAndNamed)
     EXPECT_EQ(server().wait(), 1);
 }
 
-TEST_F(QueueLimitTest, StatusTellsWhatWaits)
+TEST_F(ServerQueueLimit, StatusTellsWhatWaits)
 {
     startServer();
     const auto stopped = subscriber();
@@ -64,7 +64,7 @@ TEST_F(QueueLimitTest, StatusTellsWhatWaits)
                       [](const std::string& line) { return line.ends_with("  waiting 0 bytes"); });
 }
 
-TEST_F(QueueLimitTest, ADroppedSubscriberThatGoesOnIsOneAgainWhenItHasCaughtUp)
+TEST_F(ServerQueueLimit, ADroppedSubscriberThatGoesOnIsOneAgainWhenItHasCaughtUp)
 {
     startServer({"--queue-limit", "5000"});
     const auto stopped = subscriber();
@@ -81,7 +81,7 @@ TEST_F(QueueLimitTest, ADroppedSubscriberThatGoesOnIsOneAgainWhenItHasCaughtUp)
     EXPECT_EQ(stopped->out().line(), "write [db] [write] [/a] [1]");
 }
 
-TEST_F(QueueLimitTest, ASubscriberThatReadsIsNeverDroppedHoweverMuchItIsSent)
+TEST_F(ServerQueueLimit, ASubscriberThatReadsIsNeverDroppedHoweverMuchItIsSent)
 {
     startServer({"--queue-limit", "0"});
     const auto running = subscriber();

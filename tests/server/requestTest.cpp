@@ -16,7 +16,7 @@ const auto patienceMilliseconds =
     static_cast<std::uint32_t>(std::chrono::milliseconds(Varnix::Test::patience).count());
 
 /** Sends requests as no client of the library would, from a mailbox of the test's own. */
-class RequestTest : public ServerFixture
+class ServerRequest : public ServerFixture
 {
 protected:
     void SetUp() override
@@ -65,7 +65,7 @@ private:
     std::uint32_t m_server = ITC_NO_MBOX_ID;
 };
 
-TEST_F(RequestTest, ASubscriptionWithItsConnectionsReferenceIsConfirmed)
+TEST_F(ServerRequest, ASubscriptionWithItsConnectionsReferenceIsConfirmed)
 {
     const auto reference = connect();
     send({DBCSI_SUBSCRIBE_REQ, 1, reference});
@@ -74,7 +74,7 @@ TEST_F(RequestTest, ASubscriptionWithItsConnectionsReferenceIsConfirmed)
     EXPECT_EQ(answer(), "1 subscriber");
 }
 
-TEST_F(RequestTest, AnUnknownReferenceIsRejected)
+TEST_F(ServerRequest, AnUnknownReferenceIsRejected)
 {
     const auto reference = connect();
     send({DBCSI_SUBSCRIBE_REQ, 1, reference + 1});
@@ -83,13 +83,13 @@ TEST_F(RequestTest, AnUnknownReferenceIsRejected)
               std::string::npos);
 }
 
-TEST_F(RequestTest, ASubscriptionWithoutAConnectionIsRejected)
+TEST_F(ServerRequest, ASubscriptionWithoutAConnectionIsRejected)
 {
     send({DBCSI_SUBSCRIBE_REQ, 1, 0});
     EXPECT_EQ(answerNumber(), DBCSI_SUBSCRIBE_REJ);
 }
 
-TEST_F(RequestTest, ConnectingAgainNeedsANewSubscription)
+TEST_F(ServerRequest, ConnectingAgainNeedsANewSubscription)
 {
     const auto earlier = connect();
     send({DBCSI_SUBSCRIBE_REQ, 1, earlier});
@@ -102,7 +102,7 @@ TEST_F(RequestTest, ConnectingAgainNeedsANewSubscription)
     EXPECT_EQ(answerNumber(), DBCSI_SUBSCRIBE_CFM);
 }
 
-TEST_F(RequestTest, ANewServersReferencesAreNew)
+TEST_F(ServerRequest, ANewServersReferencesAreNew)
 {
     const auto earlier = connect();
     server().signal(SIGKILL);
@@ -113,14 +113,14 @@ TEST_F(RequestTest, ANewServersReferencesAreNew)
     EXPECT_EQ(answerNumber(), DBCSI_SUBSCRIBE_REJ);
 }
 
-TEST_F(RequestTest, AnUnknownProtocolVersionIsRejected)
+TEST_F(ServerRequest, AnUnknownProtocolVersionIsRejected)
 {
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, 2, 0});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
     EXPECT_NE(complaint().find("its protocol version is not known here"), std::string::npos);
 }
 
-TEST_F(RequestTest, OneKnownVersionAmongSeveralIsEnough)
+TEST_F(ServerRequest, OneKnownVersionAmongSeveralIsEnough)
 {
     for (const auto& request : std::vector<std::vector<std::uint32_t>>{
              {DBCSI_CONN_ESTABLISH_REQ, 1, 1, 2, 3, protocolVersion, 0},
@@ -138,25 +138,25 @@ TEST_F(RequestTest, OneKnownVersionAmongSeveralIsEnough)
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_CFM);
 }
 
-TEST_F(RequestTest, AVersionThatIsThereButNotCountedIsNotOffered)
+TEST_F(ServerRequest, AVersionThatIsThereButNotCountedIsNotOffered)
 {
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, 3, protocolVersion});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
 }
 
-TEST_F(RequestTest, AConnectionThatOffersNoVersionIsRejected)
+TEST_F(ServerRequest, AConnectionThatOffersNoVersionIsRejected)
 {
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 0, 0});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
 }
 
-TEST_F(RequestTest, ACountOfVersionsThatAreNotThereDoesNoHarm)
+TEST_F(ServerRequest, ACountOfVersionsThatAreNotThereDoesNoHarm)
 {
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 0xFFFFFFFF, protocolVersion, 0});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_CFM);
 }
 
-TEST_F(RequestTest, MessagesOfOtherNumbersAreIgnored)
+TEST_F(ServerRequest, MessagesOfOtherNumbersAreIgnored)
 {
     for (const std::uint32_t number : {0u, 0x01707084u, 0x0170708Bu, 0xFFFFFFFFu}) {
         send({number, 1, 2, 3});
@@ -165,7 +165,7 @@ TEST_F(RequestTest, MessagesOfOtherNumbersAreIgnored)
     connect();
 }
 
-TEST_F(RequestTest, TheServersOwnMessagesDoNoHarmFromOutside)
+TEST_F(ServerRequest, TheServersOwnMessagesDoNoHarmFromOutside)
 {
     send({0x01707180});
     send({0x01707181, 0});

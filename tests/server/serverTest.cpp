@@ -10,11 +10,11 @@ namespace {
 
 using namespace ServerTests;
 
-class ServerTest : public ServerFixture
+class ServerCommand : public ServerFixture
 {
 };
 
-TEST_F(ServerTest, EverySubscriberGetsTheWordsUnchanged)
+TEST_F(ServerCommand, EverySubscriberGetsTheWordsUnchanged)
 {
     startServer();
     const auto first = subscriber();
@@ -30,7 +30,7 @@ TEST_F(ServerTest, EverySubscriberGetsTheWordsUnchanged)
     }
 }
 
-TEST_F(ServerTest, WritesComeInTheOrderTheyWereTyped)
+TEST_F(ServerCommand, WritesComeInTheOrderTheyWereTyped)
 {
     startServer();
     const auto only = subscriber();
@@ -43,7 +43,7 @@ TEST_F(ServerTest, WritesComeInTheOrderTheyWereTyped)
     }
 }
 
-TEST_F(ServerTest, WithoutSubscribersACommandGoesToNobody)
+TEST_F(ServerCommand, WithoutSubscribersACommandGoesToNobody)
 {
     startServer();
     type(command);
@@ -52,7 +52,7 @@ TEST_F(ServerTest, WithoutSubscribersACommandGoesToNobody)
     EXPECT_EQ(answer(), "0 subscribers");
 }
 
-TEST_F(ServerTest, StatusTellsOfEverySubscriber)
+TEST_F(ServerCommand, StatusTellsOfEverySubscriber)
 {
     startServer();
     const auto first = subscriber();
@@ -67,7 +67,7 @@ TEST_F(ServerTest, StatusTellsOfEverySubscriber)
     });
 }
 
-TEST_F(ServerTest, ASubscriberThatIsKilledLeavesTheList)
+TEST_F(ServerCommand, ASubscriberThatIsKilledLeavesTheList)
 {
     startServer();
     const auto staying = subscriber();
@@ -80,7 +80,7 @@ TEST_F(ServerTest, ASubscriberThatIsKilledLeavesTheList)
     typeUntilAnswered(command, "sent to 1 subscriber");
 }
 
-TEST_F(ServerTest, WaitEndsWhenTheSubscribersAreThere)
+TEST_F(ServerCommand, WaitEndsWhenTheSubscribersAreThere)
 {
     startServer();
     type("wait 1 20");
@@ -90,7 +90,7 @@ TEST_F(ServerTest, WaitEndsWhenTheSubscribersAreThere)
     EXPECT_EQ(server().wait(), 0);
 }
 
-TEST_F(ServerTest, WaitThatRunsOutOfTimeIsStatus1)
+TEST_F(ServerCommand, WaitThatRunsOutOfTimeIsStatus1)
 {
     startServer();
     type("wait 1 0");
@@ -99,7 +99,7 @@ TEST_F(ServerTest, WaitThatRunsOutOfTimeIsStatus1)
     EXPECT_EQ(server().wait(), 1);
 }
 
-TEST_F(ServerTest, SettleEndsWhenEverySubscriberHasHandledTheWritesBefore)
+TEST_F(ServerCommand, SettleEndsWhenEverySubscriberHasHandledTheWritesBefore)
 {
     startServer();
     const auto running = subscriber();
@@ -119,7 +119,7 @@ TEST_F(ServerTest, SettleEndsWhenEverySubscriberHasHandledTheWritesBefore)
     EXPECT_EQ(stopped->out().line(), commandAsReceived);
 }
 
-TEST_F(ServerTest, SettleDoesNotWaitForASubscriberThatHasGone)
+TEST_F(ServerCommand, SettleDoesNotWaitForASubscriberThatHasGone)
 {
     startServer();
     const auto leaving = subscriber();
@@ -129,7 +129,7 @@ TEST_F(ServerTest, SettleDoesNotWaitForASubscriberThatHasGone)
     EXPECT_EQ(answer(), "settled 0 subscribers");
 }
 
-TEST_F(ServerTest, RejectConnectionRefusesEveryConnection)
+TEST_F(ServerCommand, RejectConnectionRefusesEveryConnection)
 {
     startServer({"--reject-connection"});
     const auto refused = startSubscriber();
@@ -138,7 +138,7 @@ TEST_F(ServerTest, RejectConnectionRefusesEveryConnection)
     EXPECT_EQ(answer(), "0 subscribers");
 }
 
-TEST_F(ServerTest, RejectSubscriptionRefusesEverySubscription)
+TEST_F(ServerCommand, RejectSubscriptionRefusesEverySubscription)
 {
     startServer({"--reject-subscription"});
     const auto refused = startSubscriber();
@@ -153,7 +153,7 @@ std::vector<std::string> limitedServer(const std::string& limits)
     return {"/bin/bash", "-c", limits + " && exec '" + DBCSI_SERVER_PROGRAM + "'"};
 }
 
-TEST_F(ServerTest, ItServesMoreSubscribersThanASoftDescriptorLimitAllows)
+TEST_F(ServerCommand, ItServesMoreSubscribersThanASoftDescriptorLimitAllows)
 {
     start(limitedServer("ulimit -Sn 40"));
     std::vector<std::unique_ptr<Child>> subscribers(30);
@@ -176,7 +176,7 @@ int numberIn(const std::string& line)
     return line.starts_with(lead) ? std::stoi(line.substr(lead.size())) : -1;
 }
 
-TEST_F(ServerTest, UnderAFileSizeLimitTheNumberSaidIsTheNumberThatGotTheWrite)
+TEST_F(ServerCommand, UnderAFileSizeLimitTheNumberSaidIsTheNumberThatGotTheWrite)
 {
     start(limitedServer("ulimit -f 1"));
     const auto only = subscriber();

@@ -11,7 +11,7 @@ constexpr const char* backspace = "\x7f";
 constexpr const char* endOfInput = "\x04";
 constexpr const char* interrupt = "\x03";
 
-class TerminalTest : public ServerFixture
+class ServerTerminal : public ServerFixture
 {
 protected:
     void SetUp() override { waitForPrompt(); }
@@ -22,7 +22,7 @@ protected:
     Child m_terminal{serverCommand(), true};
 };
 
-TEST_F(TerminalTest, LinesCanBeEdited)
+TEST_F(ServerTerminal, LinesCanBeEdited)
 {
     const auto only = subscriber();
     m_terminal.write(std::string("db write /unit/gain 78") + backspace + "\n");
@@ -30,7 +30,7 @@ TEST_F(TerminalTest, LinesCanBeEdited)
     EXPECT_EQ(only->out().line(), "write [db] [write] [/unit/gain] [7]");
 }
 
-TEST_F(TerminalTest, TheHistoryBringsALineBack)
+TEST_F(ServerTerminal, TheHistoryBringsALineBack)
 {
     const auto only = subscriber();
     m_terminal.write("db write /unit/gain 5\n");
@@ -42,7 +42,7 @@ TEST_F(TerminalTest, TheHistoryBringsALineBack)
     EXPECT_EQ(only->out().line(), "write [db] [write] [/unit/gain] [5]");
 }
 
-TEST_F(TerminalTest, AMistakeAtATerminalLeavesTheStatusAlone)
+TEST_F(ServerTerminal, AMistakeAtATerminalLeavesTheStatusAlone)
 {
     m_terminal.write("'\n");
     EXPECT_EQ(m_terminal.err().line(), "<stdin>:1:1: error: unterminated '");
@@ -51,7 +51,7 @@ TEST_F(TerminalTest, AMistakeAtATerminalLeavesTheStatusAlone)
     EXPECT_EQ(m_terminal.wait(), 0);
 }
 
-TEST_F(TerminalTest, InterruptEndsItCleanly)
+TEST_F(ServerTerminal, InterruptEndsItCleanly)
 {
     m_terminal.write(interrupt);
     EXPECT_EQ(m_terminal.wait(), 0);

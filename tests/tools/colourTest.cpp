@@ -12,10 +12,10 @@ using testing::Not;
 constexpr const char* escape = "\033";
 
 /** The two commands whose findings are coloured, one finding each. */
-class ColourTest : public ToolTest
+class Colours : public ToolTest
 {
 protected:
-    ColourTest()
+    Colours()
     {
         DbBuilder().u8("ab", {1}).unchecked("ab").write(m_directory / "bad.db");
         DbBuilder().text("/componentConfigId", "a_1").write(m_directory / "prod.db");
@@ -44,18 +44,18 @@ protected:
 
 const std::vector<std::vector<std::string>> commands{{"check", "bad.db"}, {"explain", "node.cfg"}};
 
-TEST_F(ColourTest, FindingsAreColouredAtATerminal)
+TEST_F(Colours, FindingsAreColouredAtATerminal)
 {
     for (const std::vector<std::string>& command : commands)
         EXPECT_THAT(atTerminal({}, command), HasSubstr(": \033[31merror\033[0m: "));
 }
 
-TEST_F(ColourTest, MatchingEntriesAreColouredAtATerminal)
+TEST_F(Colours, MatchingEntriesAreColouredAtATerminal)
 {
     EXPECT_THAT(atTerminal({}, {"explain", "node.cfg"}), HasSubstr("\033[32mmatches a_1\033[0m"));
 }
 
-TEST_F(ColourTest, ValueThatATerminalWouldActOnIsEscapedThere)
+TEST_F(Colours, ValueThatATerminalWouldActOnIsEscapedThere)
 {
     DbBuilder().text("/a", "\033[2J\n").text("/b", "b\"").write(m_directory / "a.db");
     write("node.cfg", configText({{"a", "1", {"a.db"}}}));
@@ -66,13 +66,13 @@ TEST_F(ColourTest, ValueThatATerminalWouldActOnIsEscapedThere)
                 HasSubstr("\"value\": \"\\u007f\\u009b\""));
 }
 
-TEST_F(ColourTest, EachStreamIsLookedAtForItself)
+TEST_F(Colours, EachStreamIsLookedAtForItself)
 {
     atTerminal({}, {"check", "bad.db"});
     EXPECT_THAT(m_notes, AllOf(HasSubstr(": note: "), Not(HasSubstr(escape))));
 }
 
-TEST_F(ColourTest, UserWhoSaysSoGetsNone)
+TEST_F(Colours, UserWhoSaysSoGetsNone)
 {
     for (const char* setting : {"NO_COLOR=1", "TERM=dumb"})
         for (const std::vector<std::string>& command : commands)
@@ -80,12 +80,12 @@ TEST_F(ColourTest, UserWhoSaysSoGetsNone)
                         AllOf(HasSubstr(": error: "), Not(HasSubstr(escape))));
 }
 
-TEST_F(ColourTest, EmptyNoColorSaysNothing)
+TEST_F(Colours, EmptyNoColorSaysNothing)
 {
     EXPECT_THAT(atTerminal({"NO_COLOR="}, {"check", "bad.db"}), HasSubstr(escape));
 }
 
-TEST_F(ColourTest, ThereIsNoneInAFileOrAPipe)
+TEST_F(Colours, ThereIsNoneInAFileOrAPipe)
 {
     for (const std::vector<std::string>& command : commands) {
         const ProcessResult result =

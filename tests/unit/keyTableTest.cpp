@@ -14,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-class KeyTableTest : public testing::Test
+class KeyTables : public testing::Test
 {
 protected:
     /** A key with a hash of the test's choice. Its text has to stay. */
@@ -67,7 +67,7 @@ protected:
     KeyTable<int> table;
 };
 
-TEST_F(KeyTableTest, AnEmptyTableHoldsNoKey)
+TEST_F(KeyTables, AnEmptyTableHoldsNoKey)
 {
     EXPECT_EQ(table.size(), 0U);
     EXPECT_EQ(table.begin(), table.end());
@@ -76,7 +76,7 @@ TEST_F(KeyTableTest, AnEmptyTableHoldsNoKey)
     EXPECT_EQ(table.findValue("/a"), nullptr);
 }
 
-TEST_F(KeyTableTest, ReservingMakesNoEntry)
+TEST_F(KeyTables, ReservingMakesNoEntry)
 {
     table.reserve(100);
 
@@ -84,13 +84,13 @@ TEST_F(KeyTableTest, ReservingMakesNoEntry)
     EXPECT_EQ(table.find("/a"), table.end());
 }
 
-TEST_F(KeyTableTest, ANewKeyHasTheValueOfNothing)
+TEST_F(KeyTables, ANewKeyHasTheValueOfNothing)
 {
     EXPECT_EQ(table.findOrInsert("/a"), 0);
     EXPECT_EQ(valueOf("/a"), 0);
 }
 
-TEST_F(KeyTableTest, AKeyThatIsThereKeepsItsValueAndItsEntry)
+TEST_F(KeyTables, AKeyThatIsThereKeepsItsValueAndItsEntry)
 {
     table.findOrInsert("/a") = 1;
     table.findOrInsert("/b") = 2;
@@ -103,7 +103,7 @@ TEST_F(KeyTableTest, AKeyThatIsThereKeepsItsValueAndItsEntry)
     EXPECT_EQ(valueOf("/b"), 2);
 }
 
-TEST_F(KeyTableTest, AFoundValueCanBeChanged)
+TEST_F(KeyTables, AFoundValueCanBeChanged)
 {
     table.findOrInsert("/a") = 1;
 
@@ -112,7 +112,7 @@ TEST_F(KeyTableTest, AFoundValueCanBeChanged)
     EXPECT_EQ(valueOf("/a"), 2);
 }
 
-TEST_F(KeyTableTest, TheEmptyTextIsAKey)
+TEST_F(KeyTables, TheEmptyTextIsAKey)
 {
     table.findOrInsert("") = 1;
 
@@ -120,7 +120,7 @@ TEST_F(KeyTableTest, TheEmptyTextIsAKey)
     EXPECT_EQ(valueOf("/a"), -1);
 }
 
-TEST_F(KeyTableTest, EveryKeyIsFoundWhileTheTableGrows)
+TEST_F(KeyTables, EveryKeyIsFoundWhileTheTableGrows)
 {
     for (int number = 0; number < 300; ++number) {
         fill(number, number + 1);
@@ -130,7 +130,7 @@ TEST_F(KeyTableTest, EveryKeyIsFoundWhileTheTableGrows)
     EXPECT_EQ(table.size(), 300U);
 }
 
-TEST_F(KeyTableTest, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
+TEST_F(KeyTables, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
 {
     table.reserve(100);
     fill(0, 100);
@@ -140,7 +140,7 @@ TEST_F(KeyTableTest, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
     EXPECT_THAT(found(1000), ElementsAreArray(numbersTo(1000)));
 }
 
-TEST_F(KeyTableTest, ReservingForLaterFillsKeepsWhatIsThere)
+TEST_F(KeyTables, ReservingForLaterFillsKeepsWhatIsThere)
 {
     int first = 0;
     for (const int end : {3, 50, 51, 128, 129, 400}) { // 128 fill what was reserved
@@ -155,7 +155,7 @@ TEST_F(KeyTableTest, ReservingForLaterFillsKeepsWhatIsThere)
     EXPECT_THAT(found(400), ElementsAreArray(numbersTo(400)));
 }
 
-TEST_F(KeyTableTest, EntriesStandInTheOrderInWhichTheyCame)
+TEST_F(KeyTables, EntriesStandInTheOrderInWhichTheyCame)
 {
     for (const char* const key : {"/z", "/a", "/m", "/a", "/b", "/z", "/c"})
         table.findOrInsert(key);
@@ -163,7 +163,7 @@ TEST_F(KeyTableTest, EntriesStandInTheOrderInWhichTheyCame)
     EXPECT_THAT(keysInOrder(), ElementsAre("/z", "/a", "/m", "/b", "/c"));
 }
 
-TEST_F(KeyTableTest, TheTableOwnsTheTextOfItsKeys)
+TEST_F(KeyTables, TheTableOwnsTheTextOfItsKeys)
 {
     std::string key = "/a key that is too long to stand in the string itself";
     const std::string same = key;
@@ -176,7 +176,7 @@ TEST_F(KeyTableTest, TheTableOwnsTheTextOfItsKeys)
     EXPECT_THAT(keysInOrder(), ElementsAre(same));
 }
 
-TEST_F(KeyTableTest, KeysDifferWhereverTheyDiffer)
+TEST_F(KeyTables, KeysDifferWhereverTheyDiffer)
 {
     const std::string stem(1000, 'k');
     const std::vector<std::string> keys = {stem,       stem + 'a',  stem + 'b',
@@ -190,7 +190,7 @@ TEST_F(KeyTableTest, KeysDifferWhereverTheyDiffer)
         EXPECT_EQ(valueOf(hashed(keys[i], 1)), static_cast<int>(i));
 }
 
-TEST_F(KeyTableTest, KeysOfOneHashAreKeptApart)
+TEST_F(KeyTables, KeysOfOneHashAreKeptApart)
 {
     table.findOrInsert(hashed("/a", 7)) = 1;
     table.findOrInsert(hashed("/b", 7)) = 2;
@@ -202,7 +202,7 @@ TEST_F(KeyTableTest, KeysOfOneHashAreKeptApart)
     EXPECT_EQ(valueOf(hashed("/d", 7)), -1);
 }
 
-TEST_F(KeyTableTest, KeysOfOneSlotAreKeptApart)
+TEST_F(KeyTables, KeysOfOneSlotAreKeptApart)
 {
     // Eight slots; the low three bits of all these hashes are equal.
     table.reserve(4);
@@ -216,7 +216,7 @@ TEST_F(KeyTableTest, KeysOfOneSlotAreKeptApart)
     EXPECT_EQ(valueOf(hashed("/d", 0x0000000D)), -1);
 }
 
-TEST_F(KeyTableTest, ARunOfSlotsGoesOnAtTheFirst)
+TEST_F(KeyTables, ARunOfSlotsGoesOnAtTheFirst)
 {
     // Eight slots; all these start at the last one.
     table.reserve(4);
@@ -228,7 +228,7 @@ TEST_F(KeyTableTest, ARunOfSlotsGoesOnAtTheFirst)
     EXPECT_EQ(valueOf(hashed("/none", 0)), -1);
 }
 
-TEST_F(KeyTableTest, CollidingKeysAreFoundAfterGrowth)
+TEST_F(KeyTables, CollidingKeysAreFoundAfterGrowth)
 {
     // Alike in their lowest 8, 16, 24 bits or in all: they part at different sizes or never.
     const auto hashOf = [](int number) {
@@ -243,7 +243,7 @@ TEST_F(KeyTableTest, CollidingKeysAreFoundAfterGrowth)
     EXPECT_EQ(valueOf(hashed("/none", hashOf(0))), -1);
 }
 
-TEST_F(KeyTableTest, HashesAtBothEndsOfTheirRangeServe)
+TEST_F(KeyTables, HashesAtBothEndsOfTheirRangeServe)
 {
     constexpr std::uint32_t greatest = 0xFFFFFFFF;
     table.findOrInsert(hashed("/a", 0)) = 1;
@@ -255,7 +255,7 @@ TEST_F(KeyTableTest, HashesAtBothEndsOfTheirRangeServe)
     EXPECT_EQ(valueOf(hashed("/a", greatest)), -1);
 }
 
-TEST_F(KeyTableTest, PrefetchingAKeyMakesNoEntry)
+TEST_F(KeyTables, PrefetchingAKeyMakesNoEntry)
 {
     table.prefetch("/a");
 
