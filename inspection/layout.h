@@ -49,9 +49,9 @@ struct Root
     Address firstStore;       ///< the production store; the others as they came; 0: no registry
     std::uint64_t storeCount; ///< the list's length
     std::uint32_t subscription;
-    std::uint32_t serverRef;         ///< the connection's reference, as the server gave it
-    std::uint64_t handled;           ///< write indications handled since the registry was made
-    std::uint64_t handledSubscribed; ///< those since the last confirmed subscription
+    std::uint32_t serverRef;        ///< the subscribed connection's reference, from the server
+    std::uint64_t handled;          ///< write indications handled since the registry was made
+    std::uint64_t handledConnected; ///< those since the connection `serverRef` was subscribed first
 };
 
 /** One database. */

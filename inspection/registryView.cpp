@@ -36,7 +36,7 @@ std::optional<RegistryView> viewOnce(const Memory& memory, Address rootAddress)
     RegistryView view{Subscription{root->subscription},
                       root->serverRef,
                       root->handled,
-                      root->handledSubscribed,
+                      root->handledConnected,
                       {}};
     Address next = root->firstStore;
     for (std::uint64_t i = 0; i < root->storeCount; ++i) {

@@ -26,7 +26,7 @@ struct RegistryView
     Subscription subscription;
     std::uint32_t serverRef;
     std::uint64_t handled;
-    std::uint64_t handledSubscribed;
+    std::uint64_t handledConnected;
     std::vector<StoreView> stores; ///< the production store first
 
     const StoreView& production() const { return stores.front(); }

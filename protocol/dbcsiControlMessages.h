@@ -32,14 +32,15 @@ enum ControlMessageNumber : std::uint32_t
      *
      * A record: offset 0 process id, 4 start time of the process in clock ticks since boot (64
      * bits; 0 where it is not known), 12 how many writes its subscription has been sent, this one
-     * included (64 bits), 20 a ControlOutcome.
+     * included (64 bits), 20 a ControlOutcome, 24 the connection's reference, 28 how many writes
+     * that connection has been sent (64 bits), which is what the subscriber counts.
      */
     DBCSI_CONTROL_WRITE_CFM = 0x01707091,
     /** offset 4 the request's number; 8 a ControlRefusal; 12 the reason in words, NUL-ended. */
     DBCSI_CONTROL_WRITE_REJ = 0x01707092,
 };
 
-inline constexpr std::size_t controlReceiverSize = 24;
+inline constexpr std::size_t controlReceiverSize = 36;
 
 /** What became of a write on its way to one subscriber. */
 enum class ControlOutcome : std::uint32_t

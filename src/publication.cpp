@@ -21,7 +21,8 @@ constinit Inspection::Root& root = varnixInspectionRoot;
 template <typename T>
 void set(T& word, T value) noexcept
 {
-    std::atomic_ref(word).store(value, std::memory_order_relaxed);
+    // Whoever sees it also sees what was stored before it.
+    std::atomic_ref(word).store(value, std::memory_order_release);
 }
 
 void beginChange(std::uint64_t& changes) noexcept
@@ -103,7 +104,7 @@ void Publication::remove(PublishedStore& store) noexcept
 void Publication::begin() noexcept
 {
     set(root.handled, std::uint64_t{0});
-    set(root.handledSubscribed, std::uint64_t{0});
+    set(root.handledConnected, std::uint64_t{0});
     set(root.serverRef, std::uint32_t{0});
     setSubscription(Inspection::Subscription::NO_MAILBOX);
 }
@@ -124,15 +125,16 @@ void Publication::setSubscription(Inspection::Subscription state) noexcept
 
 void Publication::subscribed(std::uint32_t serverRef) noexcept
 {
+    if (serverRef != root.serverRef)
+        set(root.handledConnected, std::uint64_t{0});
     set(root.serverRef, serverRef);
-    set(root.handledSubscribed, std::uint64_t{0});
     setSubscription(Inspection::Subscription::SUBSCRIBED);
 }
 
 void Publication::countHandled() noexcept
 {
     set(root.handled, root.handled + 1);
-    set(root.handledSubscribed, root.handledSubscribed + 1);
+    set(root.handledConnected, root.handledConnected + 1);
 }
 
 } // namespace Varnix::Backend

@@ -46,7 +46,7 @@ TEST_F(RegistryView, ShowsTheStoresInTheirOrderAndTheCounters)
     registry.root.subscription = static_cast<std::uint32_t>(Subscription::SUBSCRIBED);
     registry.root.serverRef = 7;
     registry.root.handled = 12;
-    registry.root.handledSubscribed = 3;
+    registry.root.handledConnected = 3;
     registry.add("", {registry.parameter("/a", 2, "x")});
     registry.add("/etc/one.cfg", {});
     registry.add("/etc/two.cfg", {});
@@ -56,7 +56,7 @@ TEST_F(RegistryView, ShowsTheStoresInTheirOrderAndTheCounters)
     EXPECT_EQ(view->subscription, Subscription::SUBSCRIBED);
     EXPECT_EQ(view->serverRef, 7U);
     EXPECT_EQ(view->handled, 12U);
-    EXPECT_EQ(view->handledSubscribed, 3U);
+    EXPECT_EQ(view->handledConnected, 3U);
     ASSERT_THAT(view->stores, SizeIs(3));
     EXPECT_EQ(view->production().parameterCount, 1U);
     EXPECT_THAT(view->production().config, IsEmpty());

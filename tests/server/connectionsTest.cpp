@@ -102,7 +102,7 @@ TEST_F(ServerConnections, ANewSubscriptionHasNoWritesAndNothingUnanswered)
     const auto reference = m_connections.open(alice);
     Connection* const first = m_connections.subscribe(alice, reference);
     ASSERT_NE(first, nullptr);
-    first->writes = 7;
+    Connections::countWrites(*first, 7);
     first->level = true;
     m_connections.askAll([](std::uint32_t, std::uint32_t) {});
 
@@ -112,6 +112,7 @@ TEST_F(ServerConnections, ANewSubscriptionHasNoWritesAndNothingUnanswered)
     const Connection* const second = m_connections.subscribe(alice, reference);
     ASSERT_NE(second, nullptr);
     EXPECT_EQ(second->writes, 0u);
+    EXPECT_EQ(second->allWrites, 7u); // the connection is the same
     EXPECT_FALSE(second->level);
 }
 

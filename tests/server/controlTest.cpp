@@ -60,7 +60,11 @@ TEST_F(ServerControl, WordsGoToEverySubscriberAndTheAnswerNamesThem)
         EXPECT_EQ(receiver.writes, 1u);
         EXPECT_NE(receiver.startTime, 0u);
     }
-    EXPECT_EQ(write()[1].writes, 2u);
+    EXPECT_NE(receivers[0].connection, receivers[1].connection);
+    const Receiver again = write()[1];
+    EXPECT_EQ(again.writes, 2u);
+    EXPECT_EQ(again.connectionWrites, 2u);
+    EXPECT_EQ(again.connection, receivers[1].connection);
     EXPECT_EQ(first->out().line(), received);
     EXPECT_EQ(second->out().line(), received);
 }
@@ -111,8 +115,8 @@ TEST_F(ServerControl, AServerThatDoesNotAnswerOrEndsIsSaid)
 TEST(ControlMessages, AreTheSameOnTheOtherSide)
 {
     const std::vector<Receiver> receivers = {
-        {1, 1ULL << 40, 2, ControlOutcome::SENT, "one"},
-        {2147483647, 0, 1ULL << 33, ControlOutcome::DROPPED, ""}};
+        {1, 1ULL << 40, 2, ControlOutcome::SENT, "one", 3, 1},
+        {2147483647, 0, 1ULL << 33, ControlOutcome::DROPPED, "", 4294967295U, 1ULL << 34}};
     const auto confirmation = decodeConfirmation(encode(WriteConfirmation{7, receivers}));
     EXPECT_EQ(confirmation.reference, 7u);
     EXPECT_EQ(confirmation.receivers, receivers);

@@ -102,6 +102,9 @@ TEST_F(Try, TheFirstWordEndsTheOptions)
 {
     const ProcessResult result = varnix({"try", config, "db", "--json", "/gain", "7"});
     expectResult(result, 0, config + "\t1 2 3 -> 7 2 3\n", "");
+    EXPECT_EQ(varnix({"try", config, "db", "--json"}).out, ""); // wrong usage, and no document
+    EXPECT_EQ(varnix({"try", config, "db", "--json", "/gian", "7"}).out, "");
+    EXPECT_NE(varnix({"try", "--json", config, "db"}).out, "");
 }
 
 TEST_F(Try, TooFewWordsAreWrongUsage)

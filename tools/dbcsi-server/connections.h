@@ -19,6 +19,7 @@ struct Connection
     bool subscribed = false;
     std::chrono::system_clock::time_point since = {}; /* the subscription's begin */
     std::uint64_t writes = 0;                         /* write indications sent in it */
+    std::uint64_t allWrites = 0;                      /* those sent over the connection */
     std::uint64_t waiting = 0;                        /* bytes, when they were counted last */
     std::uint32_t unanswered = 0; /* how often it was asked and has not answered */
     bool level = false;           /* it was sent what it had missed, where it is sent that */
@@ -72,6 +73,13 @@ public:
 
     /** Ends a subscription, not the connection: it can be subscribed again. */
     static void unsubscribe(Connection& connection);
+
+    /** Counts write indications that it was sent. */
+    static void countWrites(Connection& connection, std::uint64_t count) noexcept
+    {
+        connection.writes += count;
+        connection.allWrites += count;
+    }
 
 private:
     std::vector<Connection> m_connections;

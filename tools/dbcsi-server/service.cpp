@@ -87,8 +87,13 @@ bool offersOurVersion(const Mailbox::Message& request)
 
 Receiver receiverOf(const Connection& connection, ControlOutcome outcome)
 {
-    return {connection.process.id.process, connection.process.id.startTime, connection.writes,
-            outcome, connection.process.command};
+    return {connection.process.id.process,
+            connection.process.id.startTime,
+            connection.writes,
+            outcome,
+            connection.process.command,
+            connection.reference,
+            connection.allWrites};
 }
 
 /** Why words that another process hands over are no line of an operator; empty where they are. */
@@ -212,7 +217,7 @@ std::size_t Service::sendMissing(Connection& connection, const std::vector<Words
             done += reached ? 1 : 0;
         }
         m_journal->endReplay(done);
-        connection.writes += done;
+        Connections::countWrites(connection, done);
         sent += done;
     }
     return sent;
@@ -238,8 +243,8 @@ std::vector<Receiver> Service::write(const Words& words)
     m_connections.forEachSubscriber([&](Connection& connection) {
         Receiver& receiver = receivers[next++];
         if (sendCopy(indication, connection.mailbox)) {
-            receiver.outcome = ControlOutcome::SENT;
-            receiver.writes = ++connection.writes;
+            Connections::countWrites(connection, 1);
+            receiver = receiverOf(connection, ControlOutcome::SENT);
         } else {
             unreached.push_back(connection.process.id);
         }

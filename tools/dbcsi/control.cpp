@@ -41,6 +41,7 @@ std::vector<std::byte> encode(const WriteConfirmation& confirmation)
     for (const Receiver& receiver : confirmation.receivers) {
         writer.word(static_cast<std::uint32_t>(receiver.process)).longWord(receiver.startTime);
         writer.longWord(receiver.writes).word(static_cast<std::uint32_t>(receiver.outcome));
+        writer.word(receiver.connection).longWord(receiver.connectionWrites);
     }
     for (const Receiver& receiver : confirmation.receivers)
         writer.text(receiver.command);
@@ -72,8 +73,10 @@ WriteConfirmation decodeConfirmation(std::span<const std::byte> message)
         const auto process = static_cast<std::int32_t>(reader.word());
         const std::uint64_t startTime = reader.longWord();
         const std::uint64_t writes = reader.longWord();
+        const ControlOutcome outcome{reader.word()};
+        const std::uint32_t connection = reader.word();
         confirmation.receivers.push_back(
-            {process, startTime, writes, ControlOutcome{reader.word()}, {}});
+            {process, startTime, writes, outcome, {}, connection, reader.longWord()});
     }
     for (Receiver& receiver : confirmation.receivers)
         receiver.command = reader.text();

@@ -22,6 +22,8 @@ struct Receiver
     std::uint64_t writes;    ///< sent in this subscription, this one included
     ControlOutcome outcome;
     std::string command;
+    std::uint32_t connection = 0;       ///< its reference
+    std::uint64_t connectionWrites = 0; ///< sent over it
 
     bool operator==(const Receiver&) const = default;
 };

@@ -48,6 +48,7 @@ void addGet(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
 void addTry(CLI::App& app, Status& status);
+void addWrite(CLI::App& app, Status& status);
 
 } // namespace Varnix::Tool
 

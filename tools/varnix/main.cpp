@@ -1,13 +1,16 @@
 #include "command.h"
 #include "dbfile/shown.h"
 #include "document.h"
+#include "words.h"
 
 #include <algorithm>
 #include <exception>
 #include <iostream>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -48,9 +51,9 @@ Status fail(Status status, const std::string& text, bool asDocument)
 
 Status run(int argc, char** argv)
 {
-    const bool asDocument = std::any_of(
-        argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
-    if (asDocument)
+    const std::span<const char* const> line(argv, static_cast<std::size_t>(argc));
+    // Until the options are known, of which an operator's words are none.
+    if (std::find(line.begin(), line.end(), std::string_view("--json")) != line.end())
         Varnix::Tool::endWithoutMemory();
 
     CLI::App app("Builds, shows, compares and checks Varnix database files, and reads parameters "
@@ -62,12 +65,16 @@ Status run(int argc, char** argv)
                "read or written; 4 an input is not valid; 5 the node cannot be used.");
 
     Status status = Status::DONE;
+    bool asDocument = false;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
                            Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-                           Varnix::Tool::addPs, Varnix::Tool::addTry})
+                           Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite})
         add(app, status);
 
     try {
+        asDocument = Varnix::Tool::asksForDocument(app, line);
+        if (!asDocument)
+            std::set_new_handler(nullptr);
         app.parse(argc, argv);
         return status;
     } catch (const CLI::ParseError& error) {
@@ -82,6 +89,8 @@ Status run(int argc, char** argv)
         return fail(failure.status(), failure.what(), asDocument);
     } catch (const std::bad_alloc&) {
         return fail(Status::UNREADABLE, Varnix::Tool::outOfMemory, asDocument);
+    } catch (const std::system_error& error) { // a thread or a descriptor that cannot be had
+        return fail(Status::UNREADABLE, std::string("varnix: ") + error.what(), asDocument);
     }
 }
 

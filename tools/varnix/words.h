@@ -1,6 +1,7 @@
 #ifndef VARNIX_TOOL_WORDS_H
 #define VARNIX_TOOL_WORDS_H
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -9,18 +10,15 @@
 namespace Varnix::Tool {
 
 /** Lets the first word that is no option or its value end the options; wordsOf() has the words. */
-inline void addWords(CLI::App& command)
-{
-    command.prefix_command();
-    command.footer(
-        "WORD...: what a server is told, as in: db write /unit/gain -i 1 9. The first one "
-        "ends the options.");
-}
+void addWords(CLI::App& command);
 
-inline std::vector<std::string> wordsOf(const CLI::App& command)
-{
-    return command.remaining();
-}
+std::vector<std::string> wordsOf(const CLI::App& command);
+
+/**
+ * Whether the command line's options ask for one document. An operator's words are not looked at.
+ * For use before the line is parsed: a line that cannot be is answered in that form, too.
+ */
+bool asksForDocument(const CLI::App& app, std::span<const char* const> line);
 
 } // namespace Varnix::Tool
 

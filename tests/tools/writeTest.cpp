@@ -1,0 +1,229 @@
+#include "liveFixture.h"
+#include "tests/support/waitUntil.h"
+
+#include <csignal>
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Test {
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::HasSubstr;
+
+/** A node with processes that a running server writes to. */
+class Write : public Live
+{
+protected:
+    void startServer(std::vector<std::string> options = {})
+    {
+        options.insert(options.begin(), DBCSI_SERVER);
+        server = std::make_unique<Child>(options);
+        server->write("wait 0\n");
+        EXPECT_THAT(server->out().line().value_or(""), HasSubstr(" subscriber"));
+    }
+
+    /** Returns when every subscriber has handled what it was sent. */
+    void settle()
+    {
+        server->write("settle 20\n");
+        EXPECT_THAT(server->out().line().value_or(""), HasSubstr("settled "));
+    }
+
+    /** Starts a process that has subscribed. */
+    std::string subscribe(const std::vector<std::string>& configs)
+    {
+        const std::string pid = hold(configs);
+        EXPECT_TRUE(
+            waitUntil([&] { return lineOf(pid).find("\tsubscribed\t") != std::string::npos; }));
+        return pid;
+    }
+
+    ProcessResult written(std::vector<std::string> words, std::vector<std::string> options = {})
+    {
+        options.insert(options.begin(), "write");
+        options.insert(options.end(), {"db", "write"});
+        options.insert(options.end(), words.begin(), words.end());
+        return varnix(options);
+    }
+
+    std::unique_ptr<Child> server;
+};
+
+TEST_F(Write, ATakenWriteShowsTheOldAndTheNewValueOfEverySubscriber)
+{
+    startServer();
+    const std::string one = subscribe({first});
+    const std::string both = subscribe({first, second});
+    expectResult(written({"/gain", "9"}), 0,
+                 one + "\tholder\t" + first + " 1 2 -> 9 2\n" + both + "\tholder\t" + first +
+                     " 1 2 -> 9 2\t" + second + " 3 -> 9\n",
+                 "");
+    EXPECT_EQ(varnix({"get", "--pid", one, "/gain"}).out, "9 2\n");
+    expectResult(written({"/board", "8"}), 0,
+                 one + "\tholder\tproduction 7 -> 8\n" + both + "\tholder\tproduction 7 -> 8\n",
+                 "");
+}
+
+TEST_F(Write, AWriteOfTheSameValueIsUnchangedAndTaken)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    expectResult(written({"/gain", "1"}), 0, pid + "\tholder\t" + first + " unchanged\n", "");
+}
+
+TEST_F(Write, ARefusalBySomeDatabaseIsNo)
+{
+    startServer();
+    const std::string pid = subscribe({first, second});
+    expectResult(written({"/gain", "5", "6"}), 1,
+                 pid + "\tholder\t" + first + " 1 2 -> 5 6\t" + second +
+                     " refused: Can not update a key with 1 values, with  2 values\n",
+                 "");
+}
+
+TEST_F(Write, AKeyThatNoSubscriberHasIsSaidWithTheNearest)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    expectResult(written({"/gian", "1"}), 1, pid + "\tholder\tno such key\n",
+                 "varnix: no database holds /gian; the nearest: /gain /board /label\n");
+}
+
+TEST_F(Write, AKeyThatOneSubscriberHasNotIsNoFailureOfTheOthers)
+{
+    startServer();
+    const std::string has = subscribe({first});
+    const std::string hasNot = subscribe({second});
+    expectResult(written({"/label", "-c", "new"}), 0,
+                 has + "\tholder\t" + first + " \"a label\" -> \"new\"\n" + hasNot +
+                     "\tholder\tno such key\n",
+                 "");
+}
+
+TEST_F(Write, AStoppedSubscriberHasNotAppliedItYet)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    holders.back()->signal(SIGSTOP);
+    expectResult(written({"/gain", "4"}), 1, pid + "\tholder\tnot applied yet\n", "");
+    holders.back()->signal(SIGCONT);
+    // The one before is handled first: what is waited for is this write's own count.
+    const ProcessResult next = written({"/gain", "5"});
+    EXPECT_EQ(next.status, 0);
+    EXPECT_THAT(next.out, HasSubstr(" -> 5 2\n"));
+}
+
+TEST_F(Write, ASubscriberThatIsDroppedIsNotSentIt)
+{
+    startServer({"--queue-limit", "10"});
+    const std::string pid = subscribe({first});
+    holders.back()->signal(SIGSTOP);
+    EXPECT_EQ(written({"/gain", "4"}).status, 1);
+    expectResult(written({"/gain", "5"}), 1,
+                 pid + "\tholder\tnot sent: too much waits for it, and it is dropped\n", "");
+}
+
+TEST_F(Write, ASubscriptionThatIsConfirmedAgainKeepsItsCount)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    EXPECT_EQ(written({"/gain", "4"}).status, 0);
+    settle();
+    expectResult(written({"/gain", "5"}), 0, pid + "\tholder\t" + first + " 4 2 -> 5 2\n", "");
+}
+
+TEST_F(Write, ANewServerBeginsTheCountAnew)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    EXPECT_EQ(written({"/gain", "4"}).status, 0);
+    EXPECT_EQ(written({"/gain", "5"}).status, 0);
+    server->signal(SIGKILL);
+    server->wait();
+    startServer();
+    server->write("wait 1 20\n");
+    EXPECT_EQ(server->out().line(), "1 subscriber");
+    settle();
+    holders.back()->signal(SIGSTOP);
+    expectResult(written({"/gain", "6"}), 1, pid + "\tholder\tnot applied yet\n", "");
+    holders.back()->signal(SIGCONT);
+    settle();
+    EXPECT_EQ(written({"/gain", "7"}).out, pid + "\tholder\t" + first + " 6 2 -> 7 2\n");
+}
+
+TEST_F(Write, AJournalThatCannotBeWrittenStopsItBeforeItIsSent)
+{
+    startServer({"--journal", "/dev/full"});
+    const std::string pid = subscribe({first});
+    const ProcessResult result = written({"/gain", "4"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("varnix: the server sent it to nobody: "));
+    settle();
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
+    EXPECT_EQ(varnix({"get", "--pid", pid, "/gain"}).out, "1 2\n");
+}
+
+TEST_F(Write, TheFirstWordEndsTheOptions)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    const std::string taken = pid + "\tholder\t" + first;
+    expectResult(varnix({"write", "db", "--json", "/gain", "7"}), 0, taken + " 1 2 -> 7 2\n", "");
+    expectResult(varnix({"write", "db", "--", "/gain", "8"}), 0, taken + " 7 2 -> 8 2\n", "");
+    EXPECT_THAT(written({"--force", "1"}).err, HasSubstr("no database holds --force; "));
+}
+
+TEST_F(Write, WithoutASubscriberNobodyTakesIt)
+{
+    startServer();
+    expectResult(written({"/gain", "1"}), 1, "", "varnix: the server has no subscriber\n");
+}
+
+TEST_F(Write, WithoutAServerTheNodeCannotBeUsed)
+{
+    const ProcessResult result = written({"/gain", "1"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, HasSubstr("no subscription server runs here"));
+    const Json document = Json::parse(written({"/gain", "1"}, {"--json"}).out);
+    EXPECT_EQ(document["errors"][0]["status"], 5);
+}
+
+TEST_F(Write, WhatNoConfigurationTakesIsNotSentButByForce)
+{
+    startServer();
+    const std::string pid = subscribe({second});
+    const ProcessResult kept = written({"/gain", "1", "2"}, {"--config", second});
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_EQ(kept.out, "");
+    EXPECT_THAT(kept.err, HasSubstr("not sent"));
+    EXPECT_THAT(kept.err, HasSubstr("refused: Can not update a key with 1 values, with  2 values"));
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
+
+    EXPECT_EQ(written({"/gain", "1", "2"}, {"--config", second, "--force"}).status, 1);
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t1 writes\t"));
+    EXPECT_EQ(written({"/gain", "4"}, {"--config", first, "--config", second}).status, 0);
+    EXPECT_THAT(written({"/gian", "4"}, {"--config", second}).err, HasSubstr("the nearest: /gain"));
+}
+
+TEST_F(Write, AsADocumentSaysTheSame)
+{
+    startServer();
+    const std::string pid = subscribe({first, second});
+    const Json document = Json::parse(written({"/gain", "5", "2"}, {"--json"}).out);
+    EXPECT_EQ(document["words"], Json({"db", "write", "/gain", "5", "2"}));
+    const Json& subscriber = document["subscribers"][0];
+    EXPECT_EQ(subscriber["pid"], std::stoi(pid));
+    EXPECT_EQ(subscriber["command"], "holder");
+    const Json& changed = subscriber["databases"][0];
+    EXPECT_EQ(changed["config"], first);
+    EXPECT_EQ(changed["result"], "taken");
+    EXPECT_EQ(changed["after"]["value"], Json({5, 2}));
+    EXPECT_EQ(subscriber["databases"][1]["result"], "refused");
+}
+
+} // namespace
+
+} // namespace Varnix::Test
