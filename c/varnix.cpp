@@ -160,41 +160,25 @@ varnix_status varnix_close(varnix_database* database)
     return VARNIX_OK;
 }
 
-varnix_status varnix_get_u32(const varnix_database* database, const char* key, uint32_t* values,
-                             size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
+// The two reads of an integer type. Their names have the type's, so no template makes them.
+#define VARNIX_READS(suffix, type)                                                                 \
+    varnix_status varnix_get_##suffix(const varnix_database* database, const char* key,            \
+                                      type##_t* values, size_t capacity, size_t* count)            \
+    {                                                                                              \
+        return getElements(database, key, values, capacity, count);                                \
+    }                                                                                              \
+    varnix_status varnix_visit_##suffix(const varnix_database* database, const char* key,          \
+                                        varnix_##suffix##_visitor visitor, void* context)          \
+    {                                                                                              \
+        return visitElements<type##_t>(database, key, visitor, context);                           \
+    }
 
-varnix_status varnix_get_u16(const varnix_database* database, const char* key, uint16_t* values,
-                             size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
-
-varnix_status varnix_get_u8(const varnix_database* database, const char* key, uint8_t* values,
-                            size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
-
-varnix_status varnix_get_s32(const varnix_database* database, const char* key, int32_t* values,
-                             size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
-
-varnix_status varnix_get_s16(const varnix_database* database, const char* key, int16_t* values,
-                             size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
-
-varnix_status varnix_get_s8(const varnix_database* database, const char* key, int8_t* values,
-                            size_t capacity, size_t* count)
-{
-    return getElements(database, key, values, capacity, count);
-}
+VARNIX_READS(u32, uint32)
+VARNIX_READS(u16, uint16)
+VARNIX_READS(u8, uint8)
+VARNIX_READS(s32, int32)
+VARNIX_READS(s16, int16)
+VARNIX_READS(s8, int8)
 
 varnix_status varnix_get_text(const varnix_database* database, const char* key, char* text,
                               size_t capacity, size_t* length)
@@ -227,42 +211,6 @@ varnix_status varnix_get_words(const varnix_database* database, const char* key,
                 words = std::copy_n(word.c_str(), word.size() + 1, words);
             return VARNIX_OK;
         });
-}
-
-varnix_status varnix_visit_u32(const varnix_database* database, const char* key,
-                               varnix_u32_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
-}
-
-varnix_status varnix_visit_u16(const varnix_database* database, const char* key,
-                               varnix_u16_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
-}
-
-varnix_status varnix_visit_u8(const varnix_database* database, const char* key,
-                              varnix_u8_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
-}
-
-varnix_status varnix_visit_s32(const varnix_database* database, const char* key,
-                               varnix_s32_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
-}
-
-varnix_status varnix_visit_s16(const varnix_database* database, const char* key,
-                               varnix_s16_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
-}
-
-varnix_status varnix_visit_s8(const varnix_database* database, const char* key,
-                              varnix_s8_visitor visitor, void* context)
-{
-    return visitElements(database, key, visitor, context);
 }
 
 varnix_status varnix_visit_text(const varnix_database* database, const char* key,

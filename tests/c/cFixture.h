@@ -24,8 +24,6 @@ using CHandle = std::unique_ptr<varnix_database, CloseDatabase>;
 class CFixture : public ClientFixture
 {
 protected:
-    static DbBuilder everyType();
-
     /** A handle on the database that `builder` describes. */
     static CHandle open(const DbBuilder& builder);
 

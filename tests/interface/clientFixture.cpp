@@ -47,6 +47,18 @@ DbBuilder ClientFixture::productionDatabase()
         .u8("/productionOnly", {1, 2});
 }
 
+DbBuilder ClientFixture::everyType()
+{
+    return DbBuilder()
+        .u32("/u32", {0, 4294967295})
+        .u16("/u16", {0, 258, 65535})
+        .u8("/u8", {0, 255})
+        .s32("/s32", {-2147483648LL, 2147483647, -1})
+        .s16("/s16", {-32768, 32767, -2})
+        .s8("/s8", {-128, 127})
+        .text("/text", "  two  words ");
+}
+
 std::string ClientFixture::configuration(const DbBuilder& builder)
 {
     static std::atomic<int> count{0};

@@ -32,6 +32,9 @@ protected:
     static const NodeDirectory& node();
     static DbBuilder productionDatabase();
 
+    /** A key of every type, named for it. */
+    static DbBuilder everyType();
+
     /** A handle on the database that `builder` describes. */
     static std::shared_ptr<DatabaseIf> handle(const DbBuilder& builder);
 

@@ -1,4 +1,5 @@
 #include "tests/interface/clientFixture.h"
+#include "tests/interface/everyRead.h"
 
 #include <memory>
 #include <string>
@@ -115,37 +116,6 @@ protected:
 using Databases = testing::Types<Fake, Component, Production>;
 TYPED_TEST_SUITE(Conformance, Databases);
 
-template <typename Output>
-std::pair<RetCode, Output> read(const DatabaseIf& database, const std::string& key, Output before)
-{
-    const RetCode code = database.get(key, before);
-    return {code, before};
-}
-
-using Codes = std::vector<RetCode>;
-
-/** Reads a key with every overload. */
-Codes readAll(const DatabaseIf& database, const std::string& key)
-{
-    return {read(database, key, std::vector<std::uint32_t>()).first,
-            read(database, key, std::vector<std::uint16_t>()).first,
-            read(database, key, std::vector<std::uint8_t>()).first,
-            read(database, key, std::vector<std::int32_t>()).first,
-            read(database, key, std::vector<std::int16_t>()).first,
-            read(database, key, std::vector<std::int8_t>()).first,
-            read(database, key, std::vector<std::string>()).first,
-            read(database, key, std::string()).first};
-}
-
-/** OK from the overloads with these numbers, TYPE_MISMATCH from the others. */
-Codes okOnlyFrom(const std::vector<std::size_t>& overloads)
-{
-    Codes codes(8, RetCode::TYPE_MISMATCH);
-    for (const std::size_t overload : overloads)
-        codes.at(overload) = RetCode::OK;
-    return codes;
-}
-
 template <typename Records>
 auto everyType(Records& records)
 {
@@ -159,23 +129,16 @@ auto everyType(Records& records)
     return records.open();
 }
 
-template <typename T>
-void expectRead(const DatabaseIf& database, const std::string& key, const std::vector<T>& expected)
-{
-    EXPECT_EQ(read(database, key, std::vector<T>{9, 9, 9}), std::pair(RetCode::OK, expected))
-        << key;
-}
-
 TYPED_TEST(Conformance, EveryTypeIsReadByItsOverload)
 {
     const auto database = everyType(this->m_records);
     ASSERT_NE(database, nullptr);
-    expectRead<std::uint32_t>(*database, "/u32", {0, 4294967295U});
-    expectRead<std::uint16_t>(*database, "/u16", {0, 65535});
-    expectRead<std::uint8_t>(*database, "/u8", {0, 255});
-    expectRead<std::int32_t>(*database, "/s32", {-2147483647 - 1, 2147483647});
-    expectRead<std::int16_t>(*database, "/s16", {-32768, 32767});
-    expectRead<std::int8_t>(*database, "/s8", {-128, 127});
+    expectElements<std::uint32_t>(*database, "/u32", {0, 4294967295U});
+    expectElements<std::uint16_t>(*database, "/u16", {0, 65535});
+    expectElements<std::uint8_t>(*database, "/u8", {0, 255});
+    expectElements<std::int32_t>(*database, "/s32", {-2147483647 - 1, 2147483647});
+    expectElements<std::int16_t>(*database, "/s16", {-32768, 32767});
+    expectElements<std::int8_t>(*database, "/s8", {-128, 127});
     EXPECT_EQ(read(*database, "/text", std::string("before")),
               std::pair(RetCode::OK, std::string("  two  words ")));
     EXPECT_EQ(read(*database, "/text", std::vector<std::string>{"before"}),
@@ -197,7 +160,7 @@ TYPED_TEST(Conformance, AKeyIsComparedByteForByte)
     const auto database = everyType(this->m_records);
     ASSERT_NE(database, nullptr);
     for (const std::string key : {"/absent", "", "/", "/U32", "/u32 ", "u32", "/u3"})
-        EXPECT_EQ(readAll(*database, key), Codes(8, RetCode::KEY_NOT_FOUND)) << key;
+        EXPECT_EQ(readAll(*database, key), RetCodes(8, RetCode::KEY_NOT_FOUND)) << key;
 }
 
 TYPED_TEST(Conformance, AFailedReadLeavesEveryOutputButWords)
@@ -233,7 +196,7 @@ TYPED_TEST(Conformance, AValueThatIsReplacedByNoBytesKeepsItsType)
     const auto database = this->m_records.open();
     ASSERT_NE(database, nullptr);
     EXPECT_EQ(readAll(*database, "/number"), okOnlyFrom({1}));
-    expectRead<std::uint16_t>(*database, "/number", {});
+    expectElements<std::uint16_t>(*database, "/number", {});
     EXPECT_EQ(read(*database, "/text", std::string("before")),
               std::pair(RetCode::OK, std::string()));
     EXPECT_EQ(read(*database, "/text", std::vector<std::string>{"before"}),
@@ -248,7 +211,7 @@ TYPED_TEST(Conformance, TheLastValueOfAKeyCountsWithItsType)
     const auto database = this->m_records.open();
     ASSERT_NE(database, nullptr);
     EXPECT_EQ(readAll(*database, "/key"), okOnlyFrom({5}));
-    expectRead<std::int8_t>(*database, "/key", {-1});
+    expectElements<std::int8_t>(*database, "/key", {-1});
 }
 
 TYPED_TEST(Conformance, WordsAreWhatIsBetweenBlanksAlone)
