@@ -90,6 +90,8 @@ TEST_F(Live, GetFromOneOfSeveralNeedsToKnowWhich)
     EXPECT_THAT(result.err, HasSubstr("\n  " + first + "\n  " + second + "\n"));
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", first, "/gain"}).out, "1 2\n");
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", second, "/gain"}).out, "3\n");
+    EXPECT_THAT(varnix({"get", "--pid", pid, "--config", second, "/label"}).err,
+                HasSubstr("; see varnix explain --pid " + pid + " --config " + second + " /label"));
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", "/other.cfg", "/gain"}).status, 2);
 }
 

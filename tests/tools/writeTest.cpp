@@ -1,5 +1,4 @@
-#include "liveFixture.h"
-#include "tests/support/waitUntil.h"
+#include "servedFixture.h"
 
 #include <csignal>
 
@@ -12,43 +11,8 @@ namespace {
 using Json = nlohmann::json;
 using testing::HasSubstr;
 
-/** A node with processes that a running server writes to. */
-class Write : public Live
+class Write : public Served
 {
-protected:
-    void startServer(std::vector<std::string> options = {})
-    {
-        options.insert(options.begin(), DBCSI_SERVER);
-        server = std::make_unique<Child>(options);
-        server->write("wait 0\n");
-        EXPECT_THAT(server->out().line().value_or(""), HasSubstr(" subscriber"));
-    }
-
-    /** Returns when every subscriber has handled what it was sent. */
-    void settle()
-    {
-        server->write("settle 20\n");
-        EXPECT_THAT(server->out().line().value_or(""), HasSubstr("settled "));
-    }
-
-    /** Starts a process that has subscribed. */
-    std::string subscribe(const std::vector<std::string>& configs)
-    {
-        const std::string pid = hold(configs);
-        EXPECT_TRUE(
-            waitUntil([&] { return lineOf(pid).find("\tsubscribed\t") != std::string::npos; }));
-        return pid;
-    }
-
-    ProcessResult written(std::vector<std::string> words, std::vector<std::string> options = {})
-    {
-        options.insert(options.begin(), "write");
-        options.insert(options.end(), {"db", "write"});
-        options.insert(options.end(), words.begin(), words.end());
-        return varnix(options);
-    }
-
-    std::unique_ptr<Child> server;
 };
 
 TEST_F(Write, ATakenWriteShowsTheOldAndTheNewValueOfEverySubscriber)

@@ -49,6 +49,7 @@ void addExplain(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
 void addTry(CLI::App& app, Status& status);
 void addWrite(CLI::App& app, Status& status);
+void addWatch(CLI::App& app, Status& status);
 
 } // namespace Varnix::Tool
 

@@ -1,10 +1,9 @@
 #include "clientValue.h"
 #include "command.h"
 #include "dbfile/shown.h"
-#include "dbfile/sourceLine.h"
 #include "document.h"
 #include "liveDatabase.h"
-#include "nodeDiagnosis.h"
+#include "reading.h"
 #include "target.h"
 
 #include <iostream>
@@ -18,7 +17,6 @@
 #include <CLI/Validators.hpp>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
-#include <varnix/dbRegistryIf.h>
 
 namespace Varnix::Tool {
 
@@ -37,16 +35,6 @@ struct GetOptions
     /** Printed for a key that is absent, and for no other reason. */
     std::optional<std::string> standIn;
 };
-
-/** Why there is no value for a key; explain knows where it was looked for. */
-Failure noValue(const GetOptions& options, const std::string& key, const std::string& why)
-{
-    const std::string where = options.target.process != 0
-                                  ? "--pid " + std::to_string(options.target.process)
-                                  : options.target.config.value();
-    return {Status::NO, "varnix: " + DbFile::shown(key) + ": " + why + "; see varnix explain " +
-                            DbFile::shown(where) + ' ' + DbFile::shown(key)};
-}
 
 /** Where values come from. */
 class Source
@@ -70,15 +58,6 @@ public:
     }
 
 private:
-    static std::shared_ptr<DatabaseIf> openDatabase(const std::string& config)
-    {
-        refuseEndlessNode();
-        std::shared_ptr<DatabaseIf> database = V1::DbRegistryIf::getInstance().initDb(config);
-        if (!database)
-            refuseUnusableNode(config);
-        return database;
-    }
-
     std::shared_ptr<DatabaseIf> m_database;
 };
 
@@ -116,23 +95,11 @@ ClientValue valueFor(const Source& source, const std::string& key, const GetOpti
     const RetCode result = source.read(key, value);
     if (result == RetCode::KEY_NOT_FOUND && options.standIn)
         return {nullptr, *options.standIn};
-    if (result == RetCode::KEY_NOT_FOUND)
-        throw noValue(options, key, "there is no such key");
-    if (result == RetCode::TYPE_MISMATCH)
-        throw noValue(options, key,
-                      "no read accepts it: its type has no name, or it is empty and has none");
+    requireFound(result, options.target, key);
     if (!options.type.empty() && options.type != value.type)
-        throw noValue(options, key, std::string("it is ") + value.type + ", not " + options.type);
+        throw noValue(options.target, key,
+                      std::string("it is ") + value.type + ", not " + options.type);
     return value;
-}
-
-Json documentOf(const std::string& key, const ClientValue& value)
-{
-    Json document{{"key", key}};
-    if (value.type == nullptr)
-        document["default"] = true;
-    addValue(document, value);
-    return document;
 }
 
 Json headOf(const GetOptions& options)
@@ -147,20 +114,15 @@ Json headOf(const GetOptions& options)
     return document;
 }
 
-/** A key or a value that can neither end its line nor act on a terminal, as in a text source. */
-std::string fieldOf(const std::string& text)
-{
-    return DbFile::isShowable(text) && !text.starts_with('"') ? text : DbFile::quoted(text);
-}
-
 /** The bare value of one key is the value itself, except at a terminal. */
 void printLine(const std::string& key, const ClientValue& value, bool isOnly)
 {
     const std::string line = lineOf(value);
-    if (!isOnly)
-        std::cout << fieldOf(key) << '\t';
     const bool isBare = isOnly && (::isatty(STDOUT_FILENO) == 0 || DbFile::isShowable(line));
-    std::cout << (isBare ? line : fieldOf(line)) << '\n';
+    if (isBare)
+        std::cout << line << '\n';
+    else
+        std::cout << (isOnly ? fieldOf(line) : lineOf(key, value)) << '\n';
 }
 
 GetOptions withKeys(GetOptions options)

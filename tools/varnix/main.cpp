@@ -68,7 +68,8 @@ Status run(int argc, char** argv)
     bool asDocument = false;
     for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
                            Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-                           Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite})
+                           Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite,
+                           Varnix::Tool::addWatch})
         add(app, status);
 
     try {
