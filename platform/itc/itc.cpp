@@ -94,8 +94,8 @@ MessagePtr receive(Process& process, Mailbox& mailbox, const Selection& selectio
             if (mailbox.retry().isDue())
                 mailbox.catchUp();
         } else {
-            count =
-                operation.wait(mailbox.events(), events, earlier(remaining, process.untilFlush()));
+            const int pending = earlier(process.untilFlush(), mailbox.untilAccept());
+            count = operation.wait(mailbox.events(), events, earlier(remaining, pending));
             mailbox.handle({events.data(), count});
         }
         if (remaining == 0 && count < events.size())

@@ -102,6 +102,8 @@ public:
     std::shared_ptr<Link> inAnyState(std::uint32_t mailbox, Directory& directory);
     void drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link);
     void clear() { m_links.clear(); }
+    /** How many there are, those that a shortage keeps from connecting included. */
+    std::size_t count() const noexcept { return m_links.size(); }
 
     /** When flush() is to be called next. */
     const Retry& retry() const noexcept { return m_retry; }

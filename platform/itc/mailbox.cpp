@@ -128,7 +128,13 @@ void Mailbox::attempt(const std::function<void()>& work) noexcept
 
 void Mailbox::handle(std::span<const epoll_event> events)
 {
-    attempt([&] { handleEach(events); });
+    attempt([&] {
+        if (m_accepting.isDue()) {
+            acceptAll();
+            checkMonitors();
+        }
+        handleEach(events);
+    });
 }
 
 void Mailbox::catchUp()
@@ -169,7 +175,8 @@ void Mailbox::handleEach(std::span<const epoll_event> events)
     if (!gone.empty()) {
         // What a mailbox sent before it went is queued before the news that it has gone.
         readEverything();
-        std::for_each(gone.begin(), gone.end(), [&](std::uint32_t id) { checkMonitor(id); });
+        std::for_each(gone.begin(), gone.end(), [&](std::uint32_t id) { loseLink(id); });
+        checkMonitors();
     }
 }
 
@@ -187,33 +194,61 @@ void Mailbox::unwatch(int fd) noexcept
     ::epoll_ctl(m_events.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
+/** Where descriptors are short, no connection is taken for a while; all else goes on. */
 void Mailbox::acceptAll()
 {
-    for (;;) {
-        Descriptor connection = acceptOne();
-        if (connection) {
-            if (m_directory.isOwnUser(connection.get())) {
-                const int fd = connection.get();
-                watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
-                m_inlets.emplace(fd, Inlet(std::move(connection)));
-                readInlet(fd);
-            }
-        } else if (errno == EAGAIN) {
-            return;
-        } else if (errno != EINTR && errno != ECONNABORTED) {
-            throwErrno("cannot take a connection");
+    try {
+        while (acceptOne()) {
         }
+    } catch (const std::exception& error) {
+        if (!mayPass(error))
+            throw;
+        m_accepting.failed(error);
+        unwatch(m_listener.get()); // it would be reported without end
+        return;
+    }
+    if (m_accepting.isOwed()) {
+        watch(m_listener.get(), Source::LISTENER, 0, EPOLLIN);
+        m_accepting.done();
     }
 }
 
-/** Only where a second descriptor is free, for the stream that comes with the connection. */
-Descriptor Mailbox::acceptOne() const
+/** False where there is none. */
+bool Mailbox::acceptOne()
 {
-    const Descriptor spare(::fcntl(m_events.get(), F_DUPFD_CLOEXEC, 0));
-    if (!spare) {
-        errno = EMFILE; // also where the limit is 0, of which fcntl says EINVAL
-        throwErrno("cannot take a connection");
+    Descriptor connection = accepted();
+    if (!connection) {
+        if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
+            throwErrno("cannot take a connection");
+        return errno != EAGAIN;
     }
+    if (m_directory.isOwnUser(connection.get())) {
+        const int fd = connection.get();
+        watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
+        m_inlets.emplace(fd, Inlet(std::move(connection)));
+        readInlet(fd);
+    }
+    return true;
+}
+
+/**
+ * Only where enough descriptors stay free: for the stream that comes with the connection, for the
+ * connection and the stream of an answer to it and to each that has had none, and for what else
+ * the process does. So those whose connections have been taken are served, however many wait.
+ */
+Descriptor Mailbox::accepted() const
+{
+    constexpr std::size_t forOtherWork = 4;
+    const std::size_t unanswered = m_inlets.size() - std::min(m_inlets.size(), m_links.count());
+    std::vector<Descriptor> spare(1 + 2 * (1 + unanswered) + forOtherWork);
+    for (Descriptor& each : spare) {
+        each = Descriptor(::fcntl(m_events.get(), F_DUPFD_CLOEXEC, 0));
+        if (!each) {
+            errno = EMFILE; // also where the limit is 0, of which fcntl says EINVAL
+            throwErrno("cannot take a connection");
+        }
+    }
+    spare.clear();
     return Descriptor(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
 }
 

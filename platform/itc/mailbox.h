@@ -57,6 +57,8 @@ public:
     int events() const noexcept { return m_events.get(); }
     /** When catchUp() is to be called; until then there is nothing to wait for. */
     const Retry& retry() const noexcept { return m_retry; }
+    /** Milliseconds until handle() is to be called without an event; -1 for never. */
+    int untilAccept() const noexcept { return m_accepting.remaining(); }
 
     void enqueue(MessagePtr message, std::uint32_t sender) noexcept;
     /** The first queued message that the selection takes, or null. */
@@ -106,7 +108,8 @@ private:
     void unwatch(int fd) noexcept;
 
     void acceptAll();
-    Descriptor acceptOne() const;
+    bool acceptOne();
+    Descriptor accepted() const;
     void readInlet(int fd);
     void readEverything();
     void takeFrame(const Frame& frame);
@@ -114,7 +117,7 @@ private:
     std::uint32_t findOrReport(const std::string& name);
     std::shared_ptr<Link> linkOrReport(std::uint32_t mailbox);
     void watchMonitored(std::uint32_t mailbox, Monitor& monitor);
-    void checkMonitor(std::uint32_t mailbox);
+    void loseLink(std::uint32_t mailbox);
     void checkMonitors();
     std::uint32_t nextReference() noexcept { return ++m_lastReference; }
 
@@ -129,6 +132,7 @@ private:
     bool m_refused = false;
     bool m_abandoned = false;
     Retry m_retry;
+    Retry m_accepting;                     ///< owed while the listener is not watched
     std::unique_ptr<std::byte[]> m_buffer; ///< one frame of the largest size; made when needed
     std::map<int, Inlet> m_inlets;
     MessageQueue m_queue;

@@ -110,31 +110,32 @@ void Mailbox::watchMonitored(std::uint32_t mailbox, Monitor& monitor)
     m_monitors.erase(mailbox);
 }
 
-/**
- * A connection that hangs up says only that it has ended: a process that is dying closes its
- * sockets one by one. The mailbox has gone when it cannot be reached again.
- */
-void Mailbox::checkMonitor(std::uint32_t mailbox)
+/** Lets go of a connection that has hung up, and so of its descriptors. */
+void Mailbox::loseLink(std::uint32_t mailbox)
 {
     const auto found = m_monitors.find(mailbox);
-    if (found == m_monitors.end())
+    if (found == m_monitors.end() || !found->second.link)
         return;
-    Monitor& monitor = found->second;
-    if (monitor.link) {
-        unwatch(monitor.link->connection());
-        m_links.drop(mailbox, monitor.link);
-        monitor.link = nullptr;
-    }
-    watchMonitored(mailbox, monitor);
+    unwatch(found->second.link->connection());
+    m_links.drop(mailbox, found->second.link);
+    found->second.link = nullptr;
 }
 
+/**
+ * A connection that hangs up says only that it has ended: a process that is dying closes its
+ * sockets one by one. The mailbox has gone when it cannot be reached again. That is not told while
+ * connections wait to be taken: one of them may have what the mailbox sent before.
+ */
 void Mailbox::checkMonitors()
 {
+    if (m_accepting.isOwed())
+        return;
     std::vector<std::uint32_t> unwatched;
     for (const auto& [mailbox, monitor] : m_monitors)
         if (!monitor.link)
             unwatched.push_back(mailbox);
-    std::for_each(unwatched.begin(), unwatched.end(), [&](std::uint32_t id) { checkMonitor(id); });
+    for (const std::uint32_t mailbox : unwatched)
+        watchMonitored(mailbox, m_monitors.at(mailbox));
 }
 
 } // namespace Itc

@@ -1,8 +1,12 @@
 #include "serverFixture.h"
+#include "tests/support/waitUntil.h"
 
+#include <algorithm>
 #include <csignal>
+#include <map>
 #include <memory>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -167,6 +171,43 @@ TEST_F(ServerCommand, ItServesMoreSubscribersThanASoftDescriptorLimitAllows)
         EXPECT_EQ(each->out().line(), "subscribed");
         EXPECT_EQ(each->out().line(), commandAsReceived);
     }
+}
+
+/** The process ids of the subscribers that a server lists. */
+std::set<pid_t> listed(Child& server)
+{
+    server.write("status\n");
+    std::set<pid_t> processes;
+    for (int left = std::stoi(server.out().line().value_or("0")); left > 0; --left)
+        processes.insert(std::stoi(server.out().line().value_or("0")));
+    return processes;
+}
+
+TEST_F(ServerCommand, AtAHardDescriptorLimitItServesThoseItHasTakenAndOthersWhenTheseGo)
+{
+    start(limitedServer("ulimit -n 50"));
+    std::map<pid_t, std::unique_ptr<Child>> waiting;
+    for (int i = 0; i < 30; ++i) {
+        auto each = startSubscriber();
+        waiting.emplace(each->id(), std::move(each));
+    }
+    EXPECT_TRUE(Varnix::Test::waitUntil([&] {
+        type("wait " + std::to_string(std::min<std::size_t>(3, waiting.size())) + " 30");
+        answer();
+        const std::set<pid_t> taken = listed(server());
+        type(command);
+        answer();
+        for (const pid_t process : taken) {
+            const auto subscriber = waiting.find(process);
+            if (subscriber == waiting.end())
+                continue; // it has just gone
+            EXPECT_EQ(subscriber->second->out().line(), "subscribed");
+            EXPECT_EQ(subscriber->second->out().line(), commandAsReceived);
+            waiting.erase(subscriber);
+        }
+        return waiting.empty() || HasFailure();
+    })) << waiting.size()
+        << " were never served";
 }
 
 /** The number in "sent to N subscribers". */
