@@ -7,24 +7,30 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <sys/types.h>
 
 /** What /proc tells of the test's own process. */
 namespace Varnix::Test {
 
-/** How many threads of the process have this name. */
-inline std::size_t threadsNamed(std::string_view name)
+/** The threads of the process that have this name. */
+inline std::vector<pid_t> threadIdsNamed(std::string_view name)
 {
-    std::size_t count = 0;
+    std::vector<pid_t> threads;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream comm(task.path() / "comm"); // unreadable once the thread has ended
         std::string text;
         std::getline(comm, text);
         if (text == name)
-            ++count;
+            threads.push_back(std::stoi(task.path().filename().string()));
     }
-    return count;
+    return threads;
+}
+
+inline std::size_t threadsNamed(std::string_view name)
+{
+    return threadIdsNamed(name).size();
 }
 
 /** Whether a thread of the process sleeps. */

@@ -1,10 +1,14 @@
+#include "database.h"
 #include "registryTest.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 #include "throwingAllocation.h"
 
 #include <atomic>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <thread>
 
 #include <unistd.h>
@@ -100,6 +104,34 @@ TEST_F(Registry, StoresOutliveTheRegistryUnreached)
     DbRegistryImpl::freeInstance();
     EXPECT_EQ(elements<std::uint16_t>(*store, "/who"), Values{1});
     EXPECT_FALSE(isReached(*store));
+}
+
+TEST_F(Registry, HandleHidesNothingAtItsEndButALackOfMemoryForANewRegistry)
+{
+    identities("a_1");
+    const auto drop = [&](AllocationFailure failure) {
+        auto handle = std::make_unique<Varnix::V1::Database>(component(DbBuilder()));
+        DbRegistryImpl::freeInstance();
+        const ThrowingAllocation memory(sizeof(DbRegistryImpl), failure);
+        handle.reset();
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(drop(AllocationFailure::BAD_ALLOC), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(drop(AllocationFailure::LENGTH_ERROR), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(Registry, HandleTakesItsStoreOutOfTheRegistryWithoutAnyMemory)
+{
+    identities("a_1");
+    const Store store = component(DbBuilder().u16("/who", {1}));
+    auto handle = std::make_unique<Varnix::V1::Database>(store);
+    EXPECT_TRUE(isReached(*store));
+    {
+        const ThrowingAllocation memory(1, AllocationFailure::BAD_ALLOC);
+        handle.reset();
+    }
+    EXPECT_FALSE(isReached(*store));
+    EXPECT_EQ(store.use_count(), 1);
 }
 
 TEST_F(Registry, FailedInitDbRegistersNothing)
