@@ -2,6 +2,8 @@
 #define VARNIX_READMOSTLYLOCK_H
 
 #include "forks.h"
+#include "processBarrier.h"
+#include "threadSlot.h"
 
 #include <array>
 #include <atomic>
@@ -20,8 +22,11 @@ namespace Varnix::Backend {
  * for each slot to drain.
  *
  * Why it excludes: a reader counts itself and then looks at the flag; a writer raises the flag and
- * then looks at the counters; all four steps are sequentially consistent. Of any reader and writer,
- * at least one therefore sees the other: the reader steps back, or the writer waits for it.
+ * then looks at the counters. Of any reader and writer, at least one sees the other: the reader
+ * steps back, or the writer waits for it. Where threads share a slot, all four steps are
+ * sequentially consistent. A thread that has a slot alone counts with plain loads and stores, and
+ * the writer has every thread pass a memory barrier between its two steps: the count comes before
+ * the barrier, and the writer sees it, or the look at the flag after it, and the reader sees that.
  *
  * Why a writer gets its turn: once the flag is up no reader enters to stay, so every slot drains as
  * soon as the readers inside have left, whatever others arrive. A reader that leaves while the flag
@@ -40,23 +45,26 @@ public:
 
     void lock_shared()
     {
-        Counter& readers = m_slots[threadSlot()].readers;
-        readers.fetch_add(1);
+        const unsigned slot = ThreadSlot::mine();
+        enter(slot);
         if (m_writing.load() != 0) [[unlikely]]
-            waitForWriter(readers);
+            waitForWriter(slot);
     }
 
-    void unlock_shared() noexcept { leave(m_slots[threadSlot()].readers); }
+    void unlock_shared() noexcept { leave(ThreadSlot::mine()); }
 
     /** Throws std::system_error when the calling thread holds the lock exclusively already. */
     void lock()
     {
         refuseDeadlock();
+        ProcessBarrier::prepare();
         raiseFlag();
         m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
-        for (Slot& slot : m_slots)
-            while (const std::uint32_t inside = slot.readers.load())
-                slot.readers.wait(inside);
+        ProcessBarrier::pass();
+        for (const Line& line : m_lines) {
+            drain(line.alone);
+            drain(line.shared);
+        }
     }
 
     void unlock() noexcept
@@ -68,29 +76,49 @@ public:
 
 private:
     using Counter = std::atomic<std::uint32_t>;
-    static constexpr std::size_t slotCount = 16;
     static constexpr std::size_t cacheLine = 64;
 
-    struct alignas(cacheLine) Slot
+    /** The readers of a slot that is had alone, and those of one that is shared. */
+    struct alignas(cacheLine) Line
     {
-        Counter readers{0};
+        Counter alone{0};
+        Counter shared{0};
     };
 
-    /** Threads take the slots in turn and keep theirs; more threads than slots share some. */
-    static std::size_t threadSlot() noexcept
+    void enter(unsigned slot) noexcept
     {
-        constexpr std::size_t none = slotCount;
-        [[gnu::tls_model("initial-exec")]] static constinit thread_local std::size_t slot = none;
-        if (slot == none) [[unlikely]]
-            slot = s_nextSlot.fetch_add(1, std::memory_order_relaxed) % slotCount;
-        return slot;
+        if (slot < ThreadSlot::count) [[likely]] {
+            Counter& readers = m_lines[slot].alone;
+            readers.store(readers.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        } else
+            m_lines[slot - ThreadSlot::count].shared.fetch_add(1);
     }
 
-    void leave(Counter& readers) noexcept
+    void leave(unsigned slot) noexcept
     {
-        readers.fetch_sub(1);
+        if (slot < ThreadSlot::count) [[likely]] {
+            Counter& readers = m_lines[slot].alone;
+            readers.store(readers.load(std::memory_order_relaxed) - 1, std::memory_order_release);
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        } else
+            m_lines[slot - ThreadSlot::count].shared.fetch_sub(1);
         if (m_writing.load() != 0) [[unlikely]]
-            readers.notify_all();
+            wakeWriter(slot);
+    }
+
+    [[gnu::noinline, gnu::cold]] void wakeWriter(unsigned slot) noexcept
+    {
+        Line& line = m_lines[slot % ThreadSlot::count];
+        Counter& readers = slot < ThreadSlot::count ? line.alone : line.shared;
+        readers.fetch_add(0); // the count is seen before this thread looks for who sleeps
+        readers.notify_all();
+    }
+
+    static void drain(const Counter& readers) noexcept
+    {
+        while (const std::uint32_t inside = readers.load())
+            readers.wait(inside);
     }
 
     /** Waits while another writer has the flag; one that nobody has is taken. */
@@ -116,13 +144,13 @@ private:
         return found != 0;
     }
 
-    void waitForWriter(Counter& readers)
+    [[gnu::noinline, gnu::cold]] void waitForWriter(unsigned slot)
     {
         while (isWriting()) {
-            leave(readers);
+            leave(slot);
             refuseDeadlock();
             m_writing.wait(Forks::generation());
-            readers.fetch_add(1);
+            enter(slot);
         }
     }
 
@@ -132,9 +160,7 @@ private:
             throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     }
 
-    inline static std::atomic<std::size_t> s_nextSlot{0};
-
-    std::array<Slot, slotCount> m_slots{};
+    std::array<Line, ThreadSlot::count> m_lines{};
     /** Raised while a writer waits for readers or is inside: the generation of its process. */
     std::atomic<std::uint32_t> m_writing{0};
     std::atomic<std::thread::id> m_writer{}; ///< whose flag it is, to refuse a second entry

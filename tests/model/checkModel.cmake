@@ -1,5 +1,6 @@
-# Runs one check of the model: cmake -DMODEL=... -DCHECK=exclusion|progress -DSPIN=... -DCC=... -P checkModel.cmake
-set(directory ${CMAKE_CURRENT_BINARY_DIR}/model-${CHECK})
+# Runs one check of the model: cmake -DMODEL=... -DCHECK=exclusion|progress -DALONE=0|1|2
+# -DSPIN=... -DCC=... -P checkModel.cmake
+set(directory ${CMAKE_CURRENT_BINARY_DIR}/model-${CHECK}-${ALONE})
 file(MAKE_DIRECTORY ${directory})
 
 function(run)
@@ -12,11 +13,11 @@ function(run)
 endfunction()
 
 if(CHECK STREQUAL "exclusion")
-  run(${SPIN} -a -DWRITERS=2 ${MODEL})
+  run(${SPIN} -a -DWRITERS=2 -DALONE=${ALONE} ${MODEL})
   run(${CC} -O2 -w -DSAFETY -DNOCLAIM -DCOLLAPSE -o pan pan.c)
   run(./pan -m1000000)
 else()
-  run(${SPIN} -a ${MODEL})
+  run(${SPIN} -a -DALONE=${ALONE} ${MODEL})
   run(${CC} -O2 -w -DNFAIR=3 -DCOLLAPSE -o pan pan.c)
   run(./pan -m1000000 -a -f -N progress)
 endif()

@@ -1,8 +1,11 @@
 /*
  * src/readMostlyLock.h, step by step: every line that ends in a semicolon or stands in an atomic
- * block is one access to shared memory, and all of them are sequentially consistent there too.
+ * block is one access to shared memory, and all of them are sequentially consistent there too, but
+ * for the counts of the readers that have a slot alone: those stay in a buffer of the reader's
+ * processor for as long as it likes, while the reader itself goes on.
  *
- * Two readers share a slot, one has its own, and all come back as long as they like. Checked are
+ * Readers come back as long as they like. As ALONE says, there are three and none has a slot alone,
+ * but two share one; or there are two, and the last has a slot alone; or both have. Checked are
  *   exclusion  no reader and no other writer is inside with a writer (the assertions, with
  *              WRITERS=2), and nobody is left asleep when all others have gone (no process ends
  *              elsewhere than at its end);
@@ -14,11 +17,20 @@
 #ifndef WRITERS
 #define WRITERS 1
 #endif
+#ifndef ALONE
+#define ALONE 0
+#endif
+#if ALONE == 0
 #define READERS 3
+#else
+#define READERS 2
+#endif
 #define SLOTS 2
+#define FIRST_ALONE (READERS - ALONE)
+#define isAlone (id >= FIRST_ALONE)
 #define THREADS (READERS + WRITERS)
 
-byte readers[SLOTS];  /* m_slots[].readers */
+byte readers[SLOTS];  /* m_lines[]: of each slot the one counter that is used */
 byte writing;         /* m_writing: */
 #define NOBODY 0
 #define OURS 1        /* the generation of this process */
@@ -28,6 +40,27 @@ byte writing;         /* m_writing: */
 #define ON_WRITING SLOTS
 #define AWAKE 255
 byte sleepsOn[THREADS] = AWAKE;
+
+/* What a reader's processor has not shown the others yet; two counts are as many as matter. */
+chan unseen[READERS] = [2] of { byte };
+
+/* The processor shows all that it has. */
+inline reveal(reader, slot)
+{
+    do
+    :: nempty(unseen[reader]) -> unseen[reader] ? readers[slot]
+    :: empty(unseen[reader]) -> break
+    od
+}
+
+/* It does so sooner or later anyway. */
+proctype processor(byte reader; byte slot)
+{
+end:
+    do
+    :: unseen[reader] ? readers[slot]
+    od
+}
 
 /* What the checks look at. */
 byte readersInside;
@@ -62,25 +95,67 @@ inline notifyAll(place)
     }
 }
 
+#if ALONE > 0
+inline count(slot, change)
+{
+    if
+    :: isAlone ->
+        own = own + change;
+        unseen[id] ! own
+    :: else ->
+        readers[slot] = readers[slot] + change
+    fi
+}
+
+inline wakeWriter(slot)
+{
+    if
+    :: isAlone -> atomic { reveal(id, slot) }
+    :: else
+    fi;
+    notifyAll(slot)
+}
+#else
+inline count(slot, change)
+{
+    readers[slot] = readers[slot] + change
+}
+
+inline wakeWriter(slot)
+{
+    notifyAll(slot)
+}
+#endif
+
 inline leave(slot)
 {
-    readers[slot]--;
+    count(slot, -1);
     if
-    :: writing != NOBODY -> notifyAll(slot)
+    :: writing != NOBODY -> wakeWriter(slot)
     :: writing == NOBODY
     fi
 }
 
 inline lockShared(slot)
 {
-    readers[slot]++;
+    count(slot, 1);
     do
     :: writing == OURS ->
         leave(slot);
         wait(writing, OURS, ON_WRITING);
-        readers[slot]++
+        count(slot, 1)
     :: atomic { writing == LEFT_BEHIND -> writing = NOBODY; break }
     :: writing == NOBODY -> break
+    od
+}
+
+/* The barrier in every thread: each processor shows what it has, one after the other. */
+inline passBarrier()
+{
+    passed = FIRST_ALONE;
+    do
+    :: passed < READERS -> atomic { reveal(passed, passed); passed++ }
+    :: else -> passed = 0; break
     od
 }
 
@@ -96,6 +171,9 @@ inline raiseFlag()
 inline lock()
 {
     raiseFlag();
+#if ALONE > 0
+    passBarrier();
+#endif
     slot = 0;
     do
     :: slot < SLOTS ->
@@ -117,7 +195,7 @@ inline unlock()
 
 proctype reader(byte id; byte slot)
 {
-    byte sleeper;
+    byte sleeper, own;
     do
     :: lockShared(slot);
        atomic { readersInside++; assert(writersInside == 0) };
@@ -129,7 +207,7 @@ proctype reader(byte id; byte slot)
 
 proctype writer(byte id)
 {
-    byte sleeper, slot, inside;
+    byte sleeper, slot, inside, passed;
     do
     :: wants = true;
        lock();
@@ -148,8 +226,15 @@ init
         :: writing = LEFT_BEHIND
         fi;
         run reader(0, 0);
-        run reader(1, 0);
-        run reader(2, 1);
+        run reader(1, 1);
+#if ALONE == 0
+        run reader(2, 0);
+#else
+        run processor(1, 1);
+#endif
+#if ALONE == 2
+        run processor(0, 0);
+#endif
         run writer(READERS);
 #if WRITERS > 1
         run writer(READERS + 1)
