@@ -26,7 +26,9 @@ DbRegistryImpl* registryUnlessNoMemory() noexcept
 DatabaseIf::~DatabaseIf() = default;
 
 Database::Database(const std::shared_ptr<DatabaseImpl>& db)
-    : m_db(db), m_prodDb(DbRegistryImpl::getInstance()->getProdDb())
+    : m_db(db), m_prodDb(DbRegistryImpl::getInstance()->getProdDb()),
+      m_first(m_db->hidesKeysOf(m_prodDb) ? *m_db : *m_prodDb),
+      m_second(&m_first == m_db.get() ? *m_prodDb : *m_db)
 {
 }
 
@@ -48,13 +50,20 @@ DatabaseIf::RetCode Database::convertRetCode(DatabaseImpl::ResultCode result) co
     }
 }
 
+/** Apart from the first look, which then keeps nothing for it. */
+template <typename Output>
+DatabaseImpl::ResultCode Database::readSecond(const Backend::ParamKey& key, Output& output) const
+{
+    return m_second.find(key, output);
+}
+
 template <typename Output>
 DatabaseIf::RetCode Database::read(const std::string& key, Output& output) const
 {
     const Backend::ParamKey paramKey(key);
-    DatabaseImpl::ResultCode result = m_prodDb->find(paramKey, output);
-    if (result == DatabaseImpl::ResultCode::NOT_FOUND)
-        result = m_db->find(paramKey, output);
+    DatabaseImpl::ResultCode result = m_first.findShown(paramKey, output);
+    if (result == DatabaseImpl::ResultCode::NOT_FOUND) [[unlikely]]
+        result = readSecond(paramKey, output);
     return convertRetCode(result);
 }
 

@@ -9,7 +9,13 @@
 
 namespace Varnix::V1 {
 
-/** A client's handle: one component's store with the production store in front of it. */
+/**
+ * A client's handle: one component's store with the production store in front of it.
+ *
+ * The component's store knows which of its keys the production store hides, so it is asked first: a
+ * key that it shows takes one look. If it was made beside another production store, that of the
+ * handle is asked first.
+ */
 class Database final : public DatabaseIf
 {
 public:
@@ -33,8 +39,14 @@ private:
     template <typename Output>
     RetCode read(const std::string& key, Output& output) const;
 
+    template <typename Output>
+    [[gnu::noinline]] Backend::DatabaseImpl::ResultCode readSecond(const Backend::ParamKey& key,
+                                                                   Output& output) const;
+
     std::shared_ptr<Backend::DatabaseImpl> m_db;
     std::shared_ptr<Backend::DatabaseImpl> m_prodDb;
+    const Backend::DatabaseImpl& m_first; ///< of the two above
+    const Backend::DatabaseImpl& m_second;
 };
 
 } // namespace Varnix::V1

@@ -140,6 +140,12 @@ bool DatabaseImpl::store(const DbRecord& record)
     return true;
 }
 
+void DatabaseImpl::hideKeysOf(const std::shared_ptr<const DatabaseImpl>& production)
+{
+    m_params.forEachKeyOf(production->m_params, [](DbParam_t& param) { param.hidden = true; });
+    m_hiding = production;
+}
+
 template <typename T>
 DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator entry,
                                             std::vector<T>& values) const
@@ -171,7 +177,8 @@ bool DatabaseImpl::readStringParam(ParamTable::const_iterator entry, std::string
     const DbParam_t& param = entry->value;
     if (param.type != TypeOfData_t::CHAR)
         return false;
-    text.resize(byteCount(param)); // a size that stays costs nothing, unlike an assignment
+    if (text.size() != byteCount(param)) // a size that stays costs nothing
+        text.resize(byteCount(param));
     textOf(param).copy(text.data(), text.size());
     return true;
 }
@@ -183,60 +190,15 @@ DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator entry,
     return readStringParam(entry, text) ? ResultCode::SUCCESS : ResultCode::WRONG_TYPE;
 }
 
-DatabaseImpl::ResultCode DatabaseImpl::find(const ParamKey& key,
+DatabaseImpl::ResultCode DatabaseImpl::read(ParamTable::const_iterator entry,
                                             std::vector<std::string>& words) const
 {
     words.clear();
     std::string text;
-    const ResultCode result = find(key, text);
+    const ResultCode result = read(entry, text);
     if (result == ResultCode::SUCCESS)
         words = DBUtils::tokenize(text, " ");
     return result;
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
-                                           std::vector<unsigned int>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
-                                           std::vector<unsigned short>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
-                                           std::vector<unsigned char>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::vector<int>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::vector<short>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
-                                           std::vector<signed char>& values) const
-{
-    return find(ParamKey(key), values);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key,
-                                           std::vector<std::string>& words) const
-{
-    return find(ParamKey(key), words);
-}
-
-DatabaseImpl::ResultCode DatabaseImpl::get(const std::string& key, std::string& text) const
-{
-    return find(ParamKey(key), text);
 }
 
 void DatabaseImpl::updateDb(const std::string& key, const std::string& value, bool append)

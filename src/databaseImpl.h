@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ public:
         unsigned char* data = nullptr; ///< owned by the store; as in the file, so big-endian
         std::uint32_t length = 0;      ///< in bytes
         TypeOfData_t type = TypeOfData_t::UNDEFINED;
+        bool hidden = false; ///< the production database holds the key too
     };
 
     using ParamTable = KeyTable<DbParam_t>;
@@ -57,24 +59,68 @@ public:
      * The parameter's type must be that of the output; otherwise, and where there is no such key,
      * the output stays as it was. Only the list of words is empty then.
      * @{ */
-    ResultCode get(const std::string& key, std::vector<unsigned int>& values) const;
-    ResultCode get(const std::string& key, std::vector<unsigned short>& values) const;
-    ResultCode get(const std::string& key, std::vector<unsigned char>& values) const;
-    ResultCode get(const std::string& key, std::vector<int>& values) const;
-    ResultCode get(const std::string& key, std::vector<short>& values) const;
-    ResultCode get(const std::string& key, std::vector<signed char>& values) const;
-    ResultCode get(const std::string& key, std::vector<std::string>& words) const;
-    ResultCode get(const std::string& key, std::string& text) const;
+    ResultCode get(const std::string& key, std::vector<unsigned int>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<unsigned short>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<unsigned char>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<int>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<short>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<signed char>& values) const
+    {
+        return find(ParamKey(key), values);
+    }
+    ResultCode get(const std::string& key, std::vector<std::string>& words) const
+    {
+        return find(ParamKey(key), words);
+    }
+    ResultCode get(const std::string& key, std::string& text) const
+    {
+        return find(ParamKey(key), text);
+    }
     /** @} */
 
     /** The same reads with a key that is hashed once, for whoever asks several stores. */
     template <typename Output>
     ResultCode find(const ParamKey& key, Output& output) const
     {
-        const auto found = m_params.find(key);
-        return found != m_params.end() ? read(found, output) : ResultCode::NOT_FOUND;
+        const auto* const found = m_params.find(key);
+        return found != nullptr ? read(found, output) : absent(output);
     }
-    ResultCode find(const ParamKey& key, std::vector<std::string>& words) const;
+
+    /** The same where a hidden key counts as absent. */
+    template <typename Output>
+    ResultCode findShown(const ParamKey& key, Output& output) const
+    {
+        const auto* const found = m_params.find(key);
+        const bool shown = found != nullptr && !found->value.hidden;
+        return shown ? read(found, output) : absent(output);
+    }
+
+    /**
+     * Hides the keys that `production` holds too. No store gets a key afterwards, so that a key
+     * which this one shows need not be looked for in `production`. Takes no lock.
+     */
+    void hideKeysOf(const std::shared_ptr<const DatabaseImpl>& production);
+
+    /** Whether the hidden keys are those of `production`, the same store. */
+    bool hidesKeysOf(const std::shared_ptr<const DatabaseImpl>& production) const noexcept
+    {
+        return production && m_hiding.lock() == production;
+    }
 
     /**
      * Copies the text of a table's entry. False, with `text` as it was, if the entry is no text.
@@ -116,6 +162,18 @@ private:
     template <typename T>
     ResultCode read(ParamTable::const_iterator entry, std::vector<T>& values) const;
     ResultCode read(ParamTable::const_iterator entry, std::string& text) const;
+    ResultCode read(ParamTable::const_iterator entry, std::vector<std::string>& words) const;
+
+    template <typename Output>
+    static ResultCode absent(Output&) noexcept
+    {
+        return ResultCode::NOT_FOUND;
+    }
+    static ResultCode absent(std::vector<std::string>& words) noexcept
+    {
+        words.clear();
+        return ResultCode::NOT_FOUND;
+    }
 
     void write(const std::string& key, const WriteValues& values, unsigned char index);
     bool mayWrite(const DbParam_t& param, const WriteValues& values, unsigned char index) const;
@@ -125,6 +183,7 @@ private:
     mutable ReadMostlyLock m_lock;
     ParamTable m_params;
     PublishedStore m_published;
+    std::weak_ptr<const DatabaseImpl> m_hiding; ///< whose keys are hidden here
 };
 
 } // namespace Varnix::Backend

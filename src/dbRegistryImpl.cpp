@@ -4,6 +4,7 @@
 #include "dbUtils.h"
 #include "forks.h"
 #include "itc_communication.h"
+#include "processBarrier.h"
 #include "selection.h"
 #include "signalsBlocked.h"
 #include "textValues.h"
@@ -17,6 +18,7 @@
 #include <variant>
 
 #include <pthread.h>
+#include <sys/single_threaded.h>
 
 namespace Varnix::Backend {
 
@@ -122,6 +124,8 @@ DbRegistryImpl::DbRegistryImpl() : m_prodDb(std::make_shared<DatabaseImpl>())
     m_prodDb->describe({});
     Publication::begin();
     Publication::add(m_prodDb->published());
+    if (__libc_single_threaded != 0)
+        ProcessBarrier::prepare(); // costs nothing as long as there is no other thread
     if (!processEnds)
         startSubscription();
 }
@@ -223,6 +227,7 @@ std::shared_ptr<DatabaseImpl> DbRegistryImpl::initDb(const std::string& configFi
         if (!loadFile(configFile, path, *db))
             return nullptr;
 
+    db->hideKeysOf(m_prodDb);
     db->describe(configFile);
     const SignalsBlocked unforked; // the lock does not survive a handler that forks
     const std::unique_lock lock(m_databasesMutex);

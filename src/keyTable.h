@@ -19,6 +19,10 @@ struct ParamKey
     template <typename Text>
     requires std::convertible_to<const Text&, std::string_view> ParamKey(const Text& key)
     noexcept : text(key), hash(static_cast<std::uint32_t>(std::hash<std::string_view>()(text))) {}
+    ParamKey(std::string_view keyText, std::uint32_t keyHash) noexcept
+        : text(keyText), hash(keyHash)
+    {
+    }
 
     std::string_view text;
     std::uint32_t hash;
@@ -55,38 +59,59 @@ public:
     const_iterator begin() const noexcept { return m_entries.data(); }
     const_iterator end() const noexcept { return begin() + size(); }
 
-    /** The key's entry, or end(). */
-    const_iterator find(const ParamKey& key) const noexcept
+    /** The key's entry, or null. */
+    const Entry* find(const ParamKey& key) const noexcept
     {
-        const Slot number = numberOf(key);
-        return number != 0 ? begin() + number - 1 : end();
+        for (std::size_t i = key.hash & m_mask; m_slots[i] != emptySlot; i = (i + 1) & m_mask) {
+            if (((m_slots[i] ^ key.hash) & ~m_mask) != 0)
+                continue;
+            const Entry& entry = m_entries[(m_slots[i] & m_mask) - 1];
+            if (entry.key() == key.text)
+                return &entry;
+        }
+        return nullptr;
     }
 
     /** The key's value, or null. */
     Value* findValue(const ParamKey& key) noexcept
     {
-        const Slot number = numberOf(key);
-        return number != 0 ? &m_entries[number - 1].value : nullptr;
+        const Entry* const entry = find(key);
+        return entry != nullptr ? &m_entries[static_cast<std::size_t>(entry - begin())].value
+                                : nullptr;
     }
 
     /** The key's value, made first if there is none. Later insertions may move it. */
     Value& findOrInsert(const ParamKey& key)
     {
+        if (Value* const value = findValue(key))
+            return *value;
         if (size() + 1 > m_slots.size() / slotsPerEntry)
             rehash(m_slots.size() * 2);
-        Slot& slot = m_slots[slotOf(key.text, key.hash)];
-        if (slot == emptySlot) {
-            const auto length = static_cast<std::uint32_t>(key.text.size());
-            m_entries.push_back({copyOf(key.text), length, key.hash, Value()});
-            slot = slotFor(key.hash, size());
+        const auto length = static_cast<std::uint32_t>(key.text.size());
+        m_entries.push_back({copyOf(key.text), length, key.hash, Value()});
+        fillSlot(key.hash, size());
+        return m_entries.back().value;
+    }
+
+    /** Calls `act` with the value of every key that `other` holds too. */
+    template <typename Act>
+    void forEachKeyOf(const KeyTable& other, const Act& act)
+    {
+        if (other.size() < size()) {
+            for (const Entry& entry : other)
+                if (Value* const value = findValue({entry.key(), entry.hash}))
+                    act(*value);
+            return;
         }
-        return m_entries[(slot & mask()) - 1].value;
+        for (Entry& entry : m_entries)
+            if (other.find({entry.key(), entry.hash}) != nullptr)
+                act(entry.value);
     }
 
     /** Starts to fetch what a look for the key reads first. */
     void prefetch(const ParamKey& key) const noexcept
     {
-        __builtin_prefetch(&m_slots[key.hash & mask()]);
+        __builtin_prefetch(&m_slots[key.hash & m_mask]);
     }
 
     /** Makes room for `count` entries in all. */
@@ -102,39 +127,21 @@ private:
     static constexpr Slot emptySlot = 0;
     static constexpr std::size_t slotsPerEntry = 2;
 
-    /** The bits of a hash that choose a slot, and those of a slot that number an entry. */
-    Slot mask() const noexcept { return static_cast<Slot>(m_slots.size() - 1); }
-
-    Slot slotFor(std::uint32_t hash, std::size_t number) const noexcept
+    /** Leads to the entry of that number, counted from 1, from the first slot that is empty. */
+    void fillSlot(std::uint32_t hash, std::size_t number) noexcept
     {
-        return (hash & ~mask()) | static_cast<Slot>(number);
-    }
-
-    /** The key's entry, counted from 1, or 0. */
-    Slot numberOf(const ParamKey& key) const noexcept
-    {
-        return m_slots[slotOf(key.text, key.hash)] & mask();
-    }
-
-    /** Where the key is, or else where it would have to be put. */
-    std::size_t slotOf(std::string_view key, std::uint32_t hash) const noexcept
-    {
-        std::size_t i = hash & mask();
-        for (; m_slots[i] != emptySlot; i = (i + 1) & mask()) {
-            const bool likely = ((m_slots[i] ^ hash) & ~mask()) == 0;
-            if (likely && m_entries[(m_slots[i] & mask()) - 1].key() == key)
-                break;
-        }
-        return i;
+        std::size_t i = hash & m_mask;
+        while (m_slots[i] != emptySlot)
+            i = (i + 1) & m_mask;
+        m_slots[i] = (hash & ~m_mask) | static_cast<Slot>(number);
     }
 
     void rehash(std::size_t slots)
     {
         m_slots.assign(slots, emptySlot);
-        for (std::size_t number = 1; number <= size(); ++number) {
-            const Entry& entry = m_entries[number - 1];
-            m_slots[slotOf(entry.key(), entry.hash)] = slotFor(entry.hash, number);
-        }
+        m_mask = static_cast<Slot>(slots - 1);
+        for (std::size_t number = 1; number <= size(); ++number)
+            fillSlot(m_entries[number - 1].hash, number);
     }
 
     /** The text in memory of the table's own. */
@@ -146,6 +153,8 @@ private:
     }
 
     std::vector<Slot> m_slots = std::vector<Slot>(slotsPerEntry);
+    /** The bits of a hash that choose a slot, and those of a slot that number an entry. */
+    Slot m_mask = slotsPerEntry - 1;
     std::vector<Entry> m_entries;
     std::pmr::monotonic_buffer_resource m_texts;
 };

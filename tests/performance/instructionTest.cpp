@@ -85,22 +85,22 @@ void expectCount(double counted, double expected)
 
 TEST_F(Instructions, OfReadingFourNumbers)
 {
-    expectCount(perRead("U32x4"), 283);
+    expectCount(perRead("U32x4"), 241);
 }
 
 TEST_F(Instructions, OfReadingAShortText)
 {
-    expectCount(perRead("text24"), 247);
+    expectCount(perRead("text24"), 237);
 }
 
 TEST_F(Instructions, OfReadingAKibibyteOfBytes)
 {
-    expectCount(perRead("U8x1024"), 354);
+    expectCount(perRead("U8x1024"), 331);
 }
 
 TEST_F(Instructions, OfReadingAKibibyteOfWords)
 {
-    expectCount(perRead("U16x512"), 461);
+    expectCount(perRead("U16x512"), 372);
 }
 
 TEST_F(Instructions, OfLoadingARecord)

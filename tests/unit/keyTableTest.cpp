@@ -1,5 +1,6 @@
 #include "keyTable.h"
 
+#include <algorithm>
 #include <numeric>
 #include <string>
 #include <string_view>
@@ -45,8 +46,8 @@ protected:
 
     int valueOf(const ParamKey& key) const
     {
-        const auto entry = table.find(key);
-        return entry != table.end() ? entry->value : -1;
+        const auto* const entry = table.find(key);
+        return entry != nullptr ? entry->value : -1;
     }
 
     std::vector<std::string> keysInOrder() const
@@ -71,8 +72,8 @@ TEST_F(KeyTables, AnEmptyTableHoldsNoKey)
 {
     EXPECT_EQ(table.size(), 0U);
     EXPECT_EQ(table.begin(), table.end());
-    EXPECT_EQ(table.find("/a"), table.end());
-    EXPECT_EQ(table.find(""), table.end());
+    EXPECT_EQ(table.find("/a"), nullptr);
+    EXPECT_EQ(table.find(""), nullptr);
     EXPECT_EQ(table.findValue("/a"), nullptr);
 }
 
@@ -81,7 +82,7 @@ TEST_F(KeyTables, ReservingMakesNoEntry)
     table.reserve(100);
 
     EXPECT_EQ(table.size(), 0U);
-    EXPECT_EQ(table.find("/a"), table.end());
+    EXPECT_EQ(table.find("/a"), nullptr);
 }
 
 TEST_F(KeyTables, ANewKeyHasTheValueOfNothing)
@@ -125,7 +126,7 @@ TEST_F(KeyTables, EveryKeyIsFoundWhileTheTableGrows)
     for (int number = 0; number < 300; ++number) {
         fill(number, number + 1);
         ASSERT_THAT(found(number + 1), ElementsAreArray(numbersTo(number + 1)));
-        ASSERT_EQ(table.find(nameOf(number + 1)), table.end());
+        ASSERT_EQ(table.find(nameOf(number + 1)), nullptr);
     }
     EXPECT_EQ(table.size(), 300U);
 }
@@ -255,12 +256,38 @@ TEST_F(KeyTables, HashesAtBothEndsOfTheirRangeServe)
     EXPECT_EQ(valueOf(hashed("/a", greatest)), -1);
 }
 
+TEST_F(KeyTables, KeysOfAnotherTableAreFoundWhicheverIsTheLarger)
+{
+    for (const int others : {1, 5, 50}) {
+        KeyTable<int> other;
+        for (int number = 0; number < others; ++number)
+            other.findOrInsert(nameOf(2 * number)) = -1; // the even ones, beyond the table too
+        KeyTable<int> five;
+        for (int number = 0; number < 5; ++number)
+            five.findOrInsert(nameOf(number)) = number;
+
+        std::vector<int> met;
+        five.forEachKeyOf(other, [&](int& value) {
+            met.push_back(value);
+            value = 100;
+        });
+
+        std::vector<int> expected = {0, 2, 4};
+        expected.resize(std::min(expected.size(), static_cast<std::size_t>(others)));
+        EXPECT_THAT(met, testing::UnorderedElementsAreArray(expected)) << others;
+        for (int number = 0; number < 5; ++number) {
+            const bool isMet = std::find(met.begin(), met.end(), number) != met.end();
+            EXPECT_EQ(*five.findValue(nameOf(number)), isMet ? 100 : number);
+        }
+    }
+}
+
 TEST_F(KeyTables, PrefetchingAKeyMakesNoEntry)
 {
     table.prefetch("/a");
 
     EXPECT_EQ(table.size(), 0U);
-    EXPECT_EQ(table.find("/a"), table.end());
+    EXPECT_EQ(table.find("/a"), nullptr);
 }
 
 } // namespace

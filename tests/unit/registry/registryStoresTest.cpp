@@ -97,6 +97,36 @@ TEST_F(Registry, RemovingTheProductionStoreChangesNothing)
     EXPECT_TRUE(isReached(*store));
 }
 
+TEST_F(Registry, HandleBesideALaterProductionDatabaseAsksThatOneFirst)
+{
+    const auto production = [&](const std::string& key) {
+        m_node.production(
+            DbBuilder().text("/componentConfigId", "a_1").u16(key, {7}).u16("/always", {7}));
+        DbRegistryImpl::freeInstance();
+    };
+    production("/before");
+    const Store store = component(
+        DbBuilder().u16("/before", {1}).u16("/after", {1}).u16("/always", {1}).u16("/never", {1}));
+    const auto valueOf = [](const Varnix::V1::DatabaseIf& handle, const std::string& key) {
+        Values values;
+        handle.get(key, values);
+        return values;
+    };
+    {
+        const Varnix::V1::Database handle(store);
+        EXPECT_EQ(valueOf(handle, "/before"), Values{7});
+        EXPECT_EQ(valueOf(handle, "/after"), Values{1});
+        EXPECT_EQ(valueOf(handle, "/always"), Values{7});
+        EXPECT_EQ(valueOf(handle, "/never"), Values{1});
+    }
+    production("/after");
+    const Varnix::V1::Database handle(store);
+    EXPECT_EQ(valueOf(handle, "/before"), Values{1});
+    EXPECT_EQ(valueOf(handle, "/after"), Values{7});
+    EXPECT_EQ(valueOf(handle, "/always"), Values{7});
+    EXPECT_EQ(valueOf(handle, "/never"), Values{1});
+}
+
 TEST_F(Registry, StoresOutliveTheRegistryUnreached)
 {
     identities("a_1");
