@@ -73,6 +73,21 @@ TEST_F(Usage, WrongUsageOfASubcommandPointsToItsHelp)
     EXPECT_THAT(varnix({"unknown"}).err, EndsWith("\nTry varnix --help.\n"));
 }
 
+TEST_F(Usage, AWrongWordIsNamedWithTheNearestRightOne)
+{
+    EXPECT_EQ(varnix({"dmup", "a"}).err,
+              "varnix: there is no subcommand \"dmup\"; did you mean \"dump\"?\n"
+              "Try varnix --help.\n");
+    EXPECT_EQ(varnix({"--verison"}).err,
+              "varnix: there is no varnix option \"--verison\"; did you mean \"--version\"?\n"
+              "Try varnix --help.\n");
+    EXPECT_EQ(varnix({"explain", "node.cfg", "--identiy=unit_1"}).err,
+              "varnix: there is no explain option \"--identiy\"; did you mean \"--identity\"?\n"
+              "Try varnix explain --help.\n");
+    EXPECT_THAT(varnix({"dump", "a", "b"}).err, HasSubstr("not expected: b\n"));
+    EXPECT_THAT(varnix({"dump", "--\x1b[2J"}).err, HasSubstr("--\\x1b[2J"));
+}
+
 TEST_F(Usage, WrongUsageWithJsonIsADocumentToo)
 {
     const ProcessResult result = varnix({"dump", "--json"});

@@ -1,6 +1,7 @@
 #include "command.h"
 #include "dbfile/shown.h"
 #include "document.h"
+#include "usage.h"
 #include "words.h"
 
 #include <algorithm>
@@ -20,13 +21,6 @@ namespace {
 
 using Varnix::Tool::Failure;
 using Varnix::Tool::Status;
-
-/** The command line that shows the help for what was meant. */
-std::string helpFor(const CLI::App& app)
-{
-    const std::vector<CLI::App*> named = app.get_subcommands();
-    return app.get_name() + (named.empty() ? "" : ' ' + named.front()->get_name()) + " --help";
-}
 
 /** The parser's message, in which words of the command line are as they were given. */
 std::string shownLines(std::string_view text)
@@ -84,7 +78,8 @@ Status run(int argc, char** argv)
             return Status::DONE;
         }
         return fail(Status::WRONG_USAGE,
-                    "varnix: " + shownLines(error.what()) + "\nTry " + helpFor(app) + '.',
+                    "varnix: " + shownLines(Varnix::Tool::wrongUsage(app, error, line)) + "\nTry " +
+                        Varnix::Tool::helpFor(app) + '.',
                     asDocument);
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
