@@ -63,10 +63,10 @@ public:
     /** Makes the node's production database of the identity and these. */
     void writeProduction(const std::vector<Parameters>& parameters) const;
 
-    /** Writes a database file of its own and answers its path. */
+    /** Writes a database file of its own and returns its path. */
     std::string writeDatabase(const std::string& name, const Parameters& parameters) const;
 
-    /** Writes a configuration file that lists the files; answers its path. */
+    /** Writes a configuration file that lists the files; returns its path. */
     std::string writeConfig(const std::string& name, const std::vector<std::string>& files) const;
 
 private:

@@ -13,7 +13,7 @@
 
 /**
  * How reads are measured, whoever answers them. A reader is a callable that is given a key, copies
- * its value out and answers the value's first byte; each thread makes its own.
+ * its value out and returns the value's first byte; each thread makes its own.
  */
 namespace Varnix::Bench {
 

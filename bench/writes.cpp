@@ -68,7 +68,7 @@ public:
     Readers(const Readers&) = delete;
     Readers& operator=(const Readers&) = delete;
 
-    /** Ends them and answers how many reads there were. */
+    /** Ends them and returns how many reads there were. */
     std::size_t end()
     {
         m_ended = true;

@@ -107,7 +107,7 @@ class Varnix(Store):
 
 
 class Hwdb(Store):
-    """Reads only where the system's database stands, so it gets a root directory of its own."""
+    """Reads only where the system's database is, so it gets a root directory of its own."""
 
     name = "systemd, `systemd-hwdb query`"
 

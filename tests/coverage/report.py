@@ -67,7 +67,7 @@ def table(counts):
 
 
 def results(path):
-    # Behind the name stands what the case was given, an address for one.
+    # After the name comes what the case was given, an address for one.
     return {case.get("name").partition("  # ")[0]: case.get("status")
             for case in ElementTree.parse(path).iter("testcase")}
 

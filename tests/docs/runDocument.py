@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the examples of a document and compares what they print.
 
-A literal block stands between lines of three backquotes; in a header, inside a comment, each line behind
+A literal block is between lines of three backquotes; in a header, inside a comment, each line after
 an asterisk. It is one of three things:
 
 - a file, if the line before it ends with the file's name as in "`name`:" or "*name*:".
@@ -11,7 +11,7 @@ an asterisk. It is one of three things:
   only with --root.
 - anything else is not run here; compileExamples.py says what it may be.
 
-The documents are run one behind the other in an empty directory, as one session.
+The documents are run one after the other in an empty directory, as one session.
 """
 
 import argparse

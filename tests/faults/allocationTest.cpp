@@ -27,7 +27,7 @@ enum class Ending
 /**
  * Runs `operation` with the first allocation failing, then the second, and so on until none fails,
  * once with only that one failing and once with all that follow it; `check` runs after each, with
- * memory again. Answers how many failures there were.
+ * memory again. Returns how many failures there were.
  */
 template <typename Operation, typename Check>
 std::size_t failEach(const Operation& operation, const Check& check)

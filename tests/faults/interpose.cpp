@@ -158,7 +158,7 @@ int rename(const char* from, const char* to) noexcept
     return pass("rename", real, from, to);
 }
 
-/** Answers its error. */
+/** Returns its error. */
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
                    void* argument) noexcept
 {

@@ -78,7 +78,7 @@ protected:
                 openDescriptors() - start.descriptors};
     }
 
-    /** A round under a fault, then one that must go well. Answers whether anything failed. */
+    /** A round under a fault, then one that must go well. Returns whether anything failed. */
     template <typename Failure, typename... Arguments>
     bool faultAndRecovery(const std::string& what, Arguments... arguments)
     {

@@ -75,7 +75,7 @@ protected:
             << " " << last.out << last.err;
     }
 
-    /** Runs the server with the `first` such call failing; answers whether there was one. */
+    /** Runs the server with the `first` such call failing; returns whether there was one. */
     bool strike(const Fault& fault, std::size_t first)
     {
         const ProcessResult result = runServer(m_report.environment(fault, first));

@@ -66,7 +66,7 @@ protected:
         return run(command, {.directory = m_node / "", .environment = std::move(environment)});
     }
 
-    /** Runs the tool with the `first` such call failing; answers whether there was one. */
+    /** Runs the tool with the `first` such call failing; returns whether there was one. */
     bool strike(const Fault& fault, std::size_t first)
     {
         reset();

@@ -31,7 +31,7 @@ std::string bytesOf(const Frame& frame)
     return bytes.append(reinterpret_cast<const char*>(frame.message.data()), frame.message.size());
 }
 
-/** The whole frames at the beginning of `stream`, one behind the other. */
+/** The whole frames at the beginning of `stream`, one after the other. */
 std::string wholeFrames(std::string_view stream)
 {
     std::string frames;

@@ -91,7 +91,7 @@ void mutateRecords(std::vector<DbFile::Record>& records, Random& random)
     }
 }
 
-/** Mutates what the file says: its records, seldom what stands around them. */
+/** Mutates what the file says: its records, seldom what is around them. */
 std::string mutateStructure(std::string_view image, Random& random)
 {
     DbFile::Database database = DbFile::decode(image);

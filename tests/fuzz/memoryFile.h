@@ -19,7 +19,7 @@ public:
 
     const std::string& path() const noexcept { return m_path; }
 
-    /** Its offset stands behind the content. */
+    /** Its offset is after the content. */
     int descriptor() const noexcept { return m_file.get(); }
 
 private:

@@ -9,7 +9,7 @@ namespace Varnix::Fuzz {
 /**
  * Whether a shell pattern matches the whole of a text in the C locale, said without fnmatch.
  *
- * Knows "*", "?", brackets with negation and ranges, and the backslash. Answers nothing where POSIX
+ * Knows "*", "?", brackets with negation and ranges, and the backslash. Returns nothing where POSIX
  * leaves the meaning open or to the locale: a bracket that does not close, a range that runs
  * backwards, classes, collating symbols, a backslash at the end.
  */

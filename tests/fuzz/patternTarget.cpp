@@ -1,6 +1,6 @@
 /**
  * Patterns against identities: a match is what an independent matcher says, and the files that the
- * entries select are those of every entry that matches, each where it stands first.
+ * entries select are those of every entry that matches, each where it occurs first.
  *
  * The first line holds the identities; every other one an entry: its component_id, its revision and
  * its files, with one blank between them.

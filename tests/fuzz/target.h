@@ -27,7 +27,7 @@ inline std::string_view viewOf(const std::uint8_t* data, std::size_t size) noexc
     return {reinterpret_cast<const char*>(data), size};
 }
 
-/** Cuts what stands before the first line feed off `text`, and the line feed. */
+/** Cuts what is before the first line feed off `text`, and the line feed. */
 inline std::string_view cutLine(std::string_view& text) noexcept
 {
     const std::string_view line = text.substr(0, text.find('\n'));

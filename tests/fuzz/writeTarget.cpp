@@ -227,7 +227,7 @@ Words countedWords(char kind, const Words& packed)
     return {packed.begin(), packed.end() - static_cast<std::ptrdiff_t>(left)};
 }
 
-/** Hands the message over; answers whether that threw. */
+/** Hands the message over; returns whether that threw. */
 bool deliver(Itc_communication& channel, DbRegistryImpl* registry, Message message)
 {
     try {

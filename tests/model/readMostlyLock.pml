@@ -1,5 +1,5 @@
 /*
- * src/readMostlyLock.h, step by step: every line that ends in a semicolon or stands in an atomic
+ * src/readMostlyLock.h, step by step: every line that ends in a semicolon or is in an atomic
  * block is one access to shared memory, and all of them are sequentially consistent there too, but
  * for the counts of the readers that have a slot alone: those stay in a buffer of the reader's
  * processor for as long as it likes, while the reader itself goes on.

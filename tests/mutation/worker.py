@@ -119,7 +119,7 @@ def processor_time(pid):
 
 
 def ends(process):
-    """Waits for a process; answers whether it ends by itself."""
+    """Waits for a process; returns whether it ends by itself."""
     begin = moved = time.monotonic()
     spent = 0
     while process.poll() is None:

@@ -11,7 +11,7 @@ __attribute__((visibility("default"))) std::uint32_t openMailbox()
     return __itc_create_mailbox("of a passing library", 0, "", 0);
 }
 
-/** Sends itself a message and receives it; answers its number. */
+/** Sends itself a message and receives it; returns its number. */
 __attribute__((visibility("default"))) std::uint32_t exchange()
 {
     itc_msg* message = __itc_alloc(64, 7, "", 0);

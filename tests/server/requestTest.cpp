@@ -43,7 +43,7 @@ protected:
     }
     static std::uint32_t answerNumber() { return receive()->msgno; }
 
-    /** Connects as the library does and answers the reference. */
+    /** Connects as the library does and returns the reference. */
     std::uint32_t connect() const
     {
         send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, protocolVersion, 0});

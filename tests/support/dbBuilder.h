@@ -30,7 +30,7 @@ public:
 
     /** Any record: every tag, key, type and data. */
     DbBuilder& record(DbFile::Record record);
-    /** The covered bytes behind the records; without this, ten zero bytes. */
+    /** The covered bytes after the records; without this, ten zero bytes. */
     DbBuilder& tail(std::string bytes);
     DbBuilder& reserved(std::string fourBytes);
     DbBuilder& unchecked(std::string twoBytes);
@@ -62,7 +62,7 @@ void setLength(std::string& image, std::uint32_t length);
  */
 std::string imageOf(std::uint32_t length, std::string_view bytes);
 
-/** A file with a right checksum that no store takes: behind "/a" a record says 16 MB of data. */
+/** A file with a right checksum that no store takes: after "/a" a record says 16 MB of data. */
 std::string imageThatReachesOutside();
 
 /** A file with a right checksum whose "/b" is a text that takes its unchecked bytes too. */

@@ -16,7 +16,7 @@ using Bytes = std::vector<unsigned char>;
 
 inline void append(Bytes& bytes, const void* data, std::size_t size)
 {
-    // Not insert(): g++ 12 sees it write behind a small vector's end when it optimises.
+    // Not insert(): g++ 12 sees it write past a small vector's end when it optimises.
     const std::size_t end = bytes.size();
     bytes.resize(end + size);
     std::memcpy(bytes.data() + end, data, size);

@@ -41,10 +41,10 @@ public:
     /** Takes the production database out of the environment. */
     static void noProduction();
 
-    /** Writes a database file and answers its path. */
+    /** Writes a database file and returns its path. */
     std::string database(const std::string& name, const DbBuilder& builder) const;
 
-    /** Writes a configuration file and answers its path. */
+    /** Writes a configuration file and returns its path. */
     std::string configuration(const std::string& name,
                               const std::vector<ConfigEntry>& entries) const;
 

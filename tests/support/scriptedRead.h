@@ -24,7 +24,7 @@ struct ReadOutcome
 
 /**
  * While it lives, the calling thread's calls of read() go as scripted, one outcome a call; those
- * behind the script's end are ordinary. A program that uses it has its read() replaced.
+ * after the script's end are ordinary. A program that uses it has its read() replaced.
  */
 class ScriptedRead
 {

@@ -45,7 +45,7 @@ struct Destroy
 template <typename T, auto destroy>
 using Handle = std::unique_ptr<T, Destroy<destroy>>;
 
-/** Throws for the negative code of a control call; answers a count otherwise. */
+/** Throws for the negative code of a control call; returns a count otherwise. */
 int checked(int result, const char* what)
 {
     if (result < 0)

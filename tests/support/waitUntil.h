@@ -17,7 +17,7 @@ inline unsigned slowness()
 /** How long a test waits for what must happen: long enough for a loaded machine. */
 inline const std::chrono::seconds patience{30 * slowness()};
 
-/** Waits until `condition` holds; answers whether it ever did. */
+/** Waits until `condition` holds; returns whether it ever did. */
 template <typename Condition>
 bool waitUntil(const Condition& condition, std::chrono::milliseconds limit = patience)
 {

@@ -43,7 +43,7 @@ bool use(const DatabaseIf& db, bool written)
     });
 }
 
-/** Loads, uses and unloads the library; answers what went wrong. */
+/** Loads, uses and unloads the library; returns what went wrong. */
 const char* loadAndUnload(const char* configuration, bool written)
 {
     void* const loaded = ::dlopen(library, RTLD_NOW | RTLD_LOCAL);

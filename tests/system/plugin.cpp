@@ -4,7 +4,7 @@
 #include <varnix/databaseIf.h>
 #include <varnix/dbRegistryIf.h>
 
-/** What a program in C loads: reads a database and answers how many elements it found. */
+/** What a program in C loads: reads a database and returns how many elements it found. */
 extern "C" VARNIX_EXPORT int countElements(const char* configuration)
 {
     using namespace Varnix::V1;

@@ -26,7 +26,7 @@ bool isWhole(const Elements& elements)
                                                    std::not_equal_to<>()) == elements.end();
 }
 
-/** Reads until `reads` reads are done and the writer is done too; answers how many were torn. */
+/** Reads until `reads` reads are done and the writer is done too; returns how many were torn. */
 long readAll(const DatabaseIf& db, long reads, const std::atomic<bool>& written)
 {
     long torn = 0;

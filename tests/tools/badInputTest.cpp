@@ -235,7 +235,7 @@ private:
     bool m_isMounted = false;
 };
 
-/** Where no disk can be mounted, a limit on the size of files stands for the full one. */
+/** Where no disk can be mounted, a limit on the size of files does instead. */
 TEST_F(BadInput, FullDiskLeavesTheOldTargetAndNothingElse)
 {
     write("a.txt", "/a CHAR \"" + std::string(100000, 'x') + "\"");

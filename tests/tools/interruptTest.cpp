@@ -82,7 +82,7 @@ protected:
         EXPECT_TRUE(output == "old" || output == m_built);
         const std::string rule = read("depfile");
         EXPECT_TRUE(rule == "old" || rule == "output: source\nsource:\n");
-        // A new output never stands beside old dependencies.
+        // A new output is never beside old dependencies.
         EXPECT_FALSE(output == m_built && rule == "old");
     }
 

@@ -19,7 +19,7 @@ auto writeError(const std::string& words, const std::string& rest)
 class IntegerWrite : public StoreTest
 {
 protected:
-    /** A write that must change nothing; answers what was reported. */
+    /** A write that must change nothing; returns what was reported. */
     std::vector<TraceRecord> rejected(const std::string& key, const Values& values,
                                       unsigned char index)
     {

@@ -59,7 +59,7 @@ TEST_F(Locale, DoesNotShowInMessagesOfTheStore)
 
 TEST_F(Locale, DoesNotShowInMessagesOfTheLoader)
 {
-    // header, the record's 6 bytes, key and data, what stands behind them
+    // header, the record's 6 bytes, key and data, what follows them
     write(DbBuilder().text("/text", std::string(5000, 'x')));
     static_assert(10 + 6 + 5 + 5000 + 14 == 5035);
     listen();

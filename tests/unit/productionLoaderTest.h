@@ -42,7 +42,7 @@ protected:
         return refusalOf([&] { return container.loadProductionDb(path); }, reads);
     }
 
-    /** Whether a descriptor that the process has of the file stands at this position. */
+    /** Whether a descriptor that the process has of the file is at this position. */
     bool hasReadUpTo(std::size_t position, const std::string& process) const
     {
         std::error_code closed;

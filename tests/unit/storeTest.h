@@ -81,7 +81,7 @@ protected:
         return store.get(std::string(key), value);
     }
 
-    /** The answers of all eight reads, in the order in which the store declares them. */
+    /** The results of all eight reads, in the order in which the store declares them. */
     std::vector<ResultCode> everyResultOf(std::string_view key) const
     {
         return {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t room = 24; ///< from the tried record's start to N
 
-/** The good records, and an image around `tried` behind them whose N is `room` bytes on. */
+/** The good records, and an image around `tried` after them whose N is `room` bytes on. */
 std::string behindGoodOnes(const std::string& tried)
 {
     const std::string records = goodRecords();
@@ -77,7 +77,7 @@ ImageFamily words()
     ImageFamily family{"Words", {}};
     for (std::size_t start = room - 9; start < room; start += 2)
         for (std::size_t missing = 1; missing <= 4; ++missing) {
-            // A record that steps over the rest stands first.
+            // A record that steps over the rest comes first.
             const std::string step = record("/s", u8, filler(start - 8));
             const std::size_t nul = room + 9 + missing;
             std::string image = behindGoodOnes(step + keyUpTo(start, nul));
@@ -94,7 +94,7 @@ ImageFamily words()
 ImageFamily dataEnds()
 {
     ImageFamily family{"DataEnds", {}};
-    constexpr std::size_t data = 8; // behind the tag, "/b", NUL and word
+    constexpr std::size_t data = 8; // after the tag, "/b", NUL and word
     const auto add = [&](const std::string& name, std::uint8_t type, std::size_t end, char tag) {
         family.images.push_back(
             {name, behindGoodOnes(opening("/b", type, end - data, tag) + filler(40))});

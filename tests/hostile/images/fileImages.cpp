@@ -97,7 +97,7 @@ ImageFamily sizes()
 {
     ImageFamily family{"Sizes", {}};
     const std::string image = goodImage();
-    // The last record and everything behind it, byte by byte; before it where the parts meet.
+    // The last record and everything after it, byte by byte; before it where the parts meet.
     for (const std::size_t size : Sizes{11, 12, 29, 30, 31, 34, 42})
         family.images.push_back({numbered("CutAt", size), image.substr(0, size)});
     for (std::size_t size = behindGood() - 12; size < image.size(); ++size)
@@ -105,7 +105,7 @@ ImageFamily sizes()
     for (const std::size_t extra : Sizes{1, 2, 4, 10, 14, 5000})
         family.images.push_back({numbered("ExtraBytes", extra), image + filler(extra)});
     family.images.push_back({"AnotherImageBehind", image + image});
-    // What stands behind the checksum is no part of the image, although it is there.
+    // What follows the checksum is no part of the image, although it is there.
     for (const std::size_t extra : Sizes{1, 2, 100})
         family.images.push_back(
             {numbered("DataIntoExtraBytes", extra),

@@ -32,7 +32,7 @@ std::string record(const std::string& key, std::uint8_t type, const std::string&
 /** The records that most images begin with: the node's identity and "/a". */
 std::string goodRecords();
 
-/** Where the record behind them starts. */
+/** Where the record after them starts. */
 std::size_t behindGood();
 
 /** An image of these records and no others. */

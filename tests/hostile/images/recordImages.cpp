@@ -14,13 +14,13 @@ namespace {
 const std::string identities = "/componentConfigId";
 const std::string last = record("/z", u8, "\x2A");
 
-/** The good records, `tried` behind them, and a record that shows whether the walk goes on. */
+/** The good records, `tried` after them, and a record that shows whether the walk goes on. */
 HostileImage within(const std::string& name, const std::string& tried)
 {
     return {name, imageOfRecords(goodRecords() + tried + last)};
 }
 
-/** What is tried stands before the good records: none of them follows where the walk ends. */
+/** What is tried comes before the good records: none of them follows where the walk ends. */
 HostileImage before(const std::string& name, const std::string& tried)
 {
     return {name, imageOfRecords(tried + goodRecords())};

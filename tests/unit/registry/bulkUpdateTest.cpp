@@ -26,7 +26,7 @@ protected:
         traced();
     }
 
-    /** The stores hold the same; answers what they hold. */
+    /** The stores hold the same; returns what they hold. */
     std::string textOfAll()
     {
         const std::string first = text(*m_stores.front(), "/a");

@@ -143,7 +143,7 @@ protected:
         return own;
     }
 
-    /** Sends a write of `value`; answers whether it was applied. */
+    /** Sends a write of `value`; returns whether it was applied. */
     bool isSubscribed(std::uint8_t value)
     {
         receives(writeIndication({"db", "write", "/unit/gain", std::to_string(value)}));

@@ -157,7 +157,7 @@ TEST_F(Registry, ProductionDatabaseThatAppearsLaterIsNotAskedFor)
 
 using Deed = void (*)();
 
-/** Done behind the destruction of every static object, the registry's too. */
+/** Done after the destruction of every static object, the registry's too. */
 constinit Deed atTheVeryEnd = nullptr;
 
 /** Ahead of the first static object's construction. */
