@@ -144,6 +144,18 @@ int fsync(int fd)
     return pass("fsync", real, fd);
 }
 
+int fdatasync(int fd)
+{
+    static auto* const real = realOf<int(int)>("fdatasync");
+    return pass("fdatasync", real, fd);
+}
+
+int ftruncate(int fd, off_t size) noexcept
+{
+    static auto* const real = realOf<int(int, off_t)>("ftruncate");
+    return pass("ftruncate", real, fd, size);
+}
+
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
               unsigned flags) noexcept
 {

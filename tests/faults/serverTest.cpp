@@ -7,9 +7,12 @@
 #include "tests/support/waitUntil.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace Varnix::Test {
 namespace {
@@ -20,6 +23,7 @@ enum class Input
     TERMINAL
 };
 
+constexpr const char* command = "db write /unit/label";
 constexpr const char* commands = "wait 1 1\n"
                                  "db write /unit/label -c 'a text that is longer than small'\n"
                                  "status\n"
@@ -38,14 +42,13 @@ protected:
     ProcessResult runServer(const std::vector<std::string>& environment) const
     {
         if (GetParam() == Input::PIPE)
-            return run({DBCSI_SERVER},
-                       {.environment = environment, .input = m_directory / "commands"});
-        std::vector<std::string> command = {"/usr/bin/env"};
-        command.insert(command.end(), environment.begin(), environment.end());
-        command.emplace_back(DBCSI_SERVER);
-        Child server(command, true);
+            return run(m_server, {.environment = environment, .input = m_directory / "commands"});
+        std::vector<std::string> words = {"/usr/bin/env"};
+        words.insert(words.end(), environment.begin(), environment.end());
+        words.insert(words.end(), m_server.begin(), m_server.end());
+        Child server(words, true);
         try {
-            server.write(commands);
+            server.write(readFile(m_directory / "commands"));
         } catch (const std::system_error&) {
             // It has ended already.
         }
@@ -83,11 +86,12 @@ protected:
         EXPECT_EQ(result.signal, 0) << result.err;
         // At a terminal a mistake leaves the status alone.
         const bool refused =
-            !result.err.empty() &&
-            (result.status == notInTime || result.status == unreadable ||
-             result.status == unusable || (result.status == 0 && GetParam() == Input::TERMINAL));
+            !result.err.empty() && (result.status == notInTime || result.status == unreadable ||
+                                    result.status == notCarriedOut || result.status == unusable ||
+                                    (result.status == 0 && GetParam() == Input::TERMINAL));
         EXPECT_TRUE(isWhole(result) || refused)
             << "status " << result.status << ", out " << result.out << ", err " << result.err;
+        checkJournal(result);
         const bool struck = m_report.struck() || HasFailure();
         m_failures += struck ? 1 : 0;
         return struck;
@@ -107,9 +111,25 @@ protected:
                     GetParam() == Input::PIPE ? "pipe" : "terminal", m_failures, what);
     }
 
+    std::vector<std::string> m_server{DBCSI_SERVER};
+    const TemporaryDirectory m_directory;
+    const std::filesystem::path m_journal = m_directory / "journal";
+    const FaultReport m_report;
+
 private:
+    /** What is said to be sent is in the journal, where there is one; the next run has a new one.
+     */
+    void checkJournal(const ProcessResult& result) const
+    {
+        const bool sent = result.out.find("sent to 1 subscriber") != std::string::npos;
+        const std::string journal = exists(m_journal) ? readFile(m_journal) : command;
+        EXPECT_TRUE(!sent || journal.find(command) != std::string::npos) << journal;
+        std::filesystem::remove(m_journal);
+    }
+
     static constexpr int notInTime = 1;
     static constexpr int unreadable = 3;
+    static constexpr int notCarriedOut = 4;
     static constexpr int unusable = 5;
 
     /** The server's mailboxes and those of its subscriber, who tells nobody what it is sent. */
@@ -122,9 +142,7 @@ private:
         TemporaryDirectory m_directory;
     };
 
-    const TemporaryDirectory m_directory;
     const Mailboxes m_mailboxes;
-    const FaultReport m_report;
     const Child m_subscriber{{"/bin/sh", "-c", "exec '" TEST_SUBSCRIBER "' >/dev/null 2>&1"}};
     std::size_t m_failures = 0;
 };
@@ -191,6 +209,46 @@ TEST_P(ServerFault, ServerWhoseCallFailsServesOrEndsWithItsStatus)
         if (!HasFailure() && (GetParam() == Input::PIPE || exhaustive() || isOfInput(fault)))
             strikeAll(fault);
     report("calls");
+}
+
+TEST_P(ServerFault, JournalWhoseCallFailsHoldsWhatWasSent)
+{
+    m_server = {DBCSI_SERVER, "--journal", m_journal.string()};
+    for (const Fault& fault : {Fault{"fdatasync", EIO}, Fault{"fdatasync", EIO, Fault::all},
+                               Fault{"fstat", EIO}, Fault{"flock", ENOLCK}, Fault{"pread", EIO}})
+        if (!HasFailure())
+            strikeAll(fault);
+    report("calls for a journal");
+}
+
+TEST_P(ServerFault, JournalThatDoesNotReachTheDiskLetsNothingBeSent)
+{
+    m_server = {DBCSI_SERVER, "--journal", m_journal.string()};
+    const ProcessResult result = runServer(
+        m_report.environment({.call = "fdatasync", .error = EIO, .count = Fault::all}, 0));
+    EXPECT_TRUE(m_report.struck());
+    EXPECT_THAT(result.out, testing::Not(testing::HasSubstr("sent to")));
+    EXPECT_THAT(result.err + result.out, testing::HasSubstr("nothing is sent"));
+}
+
+/** The file's limit leaves room for a part of the first write's line, and for all of the second's.
+ */
+TEST_P(ServerFault, JournalIsGoneOnWithWhenHalfALineCanBeCutOff)
+{
+    writeFile(m_journal, std::string(500, '#') + '\n');
+    writeFile(m_directory / "commands", "wait 1 1\n" +
+                                            (command + (" -c " + std::string(600, 'x'))) + '\n' +
+                                            command + " -c short\nquit\n");
+    m_server = {"/bin/bash",  "-c",        R"(ulimit -f 1; exec "$0" "$@")",
+                DBCSI_SERVER, "--journal", m_journal.string()};
+    const ProcessResult result =
+        runServer(m_report.environment({.call = "ftruncate", .error = EIO, .count = 2}, 0));
+    EXPECT_TRUE(m_report.struck());
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_THAT(result.err + result.out, testing::HasSubstr("nothing is sent"));
+    EXPECT_THAT(result.out, testing::HasSubstr("sent to 1 subscriber"));
+    EXPECT_THAT(readFile(m_journal), testing::Not(testing::HasSubstr("xx")));
+    EXPECT_THAT(readFile(m_journal), testing::HasSubstr("short"));
 }
 
 INSTANTIATE_TEST_SUITE_P(EachInput, ServerFault, testing::Values(Input::PIPE, Input::TERMINAL),
