@@ -1,6 +1,7 @@
 #ifndef VARNIX_DBFILE_FILEIO_H
 #define VARNIX_DBFILE_FILEIO_H
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -31,6 +32,9 @@ std::string readWholeFile(const std::string& path);
  * the umask leaves.
  */
 void replaceFile(const std::string& path, std::string_view content);
+
+/** The same with content that comes in pieces; an empty one is the end. It may throw. */
+void replaceFile(const std::string& path, const std::function<std::string()>& next);
 
 } // namespace Varnix::DbFile
 

@@ -43,4 +43,12 @@ std::string describe(std::string_view file, const Finding& finding, std::string_
     return text.append(": ").append(finding.text);
 }
 
+std::string describe(std::string_view file, const std::vector<Finding>& findings)
+{
+    std::string text;
+    for (const Finding& finding : findings)
+        text.append(text.empty() ? "" : "\n").append(describe(file, finding));
+    return text;
+}
+
 } // namespace Varnix::DbFile

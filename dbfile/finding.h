@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Varnix::DbFile {
 
@@ -19,6 +20,9 @@ struct Finding
 /** "FILE:@0x1a4: SEVERITY: text". */
 std::string describe(std::string_view file, const Finding& finding,
                      std::string_view severity = "error");
+
+/** The errors, a line each. */
+std::string describe(std::string_view file, const std::vector<Finding>& findings);
 
 /** The warning of a key that no record gives a byte. */
 std::string noValue(std::string_view key);

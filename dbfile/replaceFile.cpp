@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -116,6 +117,11 @@ void keepOwner(const TemporaryFile& file, const struct stat& old, const fs::path
 
 void replaceFile(const std::string& path, std::string_view content)
 {
+    replaceFile(path, [&content] { return std::string(std::exchange(content, {})); });
+}
+
+void replaceFile(const std::string& path, const std::function<std::string()>& next)
+{
     const fs::path target = resolved(path);
     const std::optional<struct stat> old = replaced(target, path);
     const fs::path directory = directoryOf(target);
@@ -126,7 +132,9 @@ void replaceFile(const std::string& path, std::string_view content)
     require(file.create(directory, old ? 0600 : 0666), target);
     if (old)
         keepOwner(file, *old, target);
-    require(file.write(content), target);
+    for (std::string piece = next(); !piece.empty(); piece = next())
+        require(file.write(piece), target);
+    require(file.flush(), target);
     require(file.rename(target), target);
     flushDirectory(directory);
 }

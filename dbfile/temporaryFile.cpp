@@ -96,6 +96,11 @@ int TemporaryFile::write(std::string_view content)
         else if (errno != EINTR)
             return errno;
     }
+    return 0;
+}
+
+int TemporaryFile::flush()
+{
     return ::fsync(m_file.get()) == 0 && m_file.close() ? 0 : errno;
 }
 

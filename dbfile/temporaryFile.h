@@ -29,8 +29,11 @@ public:
 
     int setOwner(uid_t user, gid_t group, mode_t mode) const noexcept;
 
-    /** Everything, to the disk; nothing can be written afterwards. */
+    /** Adds to what was written. */
     int write(std::string_view content);
+
+    /** Everything is on the disk; nothing can be written afterwards. */
+    int flush();
 
     int rename(const std::filesystem::path& target);
 

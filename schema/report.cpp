@@ -33,6 +33,12 @@ std::size_t offsetOf(const RecordPlace& record, const Finding& finding)
     return record.dataOffset() + finding.element * (type == nullptr ? 1 : type->elementSize);
 }
 
+Report reportAt(const std::string& file, std::uint64_t offset, Finding&& finding)
+{
+    return {finding.check, DbFile::shown(file) + ":@" + DbFile::hexNumber(offset),
+            std::move(finding.text), offset};
+}
+
 /** The text's line of this number, from 1. */
 std::string_view lineOf(std::string_view text, std::size_t number)
 {
@@ -68,7 +74,7 @@ std::vector<Report> reportSchema(const Schema& schema)
 {
     std::vector<Report> reports;
     for (const SchemaFinding& found : contradictions(schema))
-        reports.push_back({found.check, describe(found.finding.place), found.finding.text});
+        reports.push_back({found.check, describe(found.finding.place), found.finding.text, 0});
     return reports;
 }
 
@@ -89,10 +95,7 @@ std::vector<Report> reportImage(const Schema& schema, const std::string& file,
                 image.substr(std::min(record->dataOffset(), image.size()), record->dataSize))};
         if (DbFile::isKept(key, value.type))
             for (Finding& finding : judge(schema, key, value, coverage))
-                reports.push_back(
-                    {finding.check,
-                     DbFile::shown(file) + ":@" + DbFile::hexNumber(offsetOf(*record, finding)),
-                     std::move(finding.text)});
+                reports.push_back(reportAt(file, offsetOf(*record, finding), std::move(finding)));
         position = record->end();
     }
     return reports;
@@ -112,7 +115,7 @@ std::vector<Report> reportSources(const Schema& schema, const DbFile::SourcePars
              judge(schema, record.key, {.type = record.type, .data = record.data}, coverage)) {
             SourcePlace place = parser.places()[i];
             place.column = columnOf(lineOf(texts.at(place.file), place.line), finding);
-            reports.push_back({finding.check, describe(place), std::move(finding.text)});
+            reports.push_back({finding.check, describe(place), std::move(finding.text), 0});
         }
     }
     return reports;

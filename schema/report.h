@@ -6,6 +6,7 @@
 #include "schema/judge.h"
 #include "schema/schema.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -20,6 +21,8 @@ struct Report
     /** "FILE:@0x1a4" of a database file, "FILE:LINE:COLUMN" of a text source. */
     std::string place;
     std::string text;
+    /** In a database file. */
+    std::uint64_t offset = 0;
 };
 
 /** "PLACE: SEVERITY: text". */

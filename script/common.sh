@@ -20,7 +20,7 @@ packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev 
 packages_trace="lttng-tools babeltrace2"
 packages_test="make liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools libglib2.0-dev libasio-dev catch2 python3-venv python3-pip
-    python3-setuptools python3-wheel"
+    python3-setuptools python3-wheel libxml2-utils"
 packages_package="debhelper dh-python python3 dpkg-dev lintian fakeroot git"
 packages_aarch64_build="g++-aarch64-linux-gnu pkg-config:arm64 liblttng-ust-dev:arm64
     libconfig-dev:arm64 libedit-dev:arm64"

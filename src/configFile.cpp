@@ -1,7 +1,5 @@
 #include "configFile.h"
 
-#include "configText.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -144,10 +142,10 @@ std::string describe(const ConfigError& error, const std::string& configFile)
 
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations,
-                                          std::vector<int>* lines)
+                                          std::vector<int>* lines, const Locate& locate)
 {
     Config config;
-    const ConfigText text(configFile);
+    const ConfigText text(configFile, locate);
     if (auto error = parse(config, text))
         return error;
     const config_setting_t* const list = config_lookup(config.get(), componentVersions);

@@ -1,6 +1,8 @@
 #ifndef VARNIX_CONFIGFILE_H
 #define VARNIX_CONFIGFILE_H
 
+#include "configText.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,11 +47,12 @@ std::string describe(const ConfigError& error, const std::string& configFile);
  * is not null, the line at which each begins.
  *
  * Stops at the first malformed entry and answers what is wrong with it; the entries before it stay
- * appended.
+ * appended. With `locate`, each file is read where that says.
  */
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations,
-                                          std::vector<int>* lines = nullptr);
+                                          std::vector<int>* lines = nullptr,
+                                          const Locate& locate = {});
 
 } // namespace Varnix::Backend::DBUtils
 

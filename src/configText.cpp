@@ -1,7 +1,5 @@
 #include "configText.h"
 
-#include "regularFile.h"
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -68,10 +66,11 @@ bool isInName(char c) noexcept
 
 } // namespace
 
-ConfigText::ConfigText(const std::string& path) : m_sizeLeft(maxSize)
+ConfigText::ConfigText(const std::string& path, Locate locate)
+    : m_locate(std::move(locate)), m_sizeLeft(maxSize)
 {
     std::string content;
-    const ReadResult result = readRegularFile(path, m_sizeLeft, content);
+    const ReadResult result = read(path, m_sizeLeft, content);
     if (result != ReadResult::READ) {
         fail(result == ReadResult::TOO_LARGE ? reasonOf(result) : inputError, {path, 0});
         return;
@@ -90,6 +89,12 @@ ConfigText::Place ConfigText::placeOf(int textLine) const
         return {};
     const Part& part = *std::prev(next);
     return {part.start.file, part.start.line + textLine - part.textLine};
+}
+
+ReadResult ConfigText::read(const std::string& path, std::size_t maxSize,
+                            std::string& content) const
+{
+    return readRegularFile(m_locate ? m_locate(path) : path, maxSize, content);
 }
 
 void ConfigText::addContent(const std::string& content)
@@ -196,9 +201,8 @@ void ConfigText::include()
         return;
     }
     std::string content;
-    const ReadResult result = m_sizeLeft < fileCost
-                                  ? ReadResult::TOO_LARGE
-                                  : readRegularFile(path, m_sizeLeft - fileCost, content);
+    const ReadResult result =
+        m_sizeLeft < fileCost ? ReadResult::TOO_LARGE : read(path, m_sizeLeft - fileCost, content);
     if (result != ReadResult::READ) {
         fail(reasonOf(result), std::move(place));
         return;

@@ -1,13 +1,19 @@
 #ifndef VARNIX_CONFIGTEXT_H
 #define VARNIX_CONFIGTEXT_H
 
+#include "regularFile.h"
+
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Varnix::Backend::DBUtils {
+
+/** Where to read the file of a path. */
+using Locate = std::function<std::string(const std::string& path)>;
 
 /**
  * A configuration file's text with each included file in the place of its directive.
@@ -36,7 +42,8 @@ public:
 
     static constexpr const char* inputError = "file I/O error"; // as libconfig words it
 
-    explicit ConfigText(const std::string& path);
+    /** With `locate`, each file is read where that says; places keep its name. */
+    explicit ConfigText(const std::string& path, Locate locate = {});
 
     const std::string& text() const noexcept { return m_text; }
     const std::optional<Failure>& failure() const noexcept { return m_failure; }
@@ -60,6 +67,7 @@ private:
         Place start;
     };
 
+    ReadResult read(const std::string& path, std::size_t maxSize, std::string& content) const;
     void addContent(const std::string& content);
     void addPlain(std::string_view& rest, bool isLineStart);
     void addComment(std::string_view& rest);
@@ -74,6 +82,7 @@ private:
     void refuse(const char* reason);
     void fail(const char* reason, Place place);
 
+    Locate m_locate;
     std::string m_text;
     int m_textLine = 1;
     std::vector<Part> m_parts;

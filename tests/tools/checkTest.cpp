@@ -1,5 +1,7 @@
 #include "tests/tools/toolTest.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Varnix::Test {
 namespace {
 
@@ -56,6 +58,35 @@ TEST_F(Check, GoesOnBehindAFileThatCannotBeRead)
     expectResult(varnix({"check", "absent", "db"}), 3,
                  "db:@0xb: error: the key \"ab\" does not begin with \"/\"\n",
                  "varnix: cannot open absent: No such file or directory\n");
+}
+
+TEST_F(Check, AsADocumentHoldsEveryFindingAndEveryFailure)
+{
+    DbBuilder().u8("ab", {1}).unchecked("ab").write(m_directory / "db");
+    write("s", "/a U8 0..9 default 10\n");
+    const ProcessResult result = varnix({"check", "--json", "--schema", "s", "absent", "db"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "varnix: cannot open absent: No such file or directory\n");
+    EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::parse(R"x({
+        "findings": [
+            {"severity": "error", "file": "s", "line": 1, "column": 20, "check": "default",
+             "message": "the default: 10 is above 9 (s:1)"},
+            {"severity": "error", "file": "db", "offset": 11,
+             "message": "the key \"ab\" does not begin with \"/\""},
+            {"severity": "note", "file": "db", "offset": 29,
+             "message": "the bytes before the checksum are not zero: 61 62"}],
+        "errors": [
+            {"message": "varnix: cannot open absent: No such file or directory",
+             "status": 3}]})x"));
+}
+
+TEST_F(Check, OfAGoodFileAsADocumentIsEmpty)
+{
+    DbBuilder().u8("/a", {1}).write(m_directory / "db");
+    const ProcessResult result = varnix({"check", "--json", "db"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(nlohmann::json::parse(result.out),
+              nlohmann::json::parse(R"({"findings": [], "errors": []})"));
 }
 
 TEST_F(Check, AsAHookKeepsABadFileOutOfACommit)

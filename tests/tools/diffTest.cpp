@@ -1,5 +1,7 @@
 #include "tests/tools/toolTest.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Varnix::Test {
 namespace {
 
@@ -24,6 +26,20 @@ TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
                  "+ /b U8 1 3\n"
                  "+ \"/c d\" U8\n",
                  "");
+}
+
+TEST_F(Diff, AsADocumentHasBothSidesOfEveryDifference)
+{
+    DbBuilder().u8("/b", {1, 2}).text("/a", "x").write(m_directory / "one");
+    DbBuilder().u8("/b", {1, 3}).text("/a", "x").u8("/c", {}).write(m_directory / "two");
+    const ProcessResult result = varnix({"diff", "--json", "one", "two"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::parse(R"({
+        "a": "one", "b": "two", "errors": [],
+        "differences": [
+            {"key": "/b", "a": {"type": "U8", "value": [1, 2]},
+             "b": {"type": "U8", "value": [1, 3]}},
+            {"key": "/c", "a": null, "b": {"type": "U8", "value": []}}]})"));
 }
 
 TEST_F(Diff, SeesARecordThatReachesPastTheTail)

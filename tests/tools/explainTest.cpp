@@ -240,11 +240,11 @@ TEST_F(Explain, MissingFileThatIsNotSelectedDoesNoHarm)
     EXPECT_THAT(result.out, HasSubstr("node.cfg:5: warning: entry 2 lists a file that cannot"));
 }
 
-TEST_F(Explain, DatabaseFileThatNoEntryListsIsFound)
+TEST_F(Explain, WithAllFindsADatabaseFileThatNoEntryLists)
 {
     DbBuilder().write(m_directory / "forgotten.db");
     write("notes.db", "no database");
-    EXPECT_THAT(explain({"node.cfg"}).out,
+    EXPECT_THAT(explain({"--all", "node.cfg"}).out,
                 AllOf(HasSubstr("\nforgotten.db: note: no entry lists this database file\n"),
                       Not(HasSubstr("notes.db"))));
 }

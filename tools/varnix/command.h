@@ -28,12 +28,19 @@ enum class Status
 class Failure : public std::runtime_error
 {
 public:
-    Failure(Status status, const std::string& text) : std::runtime_error(text), m_status(status) {}
+    Failure(Status status, const std::string& text) : Failure(status, text, status) {}
+    Failure(Status status, const std::string& text, Status cause)
+        : std::runtime_error(text), m_status(status), m_cause(cause)
+    {
+    }
 
     Status status() const noexcept { return m_status; }
+    /** Of a node that cannot be used: whether its files are UNREADABLE or INVALID. */
+    Status cause() const noexcept { return m_cause; }
 
 private:
     Status m_status;
+    Status m_cause;
 };
 
 /**
@@ -44,8 +51,10 @@ void addBuild(CLI::App& app, Status& status);
 void addDump(CLI::App& app, Status& status);
 void addDiff(CLI::App& app, Status& status);
 void addCheck(CLI::App& app, Status& status);
+void addAudit(CLI::App& app, Status& status);
 void addGet(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
+void addInstall(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
 void addTry(CLI::App& app, Status& status);
 void addWrite(CLI::App& app, Status& status);

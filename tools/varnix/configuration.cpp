@@ -30,36 +30,39 @@ std::string positionedText(const DBUtils::ConfigError& error, const std::string&
     return place + ": error: " + (isSyntax ? error.reason : describe(error, DbFile::shown(config)));
 }
 
+Failure noConfiguration(const std::string& why)
+{
+    return {Status::NODE_UNUSABLE, "varnix: no configuration: " + why, Status::UNREADABLE};
+}
+
 /** Failure with NODE_UNUSABLE when the configuration file cannot be opened or has no end. */
 void refuseUnopened(const std::string& config)
 {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(config, error);
     if (std::filesystem::is_fifo(status) || std::filesystem::is_socket(status))
-        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: " + DbFile::shown(config) +
-                                                 " is a pipe or a socket");
+        throw noConfiguration(DbFile::shown(config) + " is a pipe or a socket");
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: " + DbFile::shown(config) +
-                                                 " is a directory or a device");
+        throw noConfiguration(DbFile::shown(config) + " is a directory or a device");
     if (::access(config.c_str(), R_OK) == 0)
         return;
     const int reason = errno; // before anything else can change it
-    throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot open " +
-                                             DbFile::shown(config) + ": " +
-                                             std::system_category().message(reason));
+    throw noConfiguration("cannot open " + DbFile::shown(config) + ": " +
+                          std::system_category().message(reason));
 }
 
 } // namespace
 
-std::vector<DBUtils::DbConfiguration> readConfiguration(const std::string& config,
-                                                        std::vector<int>* lines)
+std::vector<DBUtils::DbConfiguration>
+readConfiguration(const std::string& config, std::vector<int>* lines, const NodePlace& place)
 {
-    refuseUnopened(config);
+    refuseUnopened(place.locate(config));
     std::vector<DBUtils::DbConfiguration> entries;
-    const auto error = DBUtils::readConfigFile(config, entries, lines);
+    const auto error = DBUtils::readConfigFile(
+        config, entries, lines, [&place](const std::string& path) { return place.locate(path); });
     if (error && isReadFailure(*error))
-        throw Failure(Status::NODE_UNUSABLE, "varnix: no configuration: cannot read " +
-                                                 DbFile::shown(config) + ": " + error->reason);
+        throw noConfiguration("cannot read " + DbFile::shown(place.locate(config)) + ": " +
+                              error->reason);
     if (error)
         throw Failure(Status::INVALID, positionedText(*error, config));
     return entries;

@@ -2,6 +2,7 @@
 #define VARNIX_TOOL_CONFIGURATION_H
 
 #include "configFile.h"
+#include "nodePlace.h"
 
 #include <string>
 #include <vector>
@@ -9,11 +10,13 @@
 namespace Varnix::Tool {
 
 /**
- * The entries of a configuration file and, in `lines` if that is not null, where each begins;
- * Failure with NodeUnusable or Invalid.
+ * The entries of a configuration file and, in `lines` if that is not null, where each begins. It
+ * and the files that it includes are read where `place` finds them. Failure with NODE_UNUSABLE or
+ * INVALID.
  */
 std::vector<Backend::DBUtils::DbConfiguration> readConfiguration(const std::string& config,
-                                                                 std::vector<int>* lines = nullptr);
+                                                                 std::vector<int>* lines = nullptr,
+                                                                 const NodePlace& place = {});
 
 } // namespace Varnix::Tool
 

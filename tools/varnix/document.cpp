@@ -54,15 +54,30 @@ void addText(Json& document, const std::string& name, const std::string& bytes)
         document[name + "Bytes"] = DbFile::hexBytes(bytes);
 }
 
+namespace {
+
+/**
+ * Keys and paths may be any bytes; what is not UTF-8 in them is shown as U+FFFD. A terminal gets no
+ * control character, and JSON escapes all of them only with everything that is not ASCII.
+ */
+std::string textOf(const Json& document, int indent)
+{
+    const bool isAscii = ::isatty(STDOUT_FILENO) != 0;
+    return document.dump(indent, ' ', isAscii, Json::error_handler_t::replace);
+}
+
+} // namespace
+
+void printLine(const Json& document)
+{
+    std::cout << textOf(document, -1) << '\n';
+}
+
 void printDocument(Json&& document)
 {
     alignas(Json) static std::array<std::byte, sizeof(Json)> kept;
     const auto* const lasting = new (&kept) Json(std::move(document));
-    // Keys and paths may be any bytes; what is not UTF-8 in them is shown as U+FFFD. A terminal
-    // gets no control character, and JSON escapes all of them only with everything that is not
-    // ASCII.
-    const bool isAscii = ::isatty(STDOUT_FILENO) != 0;
-    const std::string text = lasting->dump(2, ' ', isAscii, Json::error_handler_t::replace);
+    const std::string text = textOf(*lasting, 2);
     std::set_new_handler(nullptr); // no second document
     std::cout << text << '\n';
 }

@@ -17,6 +17,9 @@ namespace Varnix::Tool {
  */
 void printDocument(nlohmann::ordered_json&& document);
 
+/** Prints one of several documents, on a line of its own. */
+void printLine(const nlohmann::ordered_json& document);
+
 /**
  * Makes a lack of memory end the process with its document, message and status: a document that is
  * half made could not be destroyed.

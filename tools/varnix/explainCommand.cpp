@@ -4,7 +4,9 @@
 #include "explainPrint.h"
 #include "explanation.h"
 #include "liveDatabase.h"
+#include "nodePlace.h"
 #include "processPlace.h"
+#include "schemas.h"
 #include "target.h"
 
 #include <algorithm>
@@ -22,7 +24,8 @@ struct ExplainOptions
     bool json = false;
     bool all = false;
     Target target;
-    std::vector<std::string> identities;
+    NodePlace place;
+    SchemaOptions schemas;
 };
 
 /** As get would end for the same keys. */
@@ -42,16 +45,16 @@ Status statusOf(const Explanation& explanation, const std::vector<std::string>& 
     return isEveryKeyRead ? Status::DONE : Status::NO;
 }
 
-Explanation explanationOf(const ExplainOptions& options)
+Explanation explanationOf(const ExplainOptions& options, const FileReader& read)
 {
     const Target& target = options.target;
     if (target.process == 0)
-        return explain(target.config.value(), options.identities);
+        return explain(target.config.value(), options.place, read);
     const LiveDatabase database(target.process, target.config);
     takePlaceOf(target.process);
     // Read afterwards: this fails where the process has ended and its id is another's.
     HeldValues held{target.process, database.values({})};
-    Explanation explanation = explain(database.config(), {});
+    Explanation explanation = explain(database.config(), {}, read);
     explanation.held = std::move(held);
     return explanation;
 }
@@ -71,17 +74,29 @@ std::vector<std::string> keysOf(const ExplainOptions& options, const Explanation
     return keys;
 }
 
+bool isRefusedBySchema(const std::vector<NodeFinding>& findings)
+{
+    return std::any_of(findings.begin(), findings.end(), [](const NodeFinding& finding) {
+        return finding.check && finding.severity == Severity::ERROR;
+    });
+}
+
 Status runExplain(const ExplainOptions& options)
 {
-    const Explanation explanation = explanationOf(options);
+    const Judgement judgement{readSchemas(options.schemas.paths), options.schemas.coverage()};
+    const Explanation explanation = explanationOf(options, plainReader(judgement));
     const std::vector<std::string> keys = keysOf(options, explanation);
-    const std::vector<NodeFinding> findings = findingsIn(explanation, keys);
+    std::vector<NodeFinding> findings = findingsIn(judgement.schema);
+    for (NodeFinding& finding :
+         findingsIn(explanation, keys,
+                    {.place = options.place, .schema = judgement.schema, .unlisted = options.all}))
+        findings.push_back(std::move(finding));
     const Status status = statusOf(explanation, explanation.held ? keys : options.target.keys);
     if (options.json)
         printDocument(documentOf(explanation, keys, findings));
     else
         printText(explanation, keys, findings);
-    return status;
+    return status == Status::DONE && isRefusedBySchema(findings) ? Status::NO : status;
 }
 
 ExplainOptions withTarget(ExplainOptions options)
@@ -100,13 +115,8 @@ void addExplain(CLI::App& app, Status& status)
     command->add_flag("--json", options->json, "Print one JSON document");
     command->add_flag("--all", options->all, "Explain every key that a client could ask for");
     CLI::Option* const process = addTarget(*command, options->target);
-    command
-        ->add_option("--identity", options->identities,
-                     "An identity to select for, instead of those in the production database, "
-                     "which then need not exist; may be given several times")
-        ->type_name("ID")
-        ->allow_extra_args(false)
-        ->excludes(process);
+    addNodeOptions(*command, options->place, process);
+    addSchemaOptions(*command, options->schemas);
     command->callback([options, &status] { status = runExplain(withTarget(*options)); });
 }
 

@@ -9,10 +9,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json documentOf(const std::optional<ProductionFile>& production)
+Json documentOf(const std::optional<Production>& production)
 {
-    return production ? Json{{"path", production->path}, {"variable", production->variable}}
-                      : Json();
+    return production
+               ? Json{{"path", production->file.path}, {"variable", production->file.variable}}
+               : Json();
 }
 
 Json documentOf(const std::vector<ExplainedEntry>& entries)
@@ -52,15 +53,6 @@ const char* nameOf(Answer::Kind kind) noexcept
     }
 }
 
-/** An answer without where it is from. */
-Json valueDocument(const Answer& answer)
-{
-    Json document{{"result", nameOf(answer.kind)}};
-    if (answer.kind == Answer::Kind::VALUE || answer.kind == Answer::Kind::MISMATCH)
-        addValue(document, answer.value);
-    return document;
-}
-
 Json answerDocument(const Explanation& explanation, const std::string& key)
 {
     const Answer answer = explanation.answerFor(key);
@@ -68,8 +60,8 @@ Json answerDocument(const Explanation& explanation, const std::string& key)
     if (answer.kind != Answer::Kind::VALUE && answer.kind != Answer::Kind::MISMATCH)
         return document;
     document["production"] = answer.fromProduction;
-    document["file"] =
-        answer.fromProduction ? explanation.production->path : explanation.files[answer.file].path;
+    document["file"] = answer.fromProduction ? explanation.production->file.path
+                                             : explanation.files[answer.file].path;
     addValue(document, answer.value);
     if (answer.hiddenType)
         document["hiddenType"] = *answer.hiddenType;
@@ -83,7 +75,7 @@ Json keyDocument(const Explanation& explanation, const std::string& key)
         addValue(production, found->value);
     Json files = Json::array();
     for (const ExplainedFile& file : explanation.files)
-        if (const auto found = file.parameters.find(key); found != file.parameters.end()) {
+        if (const auto found = file.parameters().find(key); found != file.parameters().end()) {
             Json document{{"path", file.path}, {"selected", file.selected}};
             addValue(document, found->second);
             files.push_back(std::move(document));
@@ -93,22 +85,21 @@ Json keyDocument(const Explanation& explanation, const std::string& key)
                   {"files", std::move(files)},
                   {"client", answerDocument(explanation, key)}};
     if (explanation.held) {
-        document["process"] = valueDocument(explanation.heldAnswerFor(key));
+        document["process"] = documentOf(explanation.heldAnswerFor(key));
         document["differs"] = explanation.differs(key);
     }
     return document;
 }
 
-Json documentOf(const NodeFinding& finding)
+} // namespace
+
+Json documentOf(const Answer& answer)
 {
-    Json document{{"severity", nameOf(finding.severity)}, {"file", finding.file}};
-    if (finding.line > 0)
-        document["line"] = finding.line;
-    document["message"] = finding.text;
+    Json document{{"result", nameOf(answer.kind)}};
+    if (answer.kind == Answer::Kind::VALUE || answer.kind == Answer::Kind::MISMATCH)
+        addValue(document, answer.value);
     return document;
 }
-
-} // namespace
 
 Json documentOf(const Explanation& explanation, const std::vector<std::string>& keys,
                 const std::vector<NodeFinding>& findings)

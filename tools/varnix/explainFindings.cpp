@@ -1,14 +1,12 @@
 #include "explainFindings.h"
 
-#include "dbfile/decoder.h"
+#include "databaseFile.h"
 #include "dbfile/directory.h"
 #include "dbfile/shown.h"
 #include "dbfile/types.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -49,7 +47,20 @@ void findInEntries(const Explanation& explanation, Findings& findings)
                             "database holds"});
 }
 
-void findInFile(const Explanation& explanation, const ExplainedFile& file, Findings& findings)
+/** That there are some, or each. */
+void findDefects(const std::string& path, const FileContent& content, const FindingScope& scope,
+                 Findings& findings)
+{
+    if (scope.defects)
+        for (const DbFile::Finding& defect : content.defects)
+            findings.push_back(findingIn(path, defect, Severity::ERROR));
+    else if (content.refusals.empty() && !content.defects.empty())
+        findings.push_back(
+            {Severity::WARNING, path, 0, "the file holds what it must not; varnix check names it"});
+}
+
+void findInFile(const Explanation& explanation, const ExplainedFile& file,
+                const FindingScope& scope, Findings& findings)
 {
     const std::size_t entry = file.listings.front().entry;
     const int line = explanation.entries[entry].line;
@@ -59,20 +70,10 @@ void findInFile(const Explanation& explanation, const ExplainedFile& file, Findi
     if (file.problem)
         findings.push_back(
             {file.selected ? Severity::ERROR : Severity::WARNING, explanation.config, line,
-             entryText(entry) + " lists a file that cannot be used: " + *file.problem});
-    if (file.defects > 0)
-        findings.push_back({Severity::WARNING, file.path, 0,
-                            "the file holds what it must not; varnix check names it"});
-}
-
-/** Whether a file begins as a database file does; other files in a directory are not our business.
- */
-bool looksLikeDatabase(const fs::path& path)
-{
-    std::array<char, DbFile::Format::headerSize> header{};
-    std::ifstream file(path, std::ios::binary);
-    return file.read(header.data(), header.size()) &&
-           DbFile::isThisFormat({header.data(), header.size()});
+             entryText(entry) + " lists a file that cannot be used: " +
+                 (scope.defects && file.content ? DbFile::shown(file.path) : *file.problem)});
+    if (file.content)
+        findDefects(file.path, *file.content, scope, findings);
 }
 
 fs::path resolved(const fs::path& path)
@@ -82,24 +83,25 @@ fs::path resolved(const fs::path& path)
 }
 
 /** Database files that stand beside the listed ones and that nothing lists. */
-void findUnlisted(const Explanation& explanation, Findings& findings)
+void findUnlisted(const Explanation& explanation, const NodePlace& place, Findings& findings)
 {
     std::set<fs::path> known;
     std::set<fs::path> directories;
     for (const ExplainedFile& file : explanation.files) {
-        known.insert(resolved(file.path));
+        known.insert(resolved(place.locate(file.path)));
         directories.insert(fs::path(file.path).parent_path());
     }
     if (explanation.production)
-        known.insert(resolved(explanation.production->path));
+        known.insert(resolved(explanation.production->file.place));
     std::set<fs::path> unlisted;
     for (const fs::path& directory : directories) {
         std::error_code error;
-        for (const std::string& name : DbFile::namesIn(directory)) {
-            const fs::path path = directory / name;
+        const fs::path located = place.locate(directory.empty() ? "." : directory.string());
+        for (const std::string& name : DbFile::namesIn(located)) {
+            const fs::path path = located / name;
             if (fs::is_regular_file(path, error) && known.insert(resolved(path)).second &&
                 looksLikeDatabase(path))
-                unlisted.insert(path);
+                unlisted.insert(directory / name);
         }
     }
     for (const fs::path& path : unlisted)
@@ -117,7 +119,8 @@ void findHidden(const Explanation& explanation, Findings& findings)
         text.append(": ").append(typeText(hiding->value.type)).append(" here hides ");
         text.append(type).append(" in ").append(DbFile::shown(explanation.files[hidden.file].path));
         text.append(": a client that reads ").append(type).append(" gets a type mismatch");
-        findings.push_back({Severity::WARNING, explanation.production->path, 0, std::move(text)});
+        findings.push_back(
+            {Severity::WARNING, explanation.production->file.path, 0, std::move(text)});
     }
 }
 
@@ -134,28 +137,22 @@ void findDiffering(const Explanation& explanation, const std::vector<std::string
 
 } // namespace
 
-const char* nameOf(Severity severity) noexcept
-{
-    switch (severity) {
-    case Severity::NOTE:
-        return "note";
-    case Severity::WARNING:
-        return "warning";
-    default:
-        return "error";
-    }
-}
-
 std::vector<NodeFinding> findingsIn(const Explanation& explanation,
-                                    const std::vector<std::string>& keys)
+                                    const std::vector<std::string>& keys, const FindingScope& scope)
 {
     Findings findings;
     findInEntries(explanation, findings);
+    if (scope.defects && explanation.production)
+        findDefects(explanation.production->file.path, *explanation.production->content, scope,
+                    findings);
     for (const ExplainedFile& file : explanation.files)
-        findInFile(explanation, file, findings);
-    findUnlisted(explanation, findings);
+        findInFile(explanation, file, scope, findings);
+    if (scope.unlisted)
+        findUnlisted(explanation, scope.place, findings);
     findHidden(explanation, findings);
     findDiffering(explanation, keys, findings);
+    for (NodeFinding& finding : schemaFindingsIn(explanation, scope.schema))
+        findings.push_back(std::move(finding));
     return findings;
 }
 

@@ -2,31 +2,26 @@
 #define VARNIX_TOOL_EXPLAINFINDINGS_H
 
 #include "explanation.h"
+#include "nodeFinding.h"
+#include "nodePlace.h"
+#include "schema/schema.h"
 
 #include <string>
 #include <vector>
 
 namespace Varnix::Tool {
 
-enum class Severity
+/** What is looked for beside what keeps a client from its values. */
+struct FindingScope
 {
-    /** It may be meant so. */
-    NOTE,
-    WARNING,
-    /** It keeps a client from getting a database. */
-    ERROR,
-};
-
-const char* nameOf(Severity severity) noexcept;
-
-/** Something that looks wrong, and what to do about it. */
-struct NodeFinding
-{
-    Severity severity = Severity::NOTE;
-    std::string file;
-    /** The line of a configuration's entry; 0: the file as a whole. */
-    int line = 0;
-    std::string text;
+    /** Where the node's files are. */
+    const NodePlace& place;
+    /** What a schema is held against; it reports nothing where it is empty. */
+    const Schema::Schema& schema;
+    /** Database files that stand beside listed ones and that no entry lists. */
+    bool unlisted = false;
+    /** Everything that `varnix check` finds in the files, instead of that it finds something. */
+    bool defects = false;
 };
 
 /**
@@ -34,7 +29,12 @@ struct NodeFinding
  * holds something else.
  */
 std::vector<NodeFinding> findingsIn(const Explanation& explanation,
-                                    const std::vector<std::string>& keys);
+                                    const std::vector<std::string>& keys,
+                                    const FindingScope& scope);
+
+/** What the schema says: of itself, and of everything that a client gets. */
+std::vector<NodeFinding> schemaFindingsIn(const Explanation& explanation,
+                                          const Schema::Schema& schema);
 
 } // namespace Varnix::Tool
 

@@ -15,6 +15,9 @@ namespace Varnix::Tool {
 void printText(const Explanation& explanation, const std::vector<std::string>& keys,
                const std::vector<NodeFinding>& findings);
 
+/** What a client gets, without where it is from. */
+nlohmann::ordered_json documentOf(const Answer& answer);
+
 nlohmann::ordered_json documentOf(const Explanation& explanation,
                                   const std::vector<std::string>& keys,
                                   const std::vector<NodeFinding>& findings);

@@ -51,8 +51,8 @@ public:
     {
         std::cout << heading("Production database: ");
         if (m_explanation.production)
-            std::cout << DbFile::shown(m_explanation.production->path) << " (named by "
-                      << m_explanation.production->variable << ")\n";
+            std::cout << DbFile::shown(m_explanation.production->file.path) << " (named by "
+                      << m_explanation.production->file.variable << ")\n";
         else
             std::cout << "none: " << m_explanation.noProduction.value_or("") << '\n';
         std::cout << heading("Identities: ")
@@ -91,13 +91,13 @@ public:
         std::cout << '\n' << heading(keyText(key)) << '\n';
         std::size_t width = std::string(productionName).size();
         for (const ExplainedFile& file : m_explanation.files)
-            if (file.parameters.contains(key))
+            if (file.parameters().contains(key))
                 width = std::max(width, DbFile::shown(file.path).size());
         const StoredValue* const inProduction = m_explanation.productionStore.find(key);
         std::cout << "  " << padded(productionName, width) << "  "
                   << (inProduction == nullptr ? "-" : valueText(inProduction->value)) << '\n';
         for (const ExplainedFile& file : m_explanation.files)
-            if (const auto found = file.parameters.find(key); found != file.parameters.end())
+            if (const auto found = file.parameters().find(key); found != file.parameters().end())
                 std::cout << "  " << padded(DbFile::shown(file.path), width) << "  "
                           << valueText(found->second) << (file.selected ? "" : "  (not selected)")
                           << '\n';
@@ -112,12 +112,9 @@ public:
             return;
         std::cout << '\n' << heading("Findings:") << '\n';
         for (const NodeFinding& finding : findings) {
-            std::cout << DbFile::shown(finding.file);
-            if (finding.line > 0)
-                std::cout << ':' << finding.line;
-            std::cout << ": "
-                      << m_painter.paint(colourOf(finding.severity), nameOf(finding.severity))
-                      << ": " << finding.text << '\n';
+            std::cout << describe(finding, m_painter.paint(colourOf(finding.severity),
+                                                           nameOf(finding.severity)))
+                      << '\n';
         }
     }
 
@@ -125,13 +122,6 @@ private:
     std::string heading(const std::string& text) const
     {
         return m_painter.paint(Colour::BOLD, text);
-    }
-
-    static Colour colourOf(Severity severity) noexcept
-    {
-        if (severity == Severity::ERROR)
-            return Colour::RED;
-        return severity == Severity::WARNING ? Colour::YELLOW : Colour::BOLD;
     }
 
     void printHeld(const std::string& key) const

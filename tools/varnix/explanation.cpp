@@ -1,17 +1,13 @@
 #include "explanation.h"
 
-#include "command.h"
 #include "configuration.h"
-#include "dbfile/checker.h"
-#include "dbfile/decoder.h"
 #include "dbfile/types.h"
-#include "files.h"
-#include "nodeDiagnosis.h"
 #include "selection.h"
 
 #include <algorithm>
 #include <iterator>
 #include <set>
+#include <utility>
 
 namespace Varnix::Tool {
 
@@ -21,22 +17,21 @@ namespace Selection = Backend::Selection;
 using Backend::DBUtils::DbConfiguration;
 
 /** The identities to select for, and the production values that a client would get. */
-void readNode(Explanation& explanation, const std::vector<std::string>& identities)
+void readNode(Explanation& explanation, const NodePlace& place, const FileReader& read)
 {
-    if (identities.empty())
-        refuseEndlessNode();
-    const std::optional<Production> production = readProduction(productionFiles());
-    if (production) {
-        explanation.production = production->file;
-        explanation.productionStore.populate(production->records, 0);
-    }
-    if (!identities.empty()) {
-        explanation.identities = identities;
-        if (!production)
-            explanation.noProduction = whyNoProduction();
-        return;
-    }
-    explanation.identities = requireIdentities(production, ", or give identities with --identity");
+    const std::vector<ProductionFile> files = place.productionFiles();
+    if (place.identities.empty())
+        refuseEndless(files, read);
+    explanation.production = readProduction(files, read);
+    if (explanation.production)
+        explanation.productionStore.populate(explanation.production->content->records, 0);
+    std::optional<std::string> alternative;
+    if (!place.isWholeNode)
+        alternative = ", or give identities with --identity";
+    explanation.identities =
+        place.identities.empty() ? requireIdentities(files, read, alternative) : place.identities;
+    if (!explanation.production)
+        explanation.noProduction = whyNoProduction(files, read);
 }
 
 ExplainedEntry explainEntry(const DbConfiguration& configuration, int line,
@@ -81,19 +76,6 @@ std::vector<ExplainedFile> listFiles(const std::vector<ExplainedEntry>& entries,
     return files;
 }
 
-std::optional<std::vector<DbFile::Record>> readFile(ExplainedFile& file)
-{
-    Image image = readImage(file.path);
-    if (image.problem) {
-        file.problem = std::move(image.problem);
-        return std::nullopt;
-    }
-    file.defects = DbFile::check(image.bytes).findings.size();
-    std::vector<DbFile::Record> records = DbFile::readRecords(image.bytes);
-    file.parameters = DbFile::parameters(records);
-    return records;
-}
-
 /** Sets what a read makes of a stored value. */
 void setValue(Answer& answer, const DbFile::Value& stored)
 {
@@ -105,6 +87,12 @@ void setValue(Answer& answer, const DbFile::Value& stored)
 }
 
 } // namespace
+
+const std::map<std::string, DbFile::Value>& ExplainedFile::parameters() const noexcept
+{
+    static const std::map<std::string, DbFile::Value> none;
+    return content ? content->parameters : none;
+}
 
 bool Explanation::isUsable() const
 {
@@ -163,13 +151,13 @@ std::vector<std::string> Explanation::keys() const
     return {found.begin(), found.end()};
 }
 
-Explanation explain(const std::string& config, const std::vector<std::string>& identities)
+Explanation explain(const std::string& config, const NodePlace& place, const FileReader& read)
 {
     Explanation explanation;
     explanation.config = config;
-    readNode(explanation, identities);
+    readNode(explanation, place, read);
     std::vector<int> lines;
-    const std::vector<DbConfiguration> configurations = readConfiguration(config, &lines);
+    const std::vector<DbConfiguration> configurations = readConfiguration(config, &lines, place);
     for (std::size_t i = 0; i < configurations.size(); ++i)
         explanation.entries.push_back(
             explainEntry(configurations[i], lines[i], explanation.identities));
@@ -178,9 +166,12 @@ Explanation explain(const std::string& config, const std::vector<std::string>& i
 
     // As the library loads them: the last first, so that the first wins.
     for (std::size_t i = explanation.files.size(); i-- > 0;) {
-        const auto records = readFile(explanation.files[i]);
-        if (records && explanation.files[i].selected)
-            explanation.componentStore.populate(*records, i);
+        ExplainedFile& file = explanation.files[i];
+        DatabaseFile database = read(place.locate(file.path));
+        file.content = std::move(database.content);
+        file.problem = std::move(database.problem);
+        if (!file.problem && file.selected)
+            explanation.componentStore.populate(file.content->records, i);
     }
     return explanation;
 }

@@ -2,12 +2,15 @@
 #define VARNIX_TOOL_EXPLANATION_H
 
 #include "configFile.h"
+#include "databaseFile.h"
 #include "dbfile/comparison.h"
+#include "nodePlace.h"
 #include "production.h"
 #include "store.h"
 
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,9 +45,11 @@ struct ExplainedFile
     std::vector<Listing> listings;
     /** Why it cannot be used. */
     std::optional<std::string> problem;
-    /** How many things `varnix check` finds in a file that can be used. */
-    std::size_t defects = 0;
-    std::map<std::string, DbFile::Value> parameters;
+    /** Null: it cannot be read. */
+    std::shared_ptr<const FileContent> content;
+
+    /** Those of a file that can be used. */
+    const std::map<std::string, DbFile::Value>& parameters() const noexcept;
 };
 
 /** What a client gets for a key. */
@@ -80,7 +85,7 @@ struct HeldValues
 struct Explanation
 {
     std::string config;
-    std::optional<ProductionFile> production;
+    std::optional<Production> production;
     /** Why there is no production database, when the identities were given. */
     std::optional<std::string> noProduction;
     std::vector<std::string> identities;
@@ -105,10 +110,11 @@ struct Explanation
 };
 
 /**
- * Explains a configuration for `identities` or, when there are none, for those of the node's
- * production database. Failure with NodeUnusable or Invalid.
+ * Explains a configuration as the node at `place` has it. `read` reads each database file. Failure
+ * with NODE_UNUSABLE or INVALID.
  */
-Explanation explain(const std::string& config, const std::vector<std::string>& identities);
+Explanation explain(const std::string& config, const NodePlace& place = {},
+                    const FileReader& read = plainReader());
 
 } // namespace Varnix::Tool
 

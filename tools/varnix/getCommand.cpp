@@ -2,7 +2,10 @@
 #include "command.h"
 #include "dbfile/shown.h"
 #include "document.h"
+#include "explanation.h"
 #include "liveDatabase.h"
+#include "nodeDiagnosis.h"
+#include "nodePlace.h"
 #include "reading.h"
 #include "target.h"
 
@@ -30,6 +33,7 @@ struct GetOptions
 {
     bool json = false;
     Target target;
+    NodePlace place;
     /** The one type that is accepted; empty: every type. */
     std::string type;
     /** Printed for a key that is absent, and for no other reason. */
@@ -81,8 +85,32 @@ private:
     std::map<std::string, DbFile::Value> m_values;
 };
 
+/** Reads as a client on another node would. */
+class FileSource final : public Source
+{
+public:
+    explicit FileSource(const GetOptions& options)
+        : m_explanation(explain(options.target.config.value(), options.place))
+    {
+        if (!m_explanation.isUsable())
+            refuseUnusable(m_explanation);
+    }
+
+    RetCode read(const std::string& key, ClientValue& value) const override
+    {
+        const Answer answer = m_explanation.answerFor(key);
+        return answer.kind == Answer::Kind::ABSENT ? RetCode::KEY_NOT_FOUND
+                                                   : decodeValue(answer.value, value);
+    }
+
+private:
+    Explanation m_explanation;
+};
+
 std::unique_ptr<Source> sourceFor(const GetOptions& options)
 {
+    if (!options.place.isHere())
+        return std::make_unique<FileSource>(options);
     if (options.target.process != 0)
         return std::make_unique<ProcessSource>(options);
     return std::make_unique<ClientSource>(options.target.config.value());
@@ -178,7 +206,7 @@ void addGet(CLI::App& app, Status& status)
         ->add_option("--default", options->standIn,
                      "What to print for a key that is absent; never for one that cannot be read")
         ->type_name("VALUE");
-    addTarget(*command, options->target);
+    addNodeOptions(*command, options->place, addTarget(*command, options->target));
     command->footer("One value is a line of its own; several follow their key and a tab.");
     command->callback([options, &status] { status = get(withKeys(*options)); });
 }

@@ -60,10 +60,11 @@ Status run(int argc, char** argv)
 
     Status status = Status::DONE;
     bool asDocument = false;
-    for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
-                           Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-                           Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite,
-                           Varnix::Tool::addWatch})
+    for (const auto add :
+         {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
+          Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
+          Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite, Varnix::Tool::addWatch,
+          Varnix::Tool::addInstall, Varnix::Tool::addAudit})
         add(app, status);
 
     try {

@@ -2,60 +2,50 @@
 
 #include "command.h"
 #include "configuration.h"
-#include "dbfile/decoder.h"
 #include "dbfile/shown.h"
-#include "files.h"
 #include "production.h"
 #include "selection.h"
 
-#include <filesystem>
 #include <optional>
-#include <system_error>
 #include <vector>
-
-#include <unistd.h>
 
 namespace Varnix::Tool {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-/** Whether the file makes the loader ask for bytes that do not come; only files can be asked. */
-bool isEndless(const std::string& path)
+Failure unusable(const std::string& config, const std::string& problem)
 {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && ::access(path.c_str(), R_OK) == 0 &&
-           DbFile::endsEarly(readInput(path));
+    return {Status::NODE_UNUSABLE, "varnix: a database file that " + DbFile::shown(config) +
+                                       " selects cannot be used: " + problem};
 }
 
 } // namespace
 
 void refuseEndlessNode()
 {
-    for (const ProductionFile& file : productionFiles()) {
-        if (isEndless(file.path))
-            throw Failure(Status::NODE_UNUSABLE,
-                          "varnix: no production database: " + file.variable + ": " +
-                              problemWith(file.path).value_or(""));
-        if (readImage(file.path).isLoaded)
-            break;
-    }
+    refuseEndless(productionFilesOfEnvironment(), plainReader());
 }
 
 void refuseUnusableNode(const std::string& config)
 {
+    const FileReader read = plainReader();
     const std::vector<std::string> identities =
-        requireIdentities(readProduction(productionFiles()));
+        requireIdentities(productionFilesOfEnvironment(), read);
     for (const std::string& path :
          Backend::Selection::selectFiles(readConfiguration(config), identities))
-        if (const std::optional<std::string> problem = problemWith(path))
-            throw Failure(Status::NODE_UNUSABLE, "varnix: a database file that " +
-                                                     DbFile::shown(config) +
-                                                     " selects cannot be used: " + *problem);
+        if (const std::optional<std::string> problem = read(path).problem)
+            throw unusable(config, *problem);
     throw Failure(Status::NODE_UNUSABLE,
                   "varnix: the library's trace events tell why it cannot use " +
                       DbFile::shown(config));
+}
+
+void refuseUnusable(const Explanation& explanation)
+{
+    for (const ExplainedFile& file : explanation.files)
+        if (file.selected && file.problem)
+            throw unusable(explanation.config, *file.problem);
+    throw unusable(explanation.config, "it has changed");
 }
 
 } // namespace Varnix::Tool

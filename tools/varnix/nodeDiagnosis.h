@@ -1,6 +1,8 @@
 #ifndef VARNIX_TOOL_NODEDIAGNOSIS_H
 #define VARNIX_TOOL_NODEDIAGNOSIS_H
 
+#include "explanation.h"
+
 #include <string>
 
 /** Why the library cannot give a database; it answers with an empty pointer alone. */
@@ -14,6 +16,9 @@ void refuseEndlessNode();
 
 /** Says what is wrong after initDb answered nothing for `config`: Failure as explain() fails. */
 [[noreturn]] void refuseUnusableNode(const std::string& config);
+
+/** Says which selected file cannot be used; there is one. */
+[[noreturn]] void refuseUnusable(const Explanation& explanation);
 
 } // namespace Varnix::Tool
 

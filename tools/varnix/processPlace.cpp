@@ -23,28 +23,46 @@ Failure notReached(pid_t process, const char* what, int error)
                 " cannot be read: " + std::generic_category().message(error)};
 }
 
-void takeVariable(std::string_view assignment)
+/** Calls `take` with the name and the value of each variable that names a production database. */
+template <typename Take>
+void forEachVariable(std::istream& environment, const Take& take)
 {
-    for (const std::string_view name : productionVariables)
-        if (assignment.starts_with(name) && assignment.substr(name.size()).starts_with('='))
-            ::setenv(std::string(name).c_str(),
-                     std::string(assignment.substr(name.size() + 1)).c_str(), 1);
+    for (std::string assignment; std::getline(environment, assignment, '\0');)
+        for (const std::string_view name : productionVariables)
+            if (assignment.starts_with(name) &&
+                std::string_view(assignment).substr(name.size()).starts_with('='))
+                take(std::string(name), assignment.substr(name.size() + 1));
+}
+
+std::string directoryOf(pid_t process)
+{
+    return "/proc/" + std::to_string(process);
 }
 
 } // namespace
 
 void takePlaceOf(pid_t process)
 {
-    const std::string directory = "/proc/" + std::to_string(process);
-    std::ifstream environment(directory + "/environ", std::ios::binary);
+    std::ifstream environment(directoryOf(process) + "/environ", std::ios::binary);
     if (!environment)
         throw notReached(process, "environment", errno);
     for (const char* const name : productionVariables)
         ::unsetenv(name);
-    for (std::string assignment; std::getline(environment, assignment, '\0');)
-        takeVariable(assignment);
-    if (::chdir((directory + "/cwd").c_str()) != 0)
+    forEachVariable(environment, [](const std::string& name, const std::string& value) {
+        ::setenv(name.c_str(), value.c_str(), 1);
+    });
+    if (::chdir((directoryOf(process) + "/cwd").c_str()) != 0)
         throw notReached(process, "working directory", errno);
+}
+
+std::vector<std::string> productionPathsOf(pid_t process)
+{
+    std::vector<std::string> paths;
+    std::ifstream environment(directoryOf(process) + "/environ", std::ios::binary);
+    forEachVariable(environment, [&paths](const std::string&, const std::string& value) {
+        paths.push_back(value);
+    });
+    return paths;
 }
 
 } // namespace Varnix::Tool

@@ -1,6 +1,9 @@
 #ifndef VARNIX_TOOL_PROCESSPLACE_H
 #define VARNIX_TOOL_PROCESSPLACE_H
 
+#include <string>
+#include <vector>
+
 #include <sys/types.h>
 
 namespace Varnix::Tool {
@@ -12,6 +15,9 @@ namespace Varnix::Tool {
  * Only for a process that has no other thread.
  */
 void takePlaceOf(pid_t process);
+
+/** The production databases that the process's environment named; none where it cannot be read. */
+std::vector<std::string> productionPathsOf(pid_t process);
 
 } // namespace Varnix::Tool
 

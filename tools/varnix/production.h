@@ -1,9 +1,10 @@
 #ifndef VARNIX_TOOL_PRODUCTION_H
 #define VARNIX_TOOL_PRODUCTION_H
 
-#include "dbfile/database.h"
+#include "databaseFile.h"
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,34 +19,47 @@ inline constexpr const char* identitiesKey = "/componentConfigId";
 inline constexpr std::array productionVariables{"sys_uflash_prod_db_dev_dev",
                                                 "sys_uflash_prod_db_dev"};
 
+/** The option that names it on the command line. */
+inline constexpr const char* productionOption = "--production";
+
 struct ProductionFile
 {
-    /** The environment variable that names it. */
+    /** The environment variable or the option that names it. */
     std::string variable;
     std::string path;
+    /** Where it is on this host. */
+    std::string place;
 };
 
 struct Production
 {
     ProductionFile file;
-    std::vector<DbFile::Record> records;
+    std::shared_ptr<const FileContent> content;
 };
 
-/** What the environment names, in the order in which it is tried. */
-std::vector<ProductionFile> productionFiles();
+/** What the environment names, in the order in which it is tried, each at its path. */
+std::vector<ProductionFile> productionFilesOfEnvironment();
 
 /** The first of the files that is loaded; nothing when its records cannot be read. */
-std::optional<Production> readProduction(const std::vector<ProductionFile>& files);
+std::optional<Production> readProduction(const std::vector<ProductionFile>& files,
+                                         const FileReader& read);
 
-/** Why none of the files that the environment names can be used. */
-std::string whyNoProduction();
+/** Why none of the files can be used. */
+std::string whyNoProduction(const std::vector<ProductionFile>& files, const FileReader& read);
 
 /**
- * The node's identities. Failure with NodeUnusable without a production database or without a text
- * for them in it; `alternative` ends the sentence that says what to do.
+ * Refuses what would keep a client from going on at all: a file that ends early, for whose rest the
+ * loader waits. Failure with NODE_UNUSABLE.
  */
-std::vector<std::string> requireIdentities(const std::optional<Production>& production,
-                                           const std::string& alternative = {});
+void refuseEndless(const std::vector<ProductionFile>& files, const FileReader& read);
+
+/**
+ * The node's identities. Failure with NODE_UNUSABLE without a production database or without a text
+ * for them in it; `alternative` ends the sentence that says what to do; nothing: it is not said.
+ */
+std::vector<std::string> requireIdentities(const std::vector<ProductionFile>& files,
+                                           const FileReader& read,
+                                           const std::optional<std::string>& alternative = "");
 
 } // namespace Varnix::Tool
 

@@ -43,6 +43,11 @@ std::string explanation(const std::vector<Schema::Report>& reports)
     std::set<Schema::Check> checks;
     for (const Schema::Report& report : reports)
         checks.insert(report.check);
+    return explanation(checks);
+}
+
+std::string explanation(const std::set<Schema::Check>& checks)
+{
     std::string names;
     for (const Schema::Check check : checks)
         names.append(names.empty() ? "" : ", ").append(nameOf(check));

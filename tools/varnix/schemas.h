@@ -4,6 +4,7 @@
 #include "command.h"
 #include "schema/report.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,7 @@ Schema::Schema readSchemas(const std::vector<std::string>& paths);
 
 /** Where to look up what the reports' checks mean; empty without reports. */
 std::string explanation(const std::vector<Schema::Report>& reports);
+std::string explanation(const std::set<Schema::Check>& checks);
 
 /** The errors among the reports, a line each. */
 std::string errorsOf(const std::vector<Schema::Report>& reports);

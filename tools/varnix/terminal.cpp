@@ -32,6 +32,13 @@ const char* codeOf(Colour colour) noexcept
 
 } // namespace
 
+Colour colourOf(Severity severity) noexcept
+{
+    if (severity == Severity::ERROR)
+        return Colour::RED;
+    return severity == Severity::WARNING ? Colour::YELLOW : Colour::BOLD;
+}
+
 Painter::Painter(int fd)
     : m_isOn(::isatty(fd) != 0 && variable("NO_COLOR").empty() && variable("TERM") != "dumb")
 {

@@ -1,6 +1,8 @@
 #ifndef VARNIX_TOOL_TERMINAL_H
 #define VARNIX_TOOL_TERMINAL_H
 
+#include "nodeFinding.h"
+
 #include <string>
 
 namespace Varnix::Tool {
@@ -12,6 +14,9 @@ enum class Colour
     YELLOW,
     RED,
 };
+
+/** What a finding's severity is printed in. */
+Colour colourOf(Severity severity) noexcept;
 
 /** Text in colour where it goes to a terminal whose user has not set NO_COLOR. */
 class Painter

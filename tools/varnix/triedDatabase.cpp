@@ -6,11 +6,12 @@
 
 namespace Varnix::Tool {
 
-std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial)
+std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial,
+                                   const NodePlace& place)
 {
-    const Explanation explanation = explain(config, {});
+    const Explanation explanation = explain(config, place);
     if (!explanation.isUsable())
-        refuseUnusableNode(config);
+        refuseUnusable(explanation);
     std::vector<TriedDatabase> databases;
     if (const StoredValue* const found = explanation.productionStore.find(trial.key()))
         databases.push_back({"", found->value, trial.on(found->value)});

@@ -2,6 +2,7 @@
 #define VARNIX_TOOL_TRIEDDATABASE_H
 
 #include "dbfile/comparison.h"
+#include "nodePlace.h"
 #include "trial.h"
 
 #include <algorithm>
@@ -22,7 +23,8 @@ struct TriedDatabase
  * The databases of a client of `config` that hold the key. Failure with NO where none does, and as
  * explain() fails where the client gets no database.
  */
-std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial);
+std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial,
+                                   const NodePlace& place = {});
 
 /** Whether none would refuse. */
 inline bool isTaken(const std::vector<TriedDatabase>& databases)

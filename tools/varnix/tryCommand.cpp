@@ -1,6 +1,7 @@
 #include "command.h"
 #include "document.h"
 #include "effectText.h"
+#include "nodePlace.h"
 #include "trial.h"
 #include "triedDatabase.h"
 #include "words.h"
@@ -20,6 +21,7 @@ using Json = nlohmann::ordered_json;
 struct TryOptions
 {
     bool json = false;
+    NodePlace place;
     std::string config;
 };
 
@@ -33,7 +35,7 @@ Json documentOf(const TriedDatabase& database)
 Status tryWords(const TryOptions& options, const std::vector<std::string>& words)
 {
     const Trial trial(words);
-    const std::vector<TriedDatabase> databases = triedOn(options.config, trial);
+    const std::vector<TriedDatabase> databases = triedOn(options.config, trial, options.place);
     if (options.json) {
         Json document{{"config", options.config},
                       {"key", trial.key()},
@@ -57,6 +59,7 @@ void addTry(CLI::App& app, Status& status)
     CLI::App* const command = app.add_subcommand(
         "try", "Show what an operator's words would do to a client, and send nothing");
     command->add_flag("--json", options->json, "Print one JSON document");
+    addNodeOptions(*command, options->place, nullptr);
     command->add_option("config", options->config, "The component's configuration file")
         ->type_name("CONFIG")
         ->required();

@@ -1,0 +1,160 @@
+#include "nodeAudit.h"
+
+#include "dbfile/shown.h"
+#include "explainFindings.h"
+#include "nodeFiles.h"
+#include "nodePlace.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <set>
+#include <utility>
+
+namespace Varnix::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/** On one line, without the command's name. */
+std::string lineOf(std::string text)
+{
+    constexpr std::string_view name = "varnix: ";
+    if (text.starts_with(name))
+        text.replace(0, name.size(), "error: ");
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+/** Calls `judge`; what it throws is a failure of the verdict. */
+template <typename Judge>
+void guarded(NodeVerdict& verdict, const Judge& judge)
+{
+    try {
+        judge();
+    } catch (const Failure& failure) {
+        verdict.failures.push_back({failure.cause(), lineOf(failure.what())});
+    } catch (const std::exception& error) {
+        verdict.failures.push_back({Status::UNREADABLE, std::string("error: ") + error.what()});
+    }
+}
+
+bool isSame(const Answer& a, const Answer& b)
+{
+    return a.kind == b.kind && a.value == b.value;
+}
+
+/** Whether two explanations come from the same bytes in the same order. */
+bool isSameContent(const Explanation& a, const Explanation& b)
+{
+    const auto selected = [](const Explanation& explanation) {
+        std::vector<const FileContent*> contents{
+            explanation.production ? explanation.production->content.get() : nullptr};
+        for (const ExplainedFile& file : explanation.files)
+            if (file.selected)
+                contents.push_back(file.content.get());
+        return contents;
+    };
+    return a.isUsable() && b.isUsable() && selected(a) == selected(b);
+}
+
+void addDifferences(const Explanation& before, const Explanation& after,
+                    std::vector<NodeDifference>& differences)
+{
+    if (isSameContent(before, after))
+        return;
+    if (before.isUsable() != after.isUsable()) {
+        differences.push_back({after.config, "", before.answerFor(""), after.answerFor("")});
+        return;
+    }
+    std::set<std::string> keys;
+    for (const Explanation* const explanation : {&before, &after})
+        for (std::string& key : explanation->keys())
+            keys.insert(std::move(key));
+    for (const std::string& key : keys) {
+        Answer old = before.answerFor(key);
+        Answer now = after.answerFor(key);
+        if (!isSame(old, now))
+            differences.push_back({after.config, key, std::move(old), std::move(now)});
+    }
+}
+
+/** The directory's own name, whatever follows it. */
+fs::path nameOf(const std::string& node)
+{
+    const fs::path path = fs::path(node).lexically_normal();
+    return path.has_filename() ? path.filename() : path.parent_path().filename();
+}
+
+} // namespace
+
+Status NodeVerdict::status() const
+{
+    const bool isClean =
+        differences.empty() &&
+        std::none_of(findings.begin(), findings.end(),
+                     [](const NodeFinding& finding) { return finding.severity != Severity::NOTE; });
+    Status worst = isClean ? Status::DONE : Status::NO;
+    for (const NodeFailure& failure : failures)
+        worst = std::max(worst, failure.status);
+    return worst;
+}
+
+NodeAuditor::NodeAuditor(AuditRules rules, FileCache& cache)
+    : m_rules(std::move(rules)), m_cache(cache),
+      m_read([&cache](const std::string& path) { return cache.read(path); })
+{
+}
+
+NodeVerdict NodeAuditor::judge(const std::string& node) const
+{
+    NodeVerdict verdict;
+    guarded(verdict, [&] {
+        const NodePlace place = placeOf(node);
+        const std::vector<std::string> configs =
+            m_rules.configs.empty() ? configurationsIn(node) : m_rules.configs;
+        for (const std::string& config : configs)
+            guarded(verdict, [&] { judge(config, place, verdict); });
+    });
+    return verdict;
+}
+
+NodePlace NodeAuditor::placeOf(const std::string& node) const
+{
+    std::error_code error;
+    if (!fs::is_directory(node, error))
+        throw Failure(Status::UNREADABLE,
+                      "varnix: " + DbFile::shown(node) + " cannot be read as a directory");
+    NodePlace place{
+        .root = node, .production = m_rules.production, .identities = {}, .isWholeNode = true};
+    if (place.productionFiles().empty())
+        place.production = productionIn(node, m_read);
+    return place;
+}
+
+void NodeAuditor::judge(const std::string& config, const NodePlace& place,
+                        NodeVerdict& verdict) const
+{
+    const Explanation explanation = explain(config, place, m_read);
+    for (NodeFinding& finding : findingsIn(explanation, {},
+                                           {.place = place,
+                                           .schema = m_cache.judgement().schema,
+                                           .unlisted = true,
+                                           .defects = true}))
+        // Configurations of one node share files.
+        if (std::find(verdict.findings.begin(), verdict.findings.end(), finding) ==
+            verdict.findings.end())
+            verdict.findings.push_back(std::move(finding));
+    if (m_rules.against)
+        guarded(verdict, [&] { compare(explanation, place.root, verdict); });
+}
+
+void NodeAuditor::compare(const Explanation& explanation, const std::string& node,
+                          NodeVerdict& verdict) const
+{
+    const NodePlace old = placeOf((fs::path(*m_rules.against) / nameOf(node)).string());
+    addDifferences(explain(explanation.config, old, m_read), explanation, verdict.differences);
+}
+
+} // namespace Varnix::Tool
