@@ -5,12 +5,14 @@ usage: compileExamples.py --prefix PREFIX --compiler COMPILER DOCUMENT...
 
 A literal block is one of four things: a file or a session, which runDocument.py runs; a text, for
 drawings and the like, which is marked by the word "text" after its backquotes or, in a manual page,
-by the comment "; text" before them; a synopsis, whose declarations must stand in the headers that it
-includes; or C++, which must compile without a warning, a whole program or declarations as they are,
-statements as a function's body. Anything else is an error.
+by the comment "; text" before them; a synopsis, which must declare of its classes what is public in the
+headers that it includes, all of it and in the same order; or C++, which must compile without a
+warning, a whole program or declarations as they are, statements as a function's body. Anything else is
+an error.
 """
 
 import argparse
+import difflib
 import re
 import subprocess
 import sys
@@ -32,16 +34,69 @@ int body(const char* path)
 """
 
 
-def declarations(text):
+# What a header has to spell otherwise than its readers know it.
+SPELLINGS = {"typename Detail::ChangedType<T>::Function": "std::function<void(const T& value)>"}
+
+
+def words_of(text):
     """The words of declarations, without comments, line breaks and what only a compiler needs."""
     text = re.sub(r"/\*.*?\*/|//[^\n]*|^#.*?$|\bVARNIX_EXPORT\b", " ", text,
                   flags=re.DOTALL | re.MULTILINE)
-    return " ".join(re.findall(r"\w+|[^\w\s]", text))
+    for spelling, known in SPELLINGS.items():
+        text = text.replace(spelling, known)
+    return re.findall(r"\w+|::|[^\w\s]", text)
 
 
-def class_of(text):
-    found = re.search(r"^class\b.*?^\};", text, flags=re.DOTALL | re.MULTILINE)
-    return found[0] if found else None
+def classes_of(text):
+    """The text of each class that is not inside another, by name."""
+    found = re.finditer(r"^(?:template <[^\n]*>\s)?class (?:\w+ )?(\w+)(?: : [^;{]*)?\s*\{.*?^\};", text,
+                        flags=re.DOTALL | re.MULTILINE)
+    return {match[1]: match[0] for match in found}
+
+
+def end_of_block(words, begin):
+    """The index after the brace that closes the one at `begin`."""
+    depth = 0
+    for index in range(begin, len(words)):
+        depth += {"{": 1, "}": -1}.get(words[index], 0)
+        if depth == 0:
+            return index + 1
+    raise ValueError("a brace is not closed")
+
+
+def statements_of(words):
+    """The statements of a class's inside; a function's without its body."""
+    statement, index = [], 0
+    while index < len(words):
+        if words[index] == "{":
+            end = end_of_block(words, index)
+            if statement[0] == "enum":
+                statement += words[index:end]
+                index = end
+                continue
+            yield statement
+            statement, index = [], end
+        elif words[index] == ";" or (words[index] == ":" and len(statement) == 1):
+            yield statement
+            statement, index = [], index + 1
+        else:
+            statement.append(words[index])
+            index += 1
+
+
+def public_part(text):
+    """A class's head and its public declarations, but for what it deletes, overrides and ends with."""
+    words = words_of(text)
+    inside = words.index("{")
+    result, access = [" ".join(words[:inside])], "private"
+    for statement in statements_of(words[inside + 1:-2]):
+        if len(statement) == 1 and statement[0] in ("public", "protected", "private"):
+            access = statement[0]
+        elif access == "public" and statement and not (
+                {"~", "override"} & set(statement) or statement[-2:] == ["=", "delete"]):
+            initialisers = [i for i in range(1, len(statement)) if statement[i - 1:i + 1] == [")", ":"]]
+            result.append(" ".join(statement[:initialisers[0]] if initialisers else statement))
+    return result
 
 
 class Examples:
@@ -73,14 +128,16 @@ class Examples:
         return (body if "main(" not in text else whole).stderr
 
     def differs(self, synopsis):
-        """How a synopsis that declares a class differs from the header that it includes."""
+        """How a synopsis that declares classes differs from the headers that it includes."""
         headers = re.findall(r"#include <(varnix/[\w/]+\.h)>", synopsis)
-        text = "".join((self.include / name).read_text(encoding="utf-8") for name in headers)
-        declared = declarations(text)
-        for statement in re.split(r"[;{}]", class_of(synopsis)):
-            words = re.sub(r"^(public|protected|private) : ", "", declarations(statement))
-            if words and words not in declared:
-                return f"not declared so in {', '.join(headers) or 'any header'}: {words}"
+        declared = classes_of("\n".join((self.include / name).read_text(encoding="utf-8")
+                                        for name in headers))
+        for name, text in classes_of(synopsis).items():
+            if name not in declared:
+                return f"{name} is not declared in {', '.join(headers) or 'any header'}"
+            said, meant = public_part(text), public_part(declared[name])
+            if said != meant:
+                return "\n".join([f"{name} is not declared so:", *difflib.ndiff(meant, said)])
         return ""
 
 
@@ -101,7 +158,7 @@ def main():
                 checked += 1
                 if not document.endswith((".h", ".scd")) and block.info != "cpp":
                     said = 'neither a file, a session, marked "cpp" nor "text"'
-                elif class_of("\n".join(block.lines)) and document.endswith(".scd"):
+                elif classes_of("\n".join(block.lines)) and document.endswith(".scd"):
                     said = examples.differs("\n".join(block.lines))
                 else:
                     said = examples.complaint(block.lines)

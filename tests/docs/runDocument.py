@@ -157,11 +157,16 @@ def main():
     parser.add_argument("--prefix", help="where Varnix is installed, if not in the system")
     parser.add_argument("--with", dest="files", action="append", default=[], metavar="FILE",
                         help="put a file into the directory first")
+    parser.add_argument("--without-examples", action="store_true",
+                        help="there is none to run; that there is one is an error")
     parser.add_argument("documents", nargs="+")
     options = parser.parse_args()
 
     steps = [step for document in options.documents for step in steps_of(document, options.root)]
     failures = 0
+    if options.without_examples == bool(steps):
+        failures += 1
+        print("error: " + ("there are examples" if steps else "there is no example to run"))
     with tempfile.TemporaryDirectory() as name:
         directory = Path(name)
         (directory / "work").mkdir()

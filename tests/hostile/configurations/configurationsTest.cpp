@@ -71,6 +71,13 @@ TEST(HostileConfigurationSet, HasAHundredCasesOfDifferentNames)
     EXPECT_GE(names.size(), 100U);
 }
 
+TEST(HostileConfigurationsPage, SaysHowManyThereAre)
+{
+    EXPECT_THAT(readFile(RELIABILITY_PAGE),
+                testing::HasSubstr(' ' + std::to_string(hostileConfigurations().size()) +
+                                   " hostile configurations, "));
+}
+
 INSTANTIATE_TEST_SUITE_P(Each, HostileConfigurations, testing::ValuesIn(hostileConfigurations()),
                          [](const auto& configuration) { return configuration.param.name; });
 
