@@ -79,7 +79,7 @@ private:
         m_findings.push_back({offset, std::move(text)});
     }
 
-    /** The bytes behind one foreign tag may still be records; behind two they are anything. */
+    /** The bytes after one foreign tag may still be records; after two they are anything. */
     bool isFirstForeignTag(std::size_t position)
     {
         if (!m_isWhole)
@@ -87,7 +87,7 @@ private:
         report(position, "the record's tag is " +
                              hexNumber(static_cast<unsigned char>(m_image[position])) + ", not " +
                              hexNumber(static_cast<unsigned char>(Format::recordTag)) +
-                             ": nothing behind it is read");
+                             ": nothing after it is read");
         return !std::exchange(m_foreignTag, true);
     }
 
@@ -130,7 +130,7 @@ private:
                                " holds a blank, a quote, a number sign or an unprintable byte");
         const auto [first, isNew] = m_keys.try_emplace(key, KeyUse{.offset = offset});
         if (!isNew)
-            report(offset, "the key " + quoted(key) + " stands twice; first at @" +
+            report(offset, "the key " + quoted(key) + " occurs twice; first at @" +
                                hexNumber(first->second.offset));
         return first->second;
     }
@@ -185,7 +185,7 @@ CheckResult check(std::string_view image)
 
     note(result.notes, image, Format::reservedOffset, Format::reservedSize, "the reserved bytes");
     if (length >= Format::headerSize)
-        note(result.notes, image, length, Format::coveredTailSize, "the bytes behind the records");
+        note(result.notes, image, length, Format::coveredTailSize, "the bytes after the records");
     note(result.notes, image, length + Format::coveredTailSize, Format::uncheckedSize,
          "the bytes before the checksum");
     return result;

@@ -16,7 +16,7 @@ struct Record
     char tag = Format::recordTag;
     std::string key = {};
     std::uint8_t type = 0;
-    /** The value's bytes as they stand in the file: elements are big-endian. */
+    /** The value's bytes as the file has them: elements are big-endian. */
     std::string data = {};
 
     /** The bytes that the record takes in a file. */
@@ -34,7 +34,7 @@ bool isKept(std::string_view key, std::uint8_t type) noexcept;
  *
  * The file is the header, the records, `tail`, `unchecked`, the checksum of all before `unchecked`,
  * and `extra`. A file as build makes it has a tail of ten zero bytes; any other tail holds bytes
- * that are no whole records (longer), or stands behind a record that reaches past offset N
+ * that are no whole records (longer), or follows a record that reaches past offset N
  * (shorter), or belongs to a file without records (N below 10).
  */
 struct Database
@@ -59,7 +59,7 @@ struct Database
 std::string encode(const Database& database);
 
 /**
- * Whether a key can stand in a line of a text source as it is: "/" and at least one character more,
+ * Whether a key can be in a line of a text source as it is: "/" and at least one character more,
  * all printable ASCII and none of them a blank, a double quote or a number sign.
  */
 bool isPlainKey(std::string_view key) noexcept;

@@ -20,7 +20,7 @@ std::uint32_t lengthField(std::string_view image) noexcept;
 /** Whether an image of this format ends before its header says. */
 bool endsEarly(std::string_view image) noexcept;
 
-/** Where a record stands in an image. */
+/** Where a record is in an image. */
 struct RecordPlace
 {
     std::size_t start = 0;
@@ -37,7 +37,7 @@ struct RecordPlace
 };
 
 /**
- * The record at `start`, or nothing when its key, type and length do not all stand before `limit`.
+ * The record at `start`, or nothing when its key, type and length are not all before `limit`.
  * Its data may still reach past `limit`.
  */
 std::optional<RecordPlace> recordAt(std::string_view image, std::size_t start, std::size_t limit);

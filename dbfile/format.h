@@ -22,7 +22,7 @@ inline constexpr std::size_t reservedOffset = 2;
 inline constexpr std::size_t reservedSize = 4;
 inline constexpr std::size_t lengthOffset = 6;
 
-/** What stands behind offset N: covered bytes, unchecked bytes, the checksum. */
+/** What follows offset N: covered bytes, unchecked bytes, the checksum. */
 inline constexpr std::size_t coveredTailSize = 10;
 inline constexpr std::size_t uncheckedSize = 2;
 inline constexpr std::size_t checksumSize = 2;

@@ -66,7 +66,7 @@ private:
                 throw LineError(column(), "a blank is missing before the double quote");
             if (!isPrintable(peek()))
                 throw LineError(column(), "byte " + hexNumber(static_cast<unsigned char>(peek())) +
-                                              " can stand only between double quotes");
+                                              " is allowed only between double quotes");
             token.text.push_back(peek());
         }
         return token;

@@ -9,7 +9,7 @@
 
 namespace Varnix::DbFile {
 
-/** A piece of a line: a word, or what stands between double quotes with its escapes resolved. */
+/** A piece of a line: a word, or what is between double quotes with its escapes resolved. */
 struct Token
 {
     enum class Kind
@@ -20,7 +20,7 @@ struct Token
 
     Kind kind = Kind::WORD;
     std::string text;
-    /** Where it begins, and where the next byte stands; counted in bytes, from 1. */
+    /** Where it begins, and where the next byte is; counted in bytes, from 1. */
     std::size_t column = 0;
     std::size_t end = 0;
 };

@@ -84,7 +84,7 @@ void SourceParser::readRecord(Tokens tokens)
         throw LineError(endOf(tokens), "a record takes its tag, its key, its type and its value");
     const Token& key = tokens[2];
     if (key.kind != Token::Kind::TEXT || key.text.find('\0') != std::string::npos)
-        throw LineError(key.column, "a record's key stands between double quotes, without a NUL");
+        throw LineError(key.column, "a record's key belongs between double quotes, without a NUL");
     const SourceType type = readType(tokens[3]);
     addRecord({.tag = readHexBytes(tokens.subspan(1, 1)).front(),
                .key = key.text,
@@ -120,7 +120,7 @@ void SourceParser::readTail(Tokens tokens)
 void SourceParser::addRecord(Record record, std::size_t column)
 {
     if (m_lastRecord)
-        throw LineError(column, "nothing is read behind the record of another tag at " +
+        throw LineError(column, "nothing is read after the record of another tag at " +
                                     describe(*m_lastRecord));
     grow(record.size(), column);
     if (record.tag != Format::recordTag)

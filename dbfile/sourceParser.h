@@ -69,7 +69,7 @@ private:
     std::optional<SourcePlace> m_reserved;
     std::optional<SourcePlace> m_unchecked;
     bool m_tailGiven = false;
-    /** A record of another tag, behind which none is read. */
+    /** A record of another tag, after which none is read. */
     std::optional<SourcePlace> m_lastRecord;
 
     // The line being read.

@@ -9,7 +9,7 @@ namespace Varnix::DbFile {
 
 /**
  * The text source of a database: SourceParser reads the same value from it. What a plain source
- * cannot say stands in directives.
+ * cannot say is in directives.
  */
 std::string printSource(const Database& database);
 

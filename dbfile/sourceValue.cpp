@@ -44,7 +44,7 @@ std::string oneText(std::span<const Token> values, std::string_view typeText)
         return {};
     if (values.front().kind != Token::Kind::TEXT)
         throw LineError(values.front().column,
-                        "a value of " + std::string(typeText) + " stands between double quotes");
+                        "a value of " + std::string(typeText) + " belongs between double quotes");
     if (values.size() > 1)
         throw LineError(values[1].column,
                         std::string(typeText) + " takes one value between double quotes");

@@ -46,7 +46,7 @@ std::string describe(const ConfigError& error, const std::string& configFile);
  * Appends the entries of `configFile` to `configurations`, in file order, and to `lines`, if that
  * is not null, the line at which each begins.
  *
- * Stops at the first malformed entry and answers what is wrong with it; the entries before it stay
+ * Stops at the first malformed entry and returns what is wrong with it; the entries before it stay
  * appended. With `locate`, each file is read where that says.
  */
 std::optional<ConfigError> readConfigFile(const std::string& configFile,

@@ -28,7 +28,7 @@ bool isDatabaseHeader(const DB_HeaderS& header) noexcept
     return header.magic == 'H' && header.format == 4;
 }
 
-/** A record as it stands in an image: tag, key, word, data. */
+/** A record as it is in an image: tag, key, word, data. */
 struct Place
 {
     std::string_view key() const noexcept

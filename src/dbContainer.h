@@ -83,7 +83,7 @@ public:
     static iterator begin(DbContainer* container) noexcept;
     static iterator end(DbContainer* container) noexcept;
 
-    /** Decodes the record at the position into the container and answers it. */
+    /** Decodes the record at the position into the container and returns it. */
     DbRecord& operator*() const;
 
     /** The key of the record at the position, however it begins; lives as long as the image. */

@@ -1,7 +1,7 @@
 #ifndef VARNIX_ELEMENTS_H
 #define VARNIX_ELEMENTS_H
 
-#include "dbUtils.h"
+#include "swapEnd.h"
 
 #include <array>
 #include <cstddef>

@@ -28,11 +28,11 @@ public:
 
     void subscribe();
 
-    /** Handles one message, null where the receive failed. Answers whether the thread is to stop.
+    /** Handles one message, null where the receive failed. Returns whether the thread is to stop.
      */
     bool handleMsg(DbRegistryImpl* registry, itc_msg* message);
 
-    /** The subscription thread. `registry` is the DbRegistryImpl that started it. Answers null. */
+    /** The subscription thread. `registry` is the DbRegistryImpl that started it. Returns null. */
     static void* dbSubscription(void* registry);
 
 private:

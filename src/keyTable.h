@@ -31,7 +31,7 @@ struct ParamKey
 /**
  * An unordered map from keys to values that never forgets a key.
  *
- * The entries stand in one array, in the order in which they came. Slots, a power of two and at
+ * The entries are in one array, in the order in which they came. Slots, a power of two and at
  * least twice as many, lead to them: a key is looked for from the slot that its hash names onwards,
  * up to the first empty one. One step to a slot and one to an entry is less than half of what the
  * nodes of the standard map cost where they are not in a cache.

@@ -1,7 +1,8 @@
 #include "selection.h"
 
 #include <algorithm>
-#include <numeric>
+#include <set>
+#include <string_view>
 
 #include <fnmatch.h>
 
@@ -25,20 +26,11 @@ bool matchesAny(const std::string& pattern, const std::vector<std::string>& iden
 
 std::vector<std::string> withoutDuplicates(const std::vector<std::string>& paths)
 {
-    std::vector<std::size_t> order(paths.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    // Stable, so that of equal paths the earliest stands first and is the one kept.
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::size_t a, std::size_t b) { return paths[a] < paths[b]; });
-    order.erase(std::unique(order.begin(), order.end(),
-                            [&](std::size_t a, std::size_t b) { return paths[a] == paths[b]; }),
-                order.end());
-    std::sort(order.begin(), order.end());
-
+    std::set<std::string_view> seen;
     std::vector<std::string> distinct;
-    distinct.reserve(order.size());
-    for (const std::size_t index : order)
-        distinct.push_back(paths[index]);
+    for (const std::string& path : paths)
+        if (seen.insert(path).second)
+            distinct.push_back(path);
     return distinct;
 }
 

@@ -1,8 +1,8 @@
 #ifndef VARNIX_WRITEVALUES_H
 #define VARNIX_WRITEVALUES_H
 
-#include "dbUtils.h"
 #include "forks.h"
+#include "swapEnd.h"
 
 #include <cstddef>
 #include <cstdint>

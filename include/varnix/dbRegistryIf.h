@@ -39,7 +39,7 @@ public:
      *
      * The file's entries whose pattern matches one of the node's identities (the words of
      * "/componentConfigId" in the production database) say which database files are loaded; of a
-     * key that stands in several of them, the first listed file's value counts. When no entry
+     * key that is in several of them, the first listed file's value counts. When no entry
      * matches, or "/componentConfigId" is nothing but blanks, the result is a database without
      * parameters of its own.
      *

@@ -116,7 +116,7 @@ VARNIX_EXPORT varnix_status varnix_get_text(const varnix_database* database, con
                                             char* text, size_t capacity, size_t* length);
 
 /**
- * Reads a CHAR parameter as its words, the runs of characters between blanks: one behind the other
+ * Reads a CHAR parameter as its words, the runs of characters between blanks: one after the other
  * into `words`, each ended by a NUL, in `*size` bytes together. `words` has room for `capacity`
  * bytes; `*count` becomes the number of words. Where they do not fit, `*size` and `*count` are set
  * and the result is VARNIX_NO_ROOM. `words` may be null where `capacity` is 0. A word that itself

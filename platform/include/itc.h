@@ -32,18 +32,18 @@ union itc_msg {
 #define ITC_FROM_ALL UINT32_C(0xFFF11111)
 /** No time-out, in a receive. */
 #define ITC_NO_TMO UINT32_C(0xFFFFFFFF)
-/** What __itc_init answers where the process has initialised it already: it can be used. */
+/** What __itc_init returns where the process has initialised it already: it can be used. */
 #define ITC_ALREADY_INITIALISED (-2)
 
 /**
- * Prepares the process for `mailboxes` mailboxes. Answers 0, ITC_ALREADY_INITIALISED, or another
+ * Prepares the process for `mailboxes` mailboxes. Returns 0, ITC_ALREADY_INITIALISED, or another
  * negative number where messages cannot be used.
  */
 int __itc_init(int32_t mailboxes, int scheme, void* scheme_params, char* name_space, uint32_t flags,
                const char* file, int line);
 
 /**
- * Creates the calling thread's mailbox, which goes when the thread ends. Answers its id, or
+ * Creates the calling thread's mailbox, which goes when the thread ends. Returns its id, or
  * ITC_NO_MBOX_ID where the thread has one already or a live mailbox holds the name.
  */
 uint32_t __itc_create_mailbox(const char* name, uint32_t flags, const char* file, int line);
@@ -68,11 +68,11 @@ union itc_msg* __itc_alloc(size_t size, uint32_t msgno, const char* file, int li
 void __itc_send(union itc_msg** msg, uint32_t to, uint32_t from, const char* file, int line);
 
 /**
- * Waits for a message to the calling thread's mailbox and answers it; the caller owns it.
+ * Waits for a message to the calling thread's mailbox and returns it; the caller owns it.
  *
  * `filter` is null for any message, or counts the numbers that follow it: {2, A, B}.
  * Messages that it does not take keep their order. `from` is a mailbox or ITC_FROM_ALL. `timeout`
- * is in milliseconds. Answers null when the time is over, and at once where the thread has no
+ * is in milliseconds. Returns null when the time is over, and at once where the thread has no
  * mailbox. A cancellation point.
  */
 union itc_msg* __itc_receive(const uint32_t* filter, uint32_t timeout, uint32_t from,
@@ -84,7 +84,7 @@ uint32_t __itc_sender(union itc_msg* msg, const char* file, int line);
 /**
  * Asks for `*msg` to be delivered to the calling thread's mailbox when `mailbox` goes, however its
  * process ends; at once where it has gone. The message's sender is then that mailbox. Takes the
- * message over. Answers a reference to the monitor, 0 where the thread has no mailbox.
+ * message over. Returns a reference to the monitor, 0 where the thread has no mailbox.
  */
 uint32_t __itc_monitor(uint32_t mailbox, union itc_msg** msg, const char* file, int line);
 

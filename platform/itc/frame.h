@@ -52,7 +52,7 @@ struct Frame
 
 enum class Verdict
 {
-    WHOLE,      ///< a frame stands at the beginning
+    WHOLE,      ///< a frame is at the beginning
     INCOMPLETE, ///< so far so good, but bytes are missing
     MALFORMED   ///< no frame begins so
 };

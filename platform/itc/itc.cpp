@@ -36,7 +36,7 @@ Answer operate(const char* file, int line, Answer failure, Work work)
     }
 }
 
-/** As above, for what answers nothing. */
+/** As above, for what returns nothing. */
 template <typename Work>
 void operate(const char* file, int line, Work work)
 {

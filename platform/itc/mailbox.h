@@ -72,7 +72,7 @@ public:
 
     /** Queues `message` when a mailbox of that name exists. */
     void locate(std::string_view name, MessagePtr message);
-    /** Queues `message` when that mailbox has gone. Answers a number for it, never 0. */
+    /** Queues `message` when that mailbox has gone. Returns a number for it, never 0. */
     std::uint32_t monitor(std::uint32_t mailbox, MessagePtr message);
 
 private:

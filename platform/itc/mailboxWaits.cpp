@@ -97,7 +97,7 @@ std::shared_ptr<Link> Mailbox::linkOrReport(std::uint32_t mailbox)
     }
 }
 
-/** Watches a mailbox that is to be watched and is not; answers its monitor where it has gone. */
+/** Watches a mailbox that is to be watched and is not; returns its monitor where it has gone. */
 void Mailbox::watchMonitored(std::uint32_t mailbox, Monitor& monitor)
 {
     if (std::shared_ptr<Link> link = linkOrReport(mailbox)) {

@@ -16,7 +16,7 @@ struct alignas(std::max_align_t) Message
 {
     std::size_t size;
     std::uint32_t sender;
-    Message* next = nullptr; ///< behind it in a queue
+    Message* next = nullptr; ///< after it in a queue
 
     /** The part that the interface hands out. */
     itc_msg* body() noexcept { return reinterpret_cast<itc_msg*>(this + 1); }

@@ -16,7 +16,7 @@ namespace Itc {
 
 namespace {
 
-/** For what answers an error's number. */
+/** For what returns an error's number. */
 void check(int error)
 {
     if (error != 0)

@@ -80,7 +80,7 @@ public:
     /** Ends a thread that is to be cancelled. */
     void offerCancellation();
     /**
-     * Waits for events, with the lock free; a cancellation point. Answers their number, 0 when the
+     * Waits for events, with the lock free; a cancellation point. Returns their number, 0 when the
      * time is over or a signal came.
      */
     std::size_t wait(int epoll, std::span<epoll_event> events, int milliseconds);

@@ -119,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"CoveredTailChanged", changed(twoRecords().image(), 28, 7),
                 "f:@0x28: error: the checksum does not match"},
         BadFile{"ForeignTag", repaired(changed(twoRecords().image(), 10, 'G')),
-                "f:@0xa: error: the record's tag is 0x47, not 0x46: nothing behind it is read"},
+                "f:@0xa: error: the record's tag is 0x47, not 0x46: nothing after it is read"},
         BadFile{"KeyWithoutSlash", DbBuilder().u8("ab", {1}).image(),
                 "f:@0xb: error: the key \"ab\" does not begin with \"/\""},
         BadFile{"EmptyKey", DbBuilder().u8("", {1}).image(),
@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"KeyThatEndsBehindTheEnd", withLength(twoRecords().image().substr(0, 27), 13),
                 "f:@0xa: error: a record's key, type and length do not end before 0xd"},
         BadFile{"KeyTwice", DbBuilder().u8("/a", {1}).u8("/a", {2}).image(),
-                "f:@0x14: error: the key \"/a\" stands twice; first at @0xb"},
+                "f:@0x14: error: the key \"/a\" occurs twice; first at @0xb"},
         BadFile{"UndefinedType", DbBuilder().record({.key = "/a", .type = 0}).image(),
                 "f:@0xe: error: type 0 has no name"},
         BadFile{"UnnamedType", DbBuilder().record({.key = "/a", .type = 9}).image(),
@@ -217,7 +217,7 @@ TEST(Checker, NamesEverythingThatIsWrong)
                 ElementsAre(HasSubstr("f:@0xb: error: the key \"ab\""),
                             HasSubstr("f:@0xe: error: type 1"),
                             HasSubstr("f:@0x18: error: 1 bytes are no whole"),
-                            HasSubstr("f:@0x1d: error: the key \"/b\" stands twice"),
+                            HasSubstr("f:@0x1d: error: the key \"/b\" occurs twice"),
                             HasSubstr("f:@0x31: error: the checksum"),
                             HasSubstr("f:@0x33: error: 1 bytes follow")));
 }
@@ -271,7 +271,7 @@ TEST(Checker, OnlyNotesBytesThatNobodyInterprets)
     EXPECT_THAT(result.findings, IsEmpty());
     EXPECT_THAT(texts(result.notes),
                 ElementsAre("f:@0x2: error: the reserved bytes are not zero: 00 00 00 01",
-                            "f:@0xa: error: the bytes behind the records are not zero: 00 00 00 "
+                            "f:@0xa: error: the bytes after the records are not zero: 00 00 00 "
                             "00 00 00 00 00 00 02",
                             "f:@0x14: error: the bytes before the checksum are not zero: 03 00"));
 }

@@ -149,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"PlusSign", "/a U8 +1", "in:1:7: error: \"+1\" is not a"},
         BadLine{"Fraction", "/a U8 1.0", "in:1:7: error: \"1.0\" is not a"},
         BadLine{"TextForANumber", "/a U8 \"1\"", "in:1:7: error: a value of U8 is a number"},
-        BadLine{"NumberForAText", "/a CHAR 1", "in:1:9: error: a value of CHAR stands between"},
+        BadLine{"NumberForAText", "/a CHAR 1", "in:1:9: error: a value of CHAR belongs between"},
         BadLine{"TwoTexts", "/a CHAR \"a\" \"b\"", "in:1:13: error: CHAR takes one value"},
         BadLine{"NumbersForATypeNumber", "/a 4 1", "in:1:6: error: a value of a type's number"},
         BadLine{"OpenText", "/a CHAR \"abc", "in:1:9: error: the double quote is not closed"},
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"RecordKeyWithANul", "#! record 46 \"/\\x00\" U8",
                 "in:1:14: error: a record's key"},
         BadLine{"ParameterBehindAnotherTag", "#! record 47 \"/a\" U8\n/b U8 1",
-                "in:2:1: error: nothing is read behind the record of another tag at in:1:4"}),
+                "in:2:1: error: nothing is read after the record of another tag at in:1:4"}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Source, ErrorSaysWhatIsWrongAndWhatWouldBeRight)
@@ -199,8 +199,8 @@ TEST(Source, ErrorSaysWhatIsWrongAndWhatWouldBeRight)
              {"/a U8 256", "256 is out of range: U8 holds 0 to 255"},
              {"/a S16 -32769", "-32769 is out of range: S16 holds -32768 to 32767"},
              {"/a U8 1x", "\"1x\" is not a decimal or 0x number"},
-             {"/a CHAR 1", "a value of CHAR stands between double quotes"},
-             {"/a 4 1", "a value of a type's number stands between double quotes"},
+             {"/a CHAR 1", "a value of CHAR belongs between double quotes"},
+             {"/a 4 1", "a value of a type's number belongs between double quotes"},
              {"/a CHAR \"a\" \"b\"", "CHAR takes one value between double quotes"},
              {"/a 4 \"a\" \"b\"", "a type's number takes one value between double quotes"},
              {"/a CHAR \"\\r\"",
@@ -208,14 +208,14 @@ TEST(Source, ErrorSaysWhatIsWrongAndWhatWouldBeRight)
              {"/a CHAR \"\t\"", "a tab inside double quotes is written \\t"},
              {"/a CHAR \"a\"b", "a blank is missing after the double quote"},
              {"/a CHAR x\"a\"", "a blank is missing before the double quote"},
-             {"/\xC3", "byte 0xc3 can stand only between double quotes"},
+             {"/\xC3", "byte 0xc3 is allowed only between double quotes"},
              {"#! tale",
               "unknown directive; there are record, reserved, tail, unchecked and extra"},
              {"#! reserved 00", "reserved takes 4 bytes, not 1"},
              {"#! unchecked 00 01 02", "unchecked takes 2 bytes, not 3"},
              {"#! tail 1", "a byte is written as two hex digits"},
              {"#! record 46 \"/a\"", "a record takes its tag, its key, its type and its value"},
-             {"#! record 46 /a U8", "a record's key stands between double quotes, without a NUL"},
+             {"#! record 46 /a U8", "a record's key belongs between double quotes, without a NUL"},
          })
         EXPECT_THAT(errorsIn(text), ElementsAre(EndsWith(std::string("error: ") + error)));
 }

@@ -23,7 +23,7 @@ using Message = std::unique_ptr<itc_msg, FreeMessage>;
 /** False when the process cannot use mailboxes. */
 bool initialise(int mailboxes);
 
-/** Creates the calling thread's mailbox. Answers ITC_NO_MBOX_ID when that cannot be. */
+/** Creates the calling thread's mailbox. Returns ITC_NO_MBOX_ID when that cannot be. */
 std::uint32_t create(const char* name);
 
 /** The host's mailbox library drops a message of more bytes when it is sent. */

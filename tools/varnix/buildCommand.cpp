@@ -163,7 +163,7 @@ Status build(const BuildOptions& options)
     const DbFile::SourceParser parser = parse(texts, options.sources);
     judge(options, parser, texts);
     const std::string image = encode(parser.database());
-    // Before the output: an output that is new never stands beside old dependencies.
+    // Before the output: an output that is new is never beside old dependencies.
     if (!options.depfile.empty())
         writeOutput(options.depfile, dependencies(output, inputs(options)));
     write(output, image);

@@ -82,7 +82,7 @@ fs::path resolved(const fs::path& path)
     return fs::weakly_canonical(path, error);
 }
 
-/** Database files that stand beside the listed ones and that nothing lists. */
+/** Database files beside the listed ones that nothing lists. */
 void findUnlisted(const Explanation& explanation, const NodePlace& place, Findings& findings)
 {
     std::set<fs::path> known;

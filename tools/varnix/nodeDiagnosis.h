@@ -5,7 +5,7 @@
 
 #include <string>
 
-/** Why the library cannot give a database; it answers with an empty pointer alone. */
+/** Why the library cannot give a database; it returns an empty pointer alone. */
 namespace Varnix::Tool {
 
 /**

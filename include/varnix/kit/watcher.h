@@ -96,7 +96,7 @@ private:
  *
  * A parameter that is no longer there, or has another type, has its fallback as its value.
  *
- * Threads: one at a time. There is no thread behind it; callbacks run inside look() alone, on its
+ * Threads: one at a time. It has no thread; callbacks run inside look() alone, on its
  * caller's thread. A callback may add and remove parameters, its own included; it must not destroy
  * the watcher. A look() inside a callback does nothing.
  */
