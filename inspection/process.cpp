@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
+#include <dirent.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -86,6 +88,11 @@ Address findRoot(const Memory& memory, pid_t id)
     throw NotInspected(Reason::NO_REGISTRY, named(id) + " does not use the library");
 }
 
+struct CloseDirectory
+{
+    void operator()(DIR* directory) const noexcept { ::closedir(directory); }
+};
+
 } // namespace
 
 ProcessDescriptor::ProcessDescriptor(pid_t id) : m_descriptor(openDescriptor(id)) {}
@@ -142,9 +149,13 @@ Process::parameters(const StoreView& store, std::span<const std::string> keys) c
 
 std::vector<pid_t> processIds()
 {
+    // Not by the standard library's iterator, which ends the process where memory runs out.
+    const std::unique_ptr<DIR, CloseDirectory> directory(::opendir("/proc"));
+    if (!directory)
+        throw std::system_error(errno, std::generic_category(), "cannot read /proc");
     std::vector<pid_t> ids;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
+    while (const dirent* const entry = ::readdir(directory.get())) {
+        const std::string_view name = entry->d_name;
         pid_t id = 0;
         const auto parsed = std::from_chars(name.data(), name.data() + name.size(), id);
         if (parsed.ec == std::errc() && parsed.ptr == name.data() + name.size())
