@@ -169,6 +169,11 @@ def others(results):
                      f"{results.get('latency/write', 'median_ns') / 1e3:.0f} µs",
                      f"99th percentile {results.get('latency/write', 'p99_ns') / 1e3:.0f} µs, worst "
                      f"{results.get('latency/write', 'worst_ns') / 1e3:.0f} µs"])
+    if "operator/write" in results:
+        rows.append(["an operator's write to 100 subscribers, until `varnix write` has answered",
+                     f"{results.get('operator/write', 'median_ns') / 1e6:.0f} ms",
+                     f"99th percentile {results.get('operator/write', 'p99_ns') / 1e6:.0f} ms; the start "
+                     f"of the command alone {results.get('operator/start', 'median_ns') / 1e6:.0f} ms"])
     return table(["what", "costs", ""], rows)
 
 
@@ -201,6 +206,9 @@ def goals(results):
              results.ratio("kit/text24/read", "kit/text24/interface"), 1.15, True),
             ("a look at 1,000 single integers, µs", results.get("kit/U16x1/look") / 1e3, 50, True),
             ("a look at 1,000 of text24, µs", results.get("kit/text24/look") / 1e3, 50, True)]
+    if "operator/write" in results:
+        rows.append(("a write to 100 subscribers until it has answered, ms",
+                     results.get("operator/write", "median_ns") / 1e6, 100, True))
     return table(["goal", "measured", "limit", ""],
                  [[what, f"{measured:.2f}", ("at most " if less else "at least ") + str(limit),
                    "met" if (measured <= limit) == less or measured == limit else "**not met**"]
