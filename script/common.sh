@@ -15,16 +15,17 @@ as_root() {
 }
 
 # The packages that each kind of work needs, by Debian's names.
-packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev libconfig-dev libcli11-dev
-    nlohmann-json3-dev libedit-dev scdoc"
+packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev liblttng-ctl-dev libconfig-dev
+    libcli11-dev nlohmann-json3-dev libedit-dev scdoc"
 packages_trace="lttng-tools babeltrace2"
-packages_test="make liblttng-ctl-dev libgtest-dev libgmock-dev valgrind binutils python3 git spin
+packages_test="make libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion abigail-tools libglib2.0-dev libasio-dev catch2 python3-venv python3-pip
     python3-setuptools python3-wheel libxml2-utils"
 packages_package="debhelper dh-python python3 dpkg-dev lintian fakeroot git"
 packages_aarch64_build="g++-aarch64-linux-gnu pkg-config:arm64 liblttng-ust-dev:arm64
+    liblttng-ctl-dev:arm64
     libconfig-dev:arm64 libedit-dev:arm64"
-packages_aarch64="$packages_aarch64_build qemu-user liblttng-ctl-dev:arm64 libgtest-dev:arm64
+packages_aarch64="$packages_aarch64_build qemu-user libgtest-dev:arm64
     libgmock-dev:arm64"
 packages_bench="libbenchmark-dev liblmdb-dev libcdb-dev libsqlite3-dev libglib2.0-dev"
 packages_lint="clang clang-format clang-tidy"

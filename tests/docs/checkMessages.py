@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that a document names every message that the library's sources can trace.
+"""Checks that the table of trace texts has every message that the library's sources can trace.
 
-usage: checkMessages.py SOURCES DOCUMENT
+usage: checkMessages.py SOURCES TABLE
 
-A message's fixed parts are those texts of the sources that hold words. Each must stand in the document.
+A message's fixed parts are those texts of the sources that hold words. Each must stand in the table's source.
 """
 
 import re
@@ -33,17 +33,17 @@ def texts_of(source):
 
 
 def main():
-    sources, document = Path(sys.argv[1]), Path(sys.argv[2])
-    documented = re.sub(r"\s+", " ", document.read_text(encoding="utf-8"))
+    sources, table = Path(sys.argv[1]), Path(sys.argv[2])
+    known = re.sub(r"\s+", " ", table.read_text(encoding="utf-8")).replace('\\"', '"')
     checked, missing = 0, 0
     for source in sorted(sources.glob("*.cpp")):
         for text in texts_of(source):
             if not MESSAGE.search(text):
                 continue
             checked += 1
-            if re.sub(r"\s+", " ", text) not in documented:
+            if re.sub(r"\s+", " ", text) not in known:
                 missing += 1
-                print(f"{source}: \"{text}\" does not stand in {document}")
+                print(f"{source}: \"{text}\" does not stand in {table}")
     print(f"{checked} texts, {missing} missing")
     return 1 if missing or checked == 0 else 0
 

@@ -9,6 +9,7 @@ ROOMS = {
     "dbfile": ("dbfile_test", "varnix_tool_test"),
     "inspection": ("inspection_test", "varnix_tool_test"),
     "platform/itc": ("itc_test", "hostile_platform_test", "fault_test", "itc_unload_test"),
+    "recording": ("recording_test", "varnix_trace_test"),
     "schema": ("schema_test", "varnix_tool_test"),
     "shared": ("dbcsi_server_unit_test", "varnix_tool_test"),
     "tools/dbcsi": ("dbcsi_server_unit_test", "dbcsi_server_test"),

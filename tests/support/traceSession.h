@@ -1,11 +1,11 @@
 #ifndef VARNIX_TESTS_TRACESESSION_H
 #define VARNIX_TESTS_TRACESESSION_H
 
+#include "recording/session.h"
+#include "recording/traceFiles.h"
 #include "tests/support/traceRecord.h"
 
 #include <cstdint>
-#include <filesystem>
-#include <string>
 #include <vector>
 
 namespace Varnix::Test {
@@ -30,9 +30,6 @@ public:
 
     /** A session that follows no process yet. */
     TraceSession();
-    ~TraceSession();
-    TraceSession(const TraceSession&) = delete;
-    TraceSession& operator=(const TraceSession&) = delete;
 
     /** From now on records the process too. It must link the tracer, directly or not. */
     void follow(pid_t process);
@@ -44,11 +41,8 @@ public:
     std::vector<TraceRecord> take();
 
 private:
-    void checkNothingDiscarded();
-
-    std::string m_name;
-    std::filesystem::path m_directory;
-    std::size_t m_taken = 0;
+    Recording::Session m_session;
+    Recording::TraceFiles m_files;
     std::uint64_t m_discarded = 0;
 };
 

@@ -156,7 +156,7 @@ TEST(TraceSession, OfAProcessThatDiedIsClearedAwayByTheNext)
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status));
 
-    const std::string orphan = "varnix-test-" + std::to_string(child) + "-";
+    const std::string orphan = "varnix-test-trace-" + std::to_string(child) + "-";
     ASSERT_THAT(recordingSessions(), HasSubstr(orphan));
     const TraceSession next;
     EXPECT_THAT(recordingSessions(), Not(HasSubstr(orphan)));

@@ -1,11 +1,11 @@
-#include "tests/support/traceRecord.h"
+#include "recording/record.h"
 
 #include <algorithm>
 #include <charconv>
 #include <ostream>
 #include <stdexcept>
 
-namespace Varnix::Test {
+namespace Varnix::Recording {
 
 namespace {
 
@@ -117,7 +117,16 @@ private:
     std::string_view m_rest;
 };
 
-std::string valueOr(const TraceRecord& record, std::string_view name, std::string otherwise)
+/** Seconds and nanoseconds since 1970. */
+std::chrono::sys_time<std::chrono::nanoseconds> timeOf(Reader& reader)
+{
+    const std::chrono::seconds seconds(reader.number());
+    reader.expect(".");
+    return std::chrono::sys_time<std::chrono::nanoseconds>(
+        seconds + std::chrono::nanoseconds(reader.number()));
+}
+
+std::string valueOr(const Record& record, std::string_view name, std::string otherwise)
 {
     for (const auto& [key, value] : record.fields)
         if (key == name)
@@ -127,7 +136,7 @@ std::string valueOr(const TraceRecord& record, std::string_view name, std::strin
 
 } // namespace
 
-const std::string& TraceRecord::field(std::string_view name) const
+const std::string& Record::field(std::string_view name) const
 {
     const auto found = std::find_if(fields.begin(), fields.end(),
                                     [&](const auto& field) { return field.first == name; });
@@ -136,16 +145,18 @@ const std::string& TraceRecord::field(std::string_view name) const
     return found->second;
 }
 
-std::ostream& operator<<(std::ostream& stream, const TraceRecord& record)
+std::ostream& operator<<(std::ostream& stream, const Record& record)
 {
     return stream << record.event << ' ' << record.file << ':' << record.line << " \"" << record.msg
                   << '"';
 }
 
-TraceRecord parseTraceRecord(std::string_view line)
+Record parseRecord(std::string_view line)
 {
-    TraceRecord record;
+    Record record;
     Reader reader(line);
+    reader.until("timestamp = ");
+    record.time = timeOf(reader);
     reader.until("loglevel = ");
     reader.until(" (");
     record.level = static_cast<int>(reader.number());
@@ -154,6 +165,8 @@ TraceRecord parseTraceRecord(std::string_view line)
     record.event = reader.until(", ");
     reader.until("vpid = ");
     record.vpid = static_cast<pid_t>(reader.number());
+    reader.expect(", procname = ");
+    record.command = reader.value();
     reader.until("event.fields = { ");
     while (!reader.accept("}")) {
         const std::string name(reader.until(" = "));
@@ -171,4 +184,4 @@ TraceRecord parseTraceRecord(std::string_view line)
     return record;
 }
 
-} // namespace Varnix::Test
+} // namespace Varnix::Recording

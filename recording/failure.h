@@ -1,0 +1,24 @@
+#ifndef VARNIX_RECORDING_FAILURE_H
+#define VARNIX_RECORDING_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace Varnix::Recording {
+
+/** Nothing can be recorded or read here; the text says why. */
+class Failure : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+inline void require(bool done, const char* what)
+{
+    if (!done)
+        throw Failure(std::string(what) + " failed");
+}
+
+} // namespace Varnix::Recording
+
+#endif
