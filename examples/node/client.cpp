@@ -133,7 +133,8 @@ int main(int argc, char** argv)
     // The handle: keep it as long as the parameters are of interest. Any thread may read from it.
     const std::shared_ptr<DatabaseIf> database = registry.initDb(argv[1]);
     if (!database) {
-        std::cerr << "example-client: no database for " << argv[1] << "; the trace tells why\n";
+        std::cerr << "example-client: no database for " << argv[1]
+                  << "; varnix explain or varnix trace says why\n";
         return 5;
     }
 

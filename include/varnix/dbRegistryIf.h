@@ -45,9 +45,9 @@ public:
      *
      * Returns an empty pointer when the production database could not be loaded or has no
      * "/componentConfigId" of type CHAR with at least one character, or when the configuration file
-     * or one of the selected database files cannot be used. The trace events ERROR and INFO tell
-     * which. Every call builds a new database, which run-time writes reach from then on until its
-     * handle is dropped.
+     * or one of the selected database files cannot be used: the command varnix explain, or varnix
+     * trace while it happens, says why. Every call builds a new database, which run-time writes
+     * reach from then on until its handle is dropped.
      *
      * Throws std::bad_alloc when memory is exhausted and std::system_error when a lock cannot be
      * taken; nothing is registered then.

@@ -51,7 +51,7 @@ typedef enum varnix_status
     VARNIX_NO_ROOM = 3,
     /** A null handle, a null or empty key or path, a null output or function. */
     VARNIX_BAD_ARGUMENT = 4,
-    /** The database cannot be built from its files; the library's trace says why. */
+    /** The database cannot be built from its files; varnix explain or varnix trace says why. */
     VARNIX_NO_DATABASE = 5,
     /** Memory is exhausted. */
     VARNIX_OUT_OF_MEMORY = 6,

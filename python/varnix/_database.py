@@ -15,7 +15,7 @@ Value = Union[List[int], str]
 class NoDatabaseError(RuntimeError):
     """A database cannot be built: of its configuration, one of its files, or the production database.
 
-    The library's trace says why, and so does the command "varnix explain".
+    The command "varnix explain" says why, and so does "varnix trace" while it happens.
     """
 
 
@@ -48,7 +48,8 @@ class _Handle:
         status = library.varnix_open(configuration, ctypes.byref(self.pointer))
         if status == _library.NO_DATABASE:
             raise NoDatabaseError(
-                f"no database from {os.fsdecode(configuration)!r}; the trace says why"
+                f"no database from {os.fsdecode(configuration)!r}; "
+                "varnix explain or varnix trace says why"
             )
         _check(status)
 
