@@ -129,6 +129,13 @@ def environment(prefix, directory):
     return result
 
 
+def keep_a_session_daemon():
+    """Starts one that nobody ends: what an example starts ends with it, while other tests use it."""
+    if shutil.which("lttng-sessiond"):
+        subprocess.run(["lttng-sessiond", "--daemonize", "--no-kernel"], check=False,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
 def run(steps, directory, prefix):
     script = ""
     for number, step in enumerate(steps):
@@ -167,6 +174,7 @@ def main():
     if options.without_examples == bool(steps):
         failures += 1
         print("error: " + ("there are examples" if steps else "there is no example to run"))
+    keep_a_session_daemon()
     with tempfile.TemporaryDirectory() as name:
         directory = Path(name)
         (directory / "work").mkdir()

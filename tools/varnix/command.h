@@ -56,6 +56,7 @@ void addGet(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
 void addInstall(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
+void addTrace(CLI::App& app, Status& status);
 void addTry(CLI::App& app, Status& status);
 void addWrite(CLI::App& app, Status& status);
 void addWatch(CLI::App& app, Status& status);

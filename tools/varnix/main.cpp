@@ -63,8 +63,8 @@ Status run(int argc, char** argv)
     for (const auto add :
          {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
           Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-          Varnix::Tool::addPs, Varnix::Tool::addTry, Varnix::Tool::addWrite, Varnix::Tool::addWatch,
-          Varnix::Tool::addInstall, Varnix::Tool::addAudit})
+          Varnix::Tool::addPs, Varnix::Tool::addTrace, Varnix::Tool::addTry, Varnix::Tool::addWrite,
+          Varnix::Tool::addWatch, Varnix::Tool::addInstall, Varnix::Tool::addAudit})
         add(app, status);
 
     try {

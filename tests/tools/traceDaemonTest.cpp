@@ -1,0 +1,101 @@
+#include "traceFixture.h"
+
+#include <cstdio>
+
+#include <nlohmann/json.hpp>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+namespace Varnix::Test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+/** Runs the command where no session daemon runs. */
+class TraceDaemon : public ToolTest
+{
+protected:
+    /** A shell's script, with TOOL the command and PIDFILE what a running daemon has. */
+    ProcessResult alone(const std::string& script)
+    {
+        ProcessSetup setup;
+        setup.directory = m_directory.path();
+        setup.environment = {"TOOL=" VARNIX_TOOL};
+        if (::geteuid() == 0) { // root's daemon has a fixed place
+            setup.environment.emplace_back("PIDFILE=/run/lttng/lttng-sessiond.pid");
+            setup.before = [] {
+                if (::unshare(CLONE_NEWNS) != 0 ||
+                    ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                    ::mount("none", "/run", "tmpfs", 0, nullptr) != 0)
+                    ::_exit(notPermitted);
+            };
+        } else {
+            setup.environment.push_back("LTTNG_HOME=" + m_directory.path().string());
+            setup.environment.emplace_back("PIDFILE=.lttng/lttng-sessiond.pid");
+        }
+        return run({"/bin/sh", "-c", script}, setup);
+    }
+
+    /** Says whether the host lets root have mounts of its own. */
+    static bool isPermitted(const ProcessResult& result)
+    {
+        if (result.status == notPermitted)
+            std::puts("not permitted here: mounts of its own");
+        return result.status != notPermitted;
+    }
+
+    static constexpr int notPermitted = 99;
+};
+
+TEST_F(TraceDaemon, IsStartedAndEndedWithTheRecording)
+{
+    const ProcessResult result =
+        alone("$TOOL trace -- sh -c 'test -s $PIDFILE && echo runs' && test ! -e $PIDFILE");
+    if (isPermitted(result))
+        expectResult(result, 0, "runs\n", "");
+}
+
+TEST_F(TraceDaemon, OfOthersIsLeftAlone)
+{
+    const ProcessResult result =
+        alone("lttng-sessiond --daemonize --no-kernel >/dev/null 2>&1; $TOOL trace -- true; "
+              "test -s $PIDFILE && echo runs; kill $(cat $PIDFILE); "
+              "while test -e $PIDFILE; do sleep 0.01; done");
+    EXPECT_TRUE(!isPermitted(result) || result.out == "runs\n") << result.out << result.err;
+}
+
+TEST_F(TraceDaemon, EndsWithTheLastOfSeveralRecordings)
+{
+    const ProcessResult result =
+        alone("$TOOL trace -- sh -c '$TOOL trace -- true; test -s $PIDFILE && echo runs' && "
+              "test ! -e $PIDFILE && echo ended");
+    if (isPermitted(result))
+        expectResult(result, 0, "runs\nended\n", "");
+}
+
+TEST_F(TraceDaemon, OfARecordingThatWasKilledEndsWithTheNext)
+{
+    const ProcessResult result =
+        alone("$TOOL trace -- sh -c 'kill -KILL $PPID'; test -s $PIDFILE && echo runs; "
+              "$TOOL trace -- true; test ! -e $PIDFILE && echo ended");
+    EXPECT_TRUE(!isPermitted(result) || result.out == "runs\nended\n") << result.out << result.err;
+}
+
+TEST_F(TraceDaemon, ThatIsNotInstalledMakesTheNodeUnusable)
+{
+    const ProcessResult result = alone("PATH=/nowhere; $TOOL trace");
+    if (!isPermitted(result))
+        return;
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("LTTng cannot be used"),
+                                  HasSubstr("apt-get install lttng-tools babeltrace2")));
+
+    const ProcessResult document = alone("PATH=/nowhere; $TOOL trace --json");
+    EXPECT_EQ(document.status, 5);
+    EXPECT_EQ(nlohmann::json::parse(document.out)["errors"][0]["status"], 5);
+}
+
+} // namespace
+} // namespace Varnix::Test

@@ -1,0 +1,181 @@
+#include "traceFixture.h"
+
+#include <csignal>
+
+#include <nlohmann/json.hpp>
+
+namespace Varnix::Test {
+namespace {
+
+using Json = nlohmann::json;
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+TEST_F(Trace, PrintsEachEventWithWhatToDoAboutIt)
+{
+    write("bad.cfg", "varnix = { component_versions = ( { } ); };");
+    const ProcessResult result = traced({}, "exec $TOOL get bad.cfg /a 2>/dev/null");
+    EXPECT_THAT(result.out,
+                MatchesRegex(".*\n[0-9]+-[0-9]+-[0-9]+T[0-9:.]+[+-][0-9]+ [0-9]+ varnix ERROR "
+                             "Failed to get non-null component_id for element number 0 in "
+                             "varnix.component_versions list in configuration file: bad.cfg\n"
+                             "    -> make the element a group, `\\{ … \\}`, with a `component_id` "
+                             "that is a text\n"
+                             ".*"));
+    EXPECT_THAT(result.out, HasSubstr("INFO Initializing database from config file: bad.cfg\n2"))
+        << "there is nothing to do about it";
+}
+
+TEST_F(Trace, PrintsAnEventAsItComes)
+{
+    Recorder recorder;
+    varnix({"get", m_directory / "first.cfg", "/a"});
+    recorder.child().out().readUntil("first.cfg");
+    varnix({"get", m_directory / "second.cfg", "/a"});
+    recorder.child().out().readUntil("second.cfg");
+    recorder.child().signal(SIGINT);
+    EXPECT_EQ(recorder.child().wait(), 0);
+}
+
+TEST_F(Trace, FollowsTheCommandAndItsChildrenAlone)
+{
+    const ProcessResult result =
+        traced({}, "$TOOL get parent.cfg /a & wait; env -u VARNIX_TRACE_REPORT_TO $TOOL get "
+                   "other.cfg /a; sh -c '($TOOL get child.cfg /a); true'");
+    EXPECT_THAT(result.out, AllOf(HasSubstr("parent.cfg"), HasSubstr("child.cfg")));
+    EXPECT_THAT(result.out, Not(HasSubstr("other.cfg")));
+}
+
+TEST_F(Trace, EndsWithTheStatusOfTheCommand)
+{
+    EXPECT_EQ(traced({}, "exit 0").status, 0);
+    EXPECT_EQ(traced({}, "exit 3").status, 3);
+    EXPECT_EQ(traced({}, "kill -KILL $$").status, 128 + SIGKILL);
+    expectResult(varnix({"trace", "--", "./absent"}), 127, "",
+                 "varnix: ./absent: No such file or directory\n");
+}
+
+TEST_F(Trace, GivesTheCommandItsOwnInputAndOutput)
+{
+    write("input", "a line\n");
+    const ProcessResult result = varnix({"trace", "--", "cat"}, {.input = m_directory / "input"});
+    expectResult(result, 0, "a line\n", "");
+}
+
+TEST_F(Trace, OfErrorsLeavesOutWhatIsAsItShouldBe)
+{
+    node.configuration("absent.cfg", {{"unit", "R1", {"absent.db"}}});
+    const std::string config = node / "absent.cfg";
+    const std::string script = "exec $TOOL get " + config + " /a 2>/dev/null";
+    EXPECT_THAT(traced({}, script).out, HasSubstr(" INFO Initializing"));
+    const std::string errors = traced({"--errors"}, script).out;
+    EXPECT_THAT(errors, AllOf(HasSubstr(" INFO ABN: Failed opening db file absent.db\n"),
+                              HasSubstr(" ERROR Failed to load and parse file: absent.db\n")));
+    EXPECT_THAT(errors, Not(HasSubstr("Initializing")));
+}
+
+TEST_F(Trace, AsADocumentSaysTheSame)
+{
+    const ProcessResult result =
+        traced({"--json"}, "echo output; $TOOL get absent.cfg /a 2>/dev/null; exit 7");
+    EXPECT_EQ(result.status, 7);
+    EXPECT_EQ(result.err, "output\n") << "the document has standard output to itself";
+    const Json document = Json::parse(result.out);
+    EXPECT_EQ(document["errors"], Json::array());
+    const Json& last = document["events"].back();
+    EXPECT_EQ(last["level"], "ERROR");
+    EXPECT_EQ(last["command"], "varnix");
+    EXPECT_EQ(last["message"], "Failed to load and parse configuration file: absent.cfg");
+    EXPECT_EQ(last["advice"], "correct what the event before names");
+}
+
+TEST_F(Trace, AsADocumentIsWholeWithoutAnEvent)
+{
+    EXPECT_EQ(Json::parse(traced({"--json"}, "true").out),
+              Json({{"events", Json::array()}, {"errors", Json::array()}}));
+}
+
+std::ptrdiff_t occurrences(const std::string& text, const std::string& all)
+{
+    std::ptrdiff_t count = 0;
+    for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1))
+        ++count;
+    return count;
+}
+
+TEST_F(Trace, PrintsEachOfThousandsOfEventsOnce)
+{
+    constexpr int count = 1500;
+    const ProcessResult result =
+        traced({}, "i=0; while [ $i -lt " + std::to_string(count) +
+                       " ]; do set -- $i.cfg \"$@\"; i=$((i+1)); done; "
+                       "for part in 1 2 3; do $HOLDER \"$@\" </dev/null >/dev/null; done");
+    for (const int number : {0, 1, count / 2, count - 1})
+        EXPECT_EQ(occurrences("INFO Initializing database from config file: " +
+                                  std::to_string(number) + ".cfg\n",
+                              result.out),
+                  3);
+    EXPECT_EQ(occurrences(" INFO Initializing", result.out), 3 * count);
+    EXPECT_EQ(result.err, "") << "none is lost";
+}
+
+TEST_F(Trace, EndsWhenNobodyReadsAnyMore)
+{
+    const ProcessResult result = run({"sh", "-c", VARNIX_TOOL " trace 2>/dev/null | true"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.signal, 0);
+}
+
+TEST_F(Trace, SendsItsSignalsToTheCommand)
+{
+    Child recorder({VARNIX_TOOL, "trace", "--", "sh", "-c",
+                    "trap 'echo ended; exit 4' TERM; echo runs; while :; do sleep 0.01; done"});
+    EXPECT_EQ(recorder.out().line(), "runs");
+    recorder.signal(SIGTERM);
+    EXPECT_EQ(recorder.out().line(), "ended");
+    EXPECT_EQ(recorder.wait(), 4);
+}
+
+class TraceEnd : public Trace, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(TraceEnd, LeavesNothing)
+{
+    Recorder recorder;
+    const pid_t process = recorder.child().id();
+    EXPECT_TRUE(hasSession(process));
+    EXPECT_EQ(directoriesOf(process), 1);
+    recorder.child().signal(GetParam());
+    EXPECT_EQ(recorder.child().wait(), 0);
+    EXPECT_FALSE(hasSession(process));
+    EXPECT_EQ(directoriesOf(process), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, TraceEnd, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(Trace, ThatWasKilledIsClearedAwayByTheNext)
+{
+    Recorder recorder;
+    const pid_t process = recorder.child().id();
+    recorder.child().signal(SIGKILL);
+    EXPECT_EQ(recorder.child().wait(), 128 + SIGKILL);
+    EXPECT_EQ(directoriesOf(process), 1);
+    EXPECT_EQ(traced({}, "true").status, 0);
+    EXPECT_FALSE(hasSession(process));
+    EXPECT_EQ(directoriesOf(process), 0);
+}
+
+TEST_F(Trace, ThatWasKilledEndsItsCommand)
+{
+    Child recorder({VARNIX_TOOL, "trace", "--", "sh", "-c", "echo runs; exec cat"});
+    EXPECT_EQ(recorder.out().line(), "runs");
+    recorder.signal(SIGKILL);
+    EXPECT_EQ(recorder.out().rest(), "") << "cat still has the pipe";
+}
+
+} // namespace
+} // namespace Varnix::Test

@@ -1,0 +1,52 @@
+#include "command.h"
+#include "recording/failure.h"
+#include "traceRun.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace Varnix::Tool {
+
+namespace {
+
+constexpr const char* packages = "lttng-tools babeltrace2";
+
+Status trace(const TraceOptions& options)
+{
+    TracePrinter printer(options.json);
+    const auto fail = [&](const std::string& text) {
+        printer.fail(Status::NODE_UNUSABLE, text);
+        return Status::NODE_UNUSABLE;
+    };
+    try {
+        const EndSignals signals;
+        Recording::requireReader();
+        const int status = TraceRun(options, signals, printer).run(options);
+        printer.end();
+        return static_cast<Status>(status);
+    } catch (const Recording::Failure& failure) {
+        return fail(std::string("varnix: LTTng cannot be used: ") + failure.what() +
+                    "\nInstall what it takes: apt-get install " + packages);
+    }
+}
+
+} // namespace
+
+void addTrace(CLI::App& app, Status& status)
+{
+    const auto options = std::make_shared<TraceOptions>();
+    CLI::App* const command = app.add_subcommand(
+        "trace", "Record what the library reports, and print it as it comes, with what to do");
+    command->add_flag("--json", options->json,
+                      "Print one JSON document; COMMAND's output goes to standard error");
+    command->add_flag("--errors", options->errors, "Only what went wrong");
+    command
+        ->add_option("command", options->command,
+                     "A command to run, after --; only its processes are recorded, and its status "
+                     "is the status")
+        ->type_name("COMMAND");
+    command->callback([options, &status] { status = trace(*options); });
+}
+
+} // namespace Varnix::Tool
