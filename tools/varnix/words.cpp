@@ -56,8 +56,8 @@ bool asksForDocument(const CLI::App& app, std::span<const char* const> line)
         subcommand != nullptr ? operandsOf(*subcommand) : std::numeric_limits<std::size_t>::max();
     for (std::size_t i = 1; i < line.size(); ++i) {
         const std::string_view word = line[i];
-        if (word == "--json")
-            return true;
+        if (word == "--json" || word == "--") // what follows is another command's
+            return word == "--json";
         if (i > 1 && !word.starts_with('-') && operands-- == 0)
             return false;
         if (subcommand != nullptr && word.starts_with('-') &&
