@@ -23,6 +23,8 @@ protected:
         if (std::getenv("VARNIX_TEST_WITHOUT_TRACES") != nullptr)
             std::_Exit(skipped);
         Recording::startDaemon(Recording::DaemonUse::FOR_GOOD);
+        // A loaded machine takes long to make a process known to the daemon.
+        ::setenv("LTTNG_UST_REGISTER_TIMEOUT", "-1", 1);
         node.production(DbBuilder().text("/componentConfigId", "unit_R1"));
     }
 
