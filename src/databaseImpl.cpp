@@ -105,24 +105,26 @@ bool DatabaseImpl::populate(DbContainer& container)
         return false;
     m_params.reserve(m_params.size() + *parameters);
     const auto end = DbContainer::iterator::end(&container);
-    for (auto it = DbContainer::iterator::begin(&container); it != end;) {
+    auto it = DbContainer::iterator::begin(&container);
+    for (ParamKey next(it.key()); it != end;) {
         const DbRecord& record = *it;
+        const ParamKey key = next;
         ++it;
-        if (it != end) // fetched while this record is stored: a slot is in no cache
-            m_params.prefetch(it.key());
-        if (!store(record))
+        next = ParamKey(it.key());
+        m_params.prefetch(next); // while this record is stored: a slot is in no cache
+        if (!store(key, record))
             return false;
     }
     return true;
 }
 
-bool DatabaseImpl::store(const DbRecord& record)
+bool DatabaseImpl::store(const ParamKey& key, const DbRecord& record)
 {
     if (record.type == TypeOfData_t::UNDEFINED) {
         Trace::info([&] { return "ABN: Type of data is undefined for key: " + record.key; });
         return true;
     }
-    DbParam_t& param = m_params.findOrInsert(record.key);
+    DbParam_t& param = m_params.findOrInsert(key);
     const bool heldData = param.data != nullptr;
     delete[] param.data;
     param.data = nullptr;

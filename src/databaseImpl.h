@@ -178,7 +178,7 @@ private:
     void write(const std::string& key, const WriteValues& values, unsigned char index);
     bool mayWrite(const DbParam_t& param, const WriteValues& values, unsigned char index) const;
 
-    bool store(const DbRecord& record);
+    bool store(const ParamKey& key, const DbRecord& record);
 
     mutable ReadMostlyLock m_lock;
     ParamTable m_params;

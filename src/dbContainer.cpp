@@ -2,6 +2,7 @@
 
 #include "dbUtils.h"
 #include "fileDescriptor.h"
+#include "hugePages.h"
 #include "trace.h"
 
 #include <algorithm>
@@ -28,26 +29,9 @@ bool isDatabaseHeader(const DB_HeaderS& header) noexcept
     return header.magic == 'H' && header.format == 4;
 }
 
-/** A record as it is in an image: tag, key, word, data. */
-struct Place
-{
-    std::string_view key() const noexcept
-    {
-        return {reinterpret_cast<const char*>(start) + 1, keyLength};
-    }
-    TypeOfData_t type() const noexcept { return static_cast<TypeOfData_t>(word >> 24U); }
-    std::uint32_t length() const noexcept { return word & 0x00FFFFFFU; }
-    std::size_t dataOffset() const noexcept { return keyLength + 2 + sizeof word; }
-    std::uint64_t size() const noexcept { return std::uint64_t{dataOffset()} + length(); }
-    bool isParameter() const noexcept { return key().starts_with('/'); }
-
-    const unsigned char* start;
-    std::size_t keyLength;
-    std::uint32_t word; ///< type in the high byte, then length
-};
-
 /** The record at `position`; nothing where its key or its word does not end inside the image. */
-std::optional<Place> placeAt(std::span<const unsigned char> image, std::uint32_t position) noexcept
+std::optional<RecordPlace> placeAt(std::span<const unsigned char> image,
+                                   std::uint32_t position) noexcept
 {
     const auto record = image.subspan(position);
     const auto keyOn = record.subspan(1);
@@ -55,7 +39,7 @@ std::optional<Place> placeAt(std::span<const unsigned char> image, std::uint32_t
         static_cast<const unsigned char*>(std::memchr(keyOn.data(), '\0', keyOn.size()));
     if (keyEnd == nullptr)
         return std::nullopt;
-    Place place{record.data(), static_cast<std::size_t>(keyEnd - keyOn.data()), 0};
+    RecordPlace place{record.data(), static_cast<std::size_t>(keyEnd - keyOn.data()), 0};
     if (place.dataOffset() > record.size())
         return std::nullopt;
     std::memcpy(&place.word, keyEnd + 1, sizeof place.word);
@@ -71,7 +55,8 @@ constexpr std::uint32_t stepped(std::uint32_t position, std::uint64_t step, std:
 static_assert(stepped(0xFFFFFFF0, 0x1000006, 0xFFFFFFF5) == 0xFFFFFFF5);
 
 /** Where the walk goes on after the record at `position`. */
-std::uint32_t positionAfter(const Place& place, std::uint32_t position, std::uint32_t end) noexcept
+std::uint32_t positionAfter(const RecordPlace& place, std::uint32_t position,
+                            std::uint32_t end) noexcept
 {
     return *place.start == recordTag ? stepped(position, place.size(), end) : end;
 }
@@ -116,6 +101,7 @@ bool DbContainer::loadSwDb(const std::string& path)
         Trace::error([&] { return "Failed to allocate memory buffer for db file " + path; });
         return false;
     }
+    preferHugePages(image.get(), total);
     if (!file.seekg(0).read(reinterpret_cast<char*>(image.get()), total)) {
         Trace::info([&] { return "ABN: Error loading db image from file " + path; });
         return false;
@@ -170,6 +156,7 @@ unsigned char* DbContainer::loadProductionDbBody(int fd, DB_HeaderS* header) con
         Trace::error([] { return "Couldn't allocate buffer memory to load DB"; });
         return nullptr;
     }
+    preferHugePages(image.get(), total);
     // A pipe has no start to go back to: it may deliver the whole image after the header.
     static_cast<void>(::lseek(fd, 0, SEEK_SET));
     for (std::uint64_t done = 0; done < total;) {
@@ -225,6 +212,13 @@ std::optional<std::size_t> DbContainer::countParameters() const noexcept
     return count;
 }
 
+DbContainer::iterator::iterator(DbContainer* container, std::uint32_t position) noexcept
+    : m_container(container), m_position(position)
+{
+    if (m_position < container->m_imageSize)
+        m_place = placeAt(container->bytes(), m_position);
+}
+
 DbContainer::iterator DbContainer::iterator::begin(DbContainer* container) noexcept
 {
     // A length below that of the header leaves no room for a record.
@@ -238,23 +232,21 @@ DbContainer::iterator DbContainer::iterator::end(DbContainer* container) noexcep
 
 std::string_view DbContainer::iterator::key() const noexcept
 {
-    const auto place = placeAt(m_container->bytes(), m_position);
-    return place ? place->key() : std::string_view();
+    return m_place ? m_place->key() : std::string_view();
 }
 
 DbRecord& DbContainer::iterator::operator*() const
 {
     DbRecord& record = m_container->m_record;
-    const auto place = placeAt(m_container->bytes(), m_position);
-    if (!place)
+    if (!m_place)
         return record = DbRecord();
-    record.length = place->length();
-    if (place->isParameter()) {
-        record.key = place->key();
-        record.type = place->type();
-        record.data = place->start + place->dataOffset();
+    record.length = m_place->length();
+    if (m_place->isParameter()) {
+        record.key = m_place->key();
+        record.type = m_place->type();
+        record.data = m_place->start + m_place->dataOffset();
     } else {
-        record.key = place->key().substr(0, longestReportedKey);
+        record.key = m_place->key().substr(0, longestReportedKey);
         record.type = TypeOfData_t::UNDEFINED;
         record.data = nullptr;
     }
@@ -264,9 +256,7 @@ DbRecord& DbContainer::iterator::operator*() const
 DbContainer::iterator& DbContainer::iterator::operator++() noexcept
 {
     const std::uint32_t end = m_container->m_imageSize;
-    const auto place = placeAt(m_container->bytes(), m_position);
-    m_position = place ? positionAfter(*place, m_position, end) : end;
-    return *this;
+    return *this = {m_container, m_place ? positionAfter(*m_place, m_position, end) : end};
 }
 
 } // namespace Varnix::Backend

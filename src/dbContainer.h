@@ -32,6 +32,24 @@ struct DbRecord
     std::uint32_t length = 0;
 };
 
+/** A record as it is in an image: tag, key, word, data. */
+struct RecordPlace
+{
+    std::string_view key() const noexcept
+    {
+        return {reinterpret_cast<const char*>(start) + 1, keyLength};
+    }
+    TypeOfData_t type() const noexcept { return static_cast<TypeOfData_t>(word >> 24U); }
+    std::uint32_t length() const noexcept { return word & 0x00FFFFFFU; }
+    std::size_t dataOffset() const noexcept { return keyLength + 2 + sizeof word; }
+    std::uint64_t size() const noexcept { return std::uint64_t{dataOffset()} + length(); }
+    bool isParameter() const noexcept { return key().starts_with('/'); }
+
+    const unsigned char* start;
+    std::size_t keyLength;
+    std::uint32_t word; ///< type in the high byte, then length
+};
+
 /**
  * Loads one database file and walks its records. A container is loaded once and used by one thread.
  */
@@ -91,16 +109,17 @@ public:
 
     iterator& operator++() noexcept;
 
-    bool operator==(const iterator& other) const noexcept = default;
-
-private:
-    iterator(DbContainer* container, std::uint32_t position) noexcept
-        : m_container(container), m_position(position)
+    bool operator==(const iterator& other) const noexcept
     {
+        return m_container == other.m_container && m_position == other.m_position;
     }
 
+private:
+    iterator(DbContainer* container, std::uint32_t position) noexcept;
+
     DbContainer* m_container;
-    std::uint32_t m_position; ///< offset from the start of the image
+    std::uint32_t m_position;           ///< offset from the start of the image
+    std::optional<RecordPlace> m_place; ///< none at the end, and where the image ends too early
 };
 
 } // namespace Varnix::Backend

@@ -1,6 +1,8 @@
 #ifndef VARNIX_KEYTABLE_H
 #define VARNIX_KEYTABLE_H
 
+#include "hugePages.h"
+
 #include <algorithm>
 #include <bit>
 #include <concepts>
@@ -114,10 +116,13 @@ public:
         __builtin_prefetch(&m_slots[key.hash & m_mask]);
     }
 
-    /** Makes room for `count` entries in all. */
+    /** Makes room for `count` entries in all, and for more where that is not the first time. */
     void reserve(std::size_t count)
     {
-        m_entries.reserve(count);
+        if (count > m_entries.capacity()) {
+            m_entries.reserve(std::max(count, 2 * m_entries.capacity()));
+            preferHugePages(m_entries.data(), count * sizeof(Entry));
+        }
         if (count > m_slots.size() / slotsPerEntry)
             rehash(std::bit_ceil(count * slotsPerEntry));
     }

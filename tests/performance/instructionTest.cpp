@@ -106,7 +106,7 @@ TEST_F(Instructions, OfReadingAKibibyteOfWords)
 TEST_F(Instructions, OfLoadingARecord)
 {
     // 1024 more records, with twice the slots in both cases.
-    expectCount((instructionsOfLoad(2048) - instructionsOfLoad(1024)) / 1024, 877);
+    expectCount((instructionsOfLoad(2048) - instructionsOfLoad(1024)) / 1024, 727);
 }
 
 } // namespace

@@ -156,6 +156,18 @@ TEST_F(KeyTables, ReservingForLaterFillsKeepsWhatIsThere)
     EXPECT_THAT(found(400), ElementsAreArray(numbersTo(400)));
 }
 
+TEST_F(KeyTables, ReservingALittleMoreAgainAndAgainMovesTheEntriesSeldom)
+{
+    int moves = 0;
+    for (int number = 0; number < 1000; ++number) {
+        const auto* const before = table.begin();
+        table.reserve(static_cast<std::size_t>(number) + 1);
+        moves += table.begin() == before ? 0 : 1;
+        fill(number, number + 1);
+    }
+    EXPECT_LE(moves, 11); // 1, 2, 4 ... 1024
+}
+
 TEST_F(KeyTables, EntriesStandInTheOrderInWhichTheyCame)
 {
     for (const char* const key : {"/z", "/a", "/m", "/a", "/b", "/z", "/c"})

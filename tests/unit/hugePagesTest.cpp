@@ -1,0 +1,86 @@
+#include "hugePages.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+namespace Varnix::Backend {
+namespace {
+
+constexpr std::uintptr_t hugePage = std::uintptr_t{2} << 20U;
+
+struct Range
+{
+    std::uintptr_t start;
+    std::uintptr_t end;
+};
+
+/** The mappings of this process that prefer huge pages. */
+std::vector<Range> preferring()
+{
+    std::vector<Range> found;
+    std::ifstream maps("/proc/self/smaps");
+    Range mapping{};
+    for (std::string line; std::getline(maps, line);) {
+        std::istringstream words(line);
+        std::string word;
+        words >> word;
+        if (word == "VmFlags:") {
+            while (words >> word)
+                if (word == "hg")
+                    found.push_back(mapping);
+        } else if (const auto dash = word.find('-'); dash != std::string::npos)
+            mapping = {std::stoull(word, nullptr, 16),
+                       std::stoull(word.substr(dash + 1), nullptr, 16)};
+    }
+    return found;
+}
+
+/** Of what prefers huge pages after it was said of these bytes, what lies in the memory. */
+std::vector<Range> preferredIn(std::size_t offset, std::size_t size)
+{
+    constexpr std::size_t room = 5 * hugePage;
+    void* const memory =
+        ::mmap(nullptr, room, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const auto base = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t first = (base + hugePage - 1) / hugePage * hugePage + offset;
+    preferHugePages(reinterpret_cast<void*>(first), size);
+    std::vector<Range> inside;
+    for (const Range& range : preferring())
+        if (range.start < base + room && base < range.end)
+            inside.push_back({range.start - first, range.end - first});
+    ::munmap(memory, room);
+    return inside;
+}
+
+/** Whether the kernel has them at all. */
+bool hasHugePages()
+{
+    return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").good();
+}
+
+TEST(HugePages, ArePreferredWhereTheyLieInsideWholly)
+{
+    const auto ranges = preferredIn(4096, 3 * hugePage);
+    ASSERT_EQ(ranges.size(), hasHugePages() ? 1U : 0U);
+    for (const Range& range : ranges) {
+        EXPECT_EQ(range.start, hugePage - 4096);
+        EXPECT_EQ(range.end, 3 * hugePage - 4096);
+    }
+}
+
+TEST(HugePages, AreNotPreferredWhereNoneLiesInsideWholly)
+{
+    EXPECT_TRUE(preferredIn(4096, 2 * hugePage - 4097).empty());
+    EXPECT_TRUE(preferredIn(0, hugePage - 1).empty());
+    EXPECT_TRUE(preferredIn(0, 0).empty());
+}
+
+} // namespace
+} // namespace Varnix::Backend
