@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <varnix/dbRegistryIf.h>
 
@@ -36,6 +37,7 @@ std::unique_ptr<char[]> readAndCopy(const char* path)
 int main(int argc, char** argv)
 {
     using namespace Varnix::Bench;
+    using Varnix::V1::DatabaseIf;
     using Varnix::V1::DbRegistryIf;
 
     if (argc == 3 && std::string(argv[1]) == "floor") {
@@ -50,6 +52,18 @@ int main(int argc, char** argv)
         report(startup, [&] { return DbRegistryIf::getInstance().initDb(argv[3]); });
         return 0;
     }
-    std::fputs("usage: load_probe floor FILE | varnix EMPTY-CONFIG CONFIG\n", stderr);
+    if (argc == 5 && std::string(argv[1]) == "handles") {
+        const auto empty = DbRegistryIf::getInstance().initDb(argv[3]);
+        report(0, [&] {
+            std::vector<std::shared_ptr<DatabaseIf>> handles;
+            for (int i = std::atoi(argv[2]); i > 0; --i)
+                handles.push_back(DbRegistryIf::getInstance().initDb(argv[4]));
+            return handles.back() ? std::make_unique<decltype(handles)>(handles) : nullptr;
+        });
+        return 0;
+    }
+    std::fputs("usage: load_probe floor FILE | varnix EMPTY-CONFIG CONFIG | handles COUNT "
+               "EMPTY-CONFIG CONFIG\n",
+               stderr);
     return 2;
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,7 +17,11 @@ namespace Varnix::Bench {
 namespace {
 
 constexpr Value u32x4{"U32x4", 6, 16};
-constexpr std::size_t sizes[] = {100, 1000, 10000, 100000};
+constexpr std::size_t sizes[] = {10, 100, 1000, 10000, 100000, 1000000};
+constexpr std::size_t largestCold = 100000;
+constexpr std::size_t fileCounts[] = {1, 2, 4, 8, 16, 32, 64};
+constexpr std::size_t handleCounts[] = {1, 10, 100, 1000};
+constexpr std::size_t processCounts[] = {1, 10, 100};
 
 struct Sample
 {
@@ -27,15 +32,25 @@ struct Sample
     double resident = 0;
 };
 
-Sample runProbe(const std::string& command)
+/** What so many probes say that the command starts, summed up. */
+Sample runProbes(const std::string& command, std::size_t probes)
 {
     const std::unique_ptr<std::FILE, decltype(&::pclose)> output(::popen(command.c_str(), "r"),
                                                                  ::pclose);
-    Sample sample;
-    if (!output || std::fscanf(output.get(), "%lf %lf %lf %lf %lf", &sample.startup, &sample.load,
-                               &sample.processor, &sample.heap, &sample.resident) != 5)
-        throw std::runtime_error("the probe failed: " + command);
-    return sample;
+    Sample sum;
+    for (std::size_t i = 0; i < probes; ++i) {
+        Sample sample;
+        if (!output ||
+            std::fscanf(output.get(), "%lf %lf %lf %lf %lf", &sample.startup, &sample.load,
+                        &sample.processor, &sample.heap, &sample.resident) != 5)
+            throw std::runtime_error("the probe failed: " + command);
+        sum.startup += sample.startup;
+        sum.load += sample.load;
+        sum.processor += sample.processor;
+        sum.heap += sample.heap;
+        sum.resident += sample.resident;
+    }
+    return sum;
 }
 
 /** Takes a file out of the page cache; only what is on the disk can go. */
@@ -54,7 +69,7 @@ void measure(benchmark::State& state, const std::string& command, const std::str
     for (auto _ : state) {
         if (cold)
             makeCold(file);
-        const Sample sample = runProbe(command);
+        const Sample sample = runProbes(command, 1);
         state.SetIterationTime(sample.load / 1e9);
         sum.startup += sample.startup;
         sum.processor += sample.processor;
@@ -78,6 +93,38 @@ void addLoad(const std::string& name, const std::string& command, const std::str
         ->Unit(benchmark::kMicrosecond);
 }
 
+/** So many handles on a small database in one process. */
+void addHandles(const std::string& empty, const std::string& config, const std::string& file)
+{
+    for (const std::size_t count : handleCounts)
+        addLoad("handles-" + std::to_string(count) + "/varnix",
+                LOAD_PROBE " handles " + std::to_string(count) + ' ' + empty + ' ' + config, file,
+                false, count);
+}
+
+/** So many processes at once, each with a database of its own: by the clock, until all are done. */
+void measureProcesses(benchmark::State& state, const std::string& command, std::size_t count)
+{
+    const std::string all =
+        "for i in $(seq " + std::to_string(count) + "); do " + command + " & done; wait";
+    double resident = 0;
+    for (auto _ : state)
+        resident += runProbes(all, count).resident;
+    state.counters["resident_per_parameter"] =
+        resident / static_cast<double>(state.iterations()) / static_cast<double>(count);
+}
+
+void addProcesses(const std::string& empty, const std::string& config)
+{
+    for (const std::size_t count : processCounts)
+        benchmark::RegisterBenchmark(
+            ("load/processes-" + std::to_string(count) + "/varnix").c_str(), measureProcesses,
+            LOAD_PROBE " varnix " + empty + ' ' + config, count)
+            ->UseRealTime()
+            ->Iterations(1)
+            ->Unit(benchmark::kMicrosecond);
+}
+
 /** Of one size: with more, one of them takes seconds. */
 void addPeers(const Node& node)
 {
@@ -90,14 +137,40 @@ void addPeers(const Node& node)
     }
 }
 
+/** As many parameters in many files as in one. */
+void addFiles(const Node& node, const std::string& empty)
+{
+    constexpr std::size_t count = 100000;
+    for (const std::size_t files : fileCounts) {
+        const std::string name = "files-" + std::to_string(files);
+        std::vector<std::string> paths;
+        for (std::size_t i = 0; i < files; ++i) {
+            const std::size_t first = count * i / files;
+            const std::size_t end = count * (i + 1) / files;
+            paths.push_back(node.writeDatabase(name + '-' + std::to_string(i) + ".db",
+                                               {u32x4, end - first, first}));
+        }
+        const std::string config = node.writeConfig(name + ".cfg", paths);
+        addLoad(name + "/varnix", LOAD_PROBE " varnix " + empty + ' ' + config, paths.front(),
+                false, count);
+    }
+}
+
 void addLoads(const Node& node)
 {
     const std::string empty = node.writeConfig("empty.cfg", {});
+    addFiles(node, empty);
+    const std::string small = node.writeDatabase("small.db", {u32x4, 100});
+    const std::string smallConfig = node.writeConfig("small.cfg", {small});
+    addHandles(empty, smallConfig, small);
+    addProcesses(empty, smallConfig);
     for (const std::size_t count : sizes) {
         const std::string name = std::to_string(count);
         const std::string file = node.writeDatabase(name + ".db", {u32x4, count});
         const std::string config = node.writeConfig(name + ".cfg", {file});
         for (const bool cold : {false, true}) {
+            if (cold && count > largestCold)
+                continue;
             const std::string label = name + (cold ? "-cold/" : "-warm/");
             addLoad(label + "varnix", LOAD_PROBE " varnix " + empty + ' ' + config, file, cold,
                     count);

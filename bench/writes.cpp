@@ -18,7 +18,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr Value u32x4{"U32x4", 6, 16};
 constexpr std::size_t keyCount = 1000;
-constexpr int spinningReaders = 2;
+constexpr int fewReaders = 2;
+constexpr int manyReaders = 64;
 constexpr auto duration = std::chrono::seconds(2);
 
 const std::vector<std::int64_t> newValues{1, 2, 3, 4};
@@ -59,9 +60,9 @@ void measureLock(benchmark::State& state)
 class Readers
 {
 public:
-    explicit Readers(const std::shared_ptr<DatabaseImpl>& db)
+    Readers(const std::shared_ptr<DatabaseImpl>& db, int count)
     {
-        for (int i = 0; i < spinningReaders; ++i)
+        for (int i = 0; i < count; ++i)
             m_threads.emplace_back([this, db] { spin(db); });
     }
     ~Readers() { end(); }
@@ -117,10 +118,10 @@ std::vector<std::int64_t> write(DatabaseImpl& db, int rate)
 }
 
 void measureWaits(benchmark::State& state, const std::shared_ptr<DatabaseImpl>& read,
-                  const std::shared_ptr<DatabaseImpl>& written, int rate)
+                  const std::shared_ptr<DatabaseImpl>& written, int readerCount, int rate)
 {
     for (auto _ : state) {
-        Readers readers(read);
+        Readers readers(read, readerCount);
         const auto start = Clock::now();
         std::vector<std::int64_t> waits;
         if (rate != 0)
@@ -146,17 +147,19 @@ void addWriterWaits(const Node& node)
 {
     const auto busy = open(node, "busy");
     const auto idle = open(node, "idle");
-    const auto add = [&](const std::string& name, const auto& written, int rate) {
+    const auto add = [&](const std::string& name, const auto& written, int readers, int rate) {
         benchmark::RegisterBenchmark(("wait/" + name + '/' + std::to_string(rate)).c_str(),
-                                     measureWaits, busy, written, rate)
+                                     measureWaits, busy, written, readers, rate)
             ->Iterations(1)
             ->Unit(benchmark::kMillisecond);
     };
-    add("same-store", busy, 0);
+    add("same-store", busy, fewReaders, 0);
     for (const int rate : {100, 10000}) {
-        add("same-store", busy, rate);
-        add("other-store", idle, rate); // what the scheduler alone does to the writer
+        add("same-store", busy, fewReaders, rate);
+        add("other-store", idle, fewReaders, rate); // what the scheduler alone does to the writer
     }
+    add("beside-64", busy, manyReaders, 100);
+    add("other-store-beside-64", idle, manyReaders, 100);
 }
 
 } // namespace Varnix::Bench
