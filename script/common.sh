@@ -49,6 +49,24 @@ need_packages() {
         $missing >/dev/null
 }
 
+# With --publish as the script's first argument: what it prints becomes docs/results/SCRIPT.md.
+publish_if_asked() {
+    [ "${1-}" = --publish ] || return 0
+    shift
+    script=script/$(basename "$0")
+    result=docs/results/$(basename "$0").md
+    trap 'rm -f "$result.new"' EXIT
+    {
+        printf '`%s`, commit %s, %s, %s × %s\n\n```text\n' "$script${*:+ $*}" \
+            "$(git rev-parse --short HEAD)" "$(date -u +%F)" "$(nproc)" \
+            "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)"
+        "$script" "$@"
+        printf '```\n'
+    } >"$result.new"
+    mv "$result.new" "$result"
+    exit 0
+}
+
 # Lets packages of another of Debian's architectures be installed here.
 need_architecture() {
     dpkg --print-foreign-architectures | grep -qx "$1" && return
