@@ -222,9 +222,20 @@ def others(results):
     return table(["what", "costs", ""], rows)
 
 
+def read_goals(results):
+    read = {v: results.ratio(f"read/{v}/varnix", f"read/{v}/floor") for v in VALUES}
+    production, missing = (results.ratio(f"read/U32x4/{which}", "read/U32x4/floor")
+                           for which in ("production", "missing"))
+    return [("a read of U32x4, × floor", read["U32x4"], 1.1, True),
+            ("a read of text24, × floor", read["text24"], 1.1, True),
+            ("a read of U8x1024, × floor", read["U8x1024"], 1.05, True),
+            ("a read of U16x512, × floor", read["U16x512"], 1.05, True),
+            ("a read of U32x4 that is missing in both, × floor of a hit", missing, 0.76, True),
+            ("a hit in the production database alone, × floor", production, 1.35, True)]
+
+
 def goals(results):
     """Each goal: what it is about, what was measured, the limit, and whether less is better."""
-    read = {v: results.ratio(f"read/{v}/varnix", f"read/{v}/floor") for v in VALUES}
     beyond = (results.get("wait/same-store/10000", "p99_ns")
               - results.get("wait/other-store/10000", "p99_ns")) / 1e6
     load = {s: results.ratio(f"load/{s}-warm/varnix", f"load/{s}-warm/floor", "processor_ns")
@@ -234,15 +245,8 @@ def goals(results):
     _, floor_gain = scaling(results, "floor")
     files = (results.get("load/files-64/varnix", "processor_ns")
              / results.get("load/files-1/varnix", "processor_ns"))
-    production, missing = (results.ratio(f"read/U32x4/{which}", "read/U32x4/floor")
-                           for which in ("production", "missing"))
     checksum = results.get("checksum/varnix", "bytes_per_second") / 1e9
-    rows = [("a read of U32x4, × floor", read["U32x4"], 1.1, True),
-            ("a read of text24, × floor", read["text24"], 1.1, True),
-            ("a read of U8x1024, × floor", read["U8x1024"], 1.05, True),
-            ("a read of U16x512, × floor", read["U16x512"], 1.05, True),
-            ("a read of U32x4 that is missing in both, × floor of a hit", missing, 0.76, True),
-            ("a hit in the production database alone, × floor", production, 1.35, True),
+    rows = [*read_goals(results),
             # Two threads cannot gain more than two processors give.
             (f"{threads} threads, × one (the floor {floor_gain:.2f})", gain,
              round(min(1.95, floor_gain), 2), False),
