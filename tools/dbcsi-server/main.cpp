@@ -1,4 +1,5 @@
 #include "complain.h"
+#include "completion/completion.h"
 #include "endSignals.h"
 #include "exitStatus.h"
 #include "journalFile.h"
@@ -13,6 +14,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -117,6 +119,11 @@ ExitStatus run(int argc, char** argv)
     app.add_flag("--stay", options.stay,
                  "Go on serving after the end of standard input, until a signal");
     app.footer(footer());
+    if (Varnix::Completion::isAsked(argc, argv)) {
+        Varnix::Completion::answer(app, argc, argv,
+                                   [](const auto&, const auto&) { return std::nullopt; });
+        return ExitStatus::DONE;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,4 +1,6 @@
 #include "command.h"
+#include "completion/completion.h"
+#include "completionValues.h"
 #include "dbfile/shown.h"
 #include "document.h"
 #include "usage.h"
@@ -43,6 +45,16 @@ Status fail(Status status, const std::string& text, bool asDocument)
     return status;
 }
 
+void addSubcommands(CLI::App& app, Status& status)
+{
+    for (const auto add :
+         {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
+          Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
+          Varnix::Tool::addPs, Varnix::Tool::addTrace, Varnix::Tool::addTry, Varnix::Tool::addWrite,
+          Varnix::Tool::addWatch, Varnix::Tool::addInstall, Varnix::Tool::addAudit})
+        add(app, status);
+}
+
 Status run(int argc, char** argv)
 {
     const std::span<const char* const> line(argv, static_cast<std::size_t>(argc));
@@ -60,12 +72,11 @@ Status run(int argc, char** argv)
 
     Status status = Status::DONE;
     bool asDocument = false;
-    for (const auto add :
-         {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
-          Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-          Varnix::Tool::addPs, Varnix::Tool::addTrace, Varnix::Tool::addTry, Varnix::Tool::addWrite,
-          Varnix::Tool::addWatch, Varnix::Tool::addInstall, Varnix::Tool::addAudit})
-        add(app, status);
+    addSubcommands(app, status);
+    if (Varnix::Completion::isAsked(argc, argv)) {
+        Varnix::Completion::answer(app, argc, argv, Varnix::Tool::completionValues);
+        return Status::DONE;
+    }
 
     try {
         asDocument = Varnix::Tool::asksForDocument(app, line);
