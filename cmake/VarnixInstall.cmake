@@ -62,5 +62,9 @@ if(VARNIX_BUILD_TOOLS)
   varnix_install_completion(varnix tools)
   if(VARNIX_PLATFORM STREQUAL "host")
     varnix_install_completion(dbcsi-server server)
+    configure_file(${PROJECT_SOURCE_DIR}/share/dbcsi-server.service.in
+      ${PROJECT_BINARY_DIR}/dbcsi-server.service @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/dbcsi-server.service DESTINATION lib/systemd/user
+      COMPONENT server)
   endif()
 endif()
