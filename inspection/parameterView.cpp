@@ -1,5 +1,6 @@
 #include "inspection/parameterView.h"
 
+#include "inspection/boundedMemory.h"
 #include "inspection/settled.h"
 
 #include <algorithm>
@@ -50,7 +51,8 @@ std::optional<std::vector<Parameter>> recordsAt(const Memory& memory, Range rang
     if (!bytes)
         return std::nullopt;
     std::vector<Parameter> records(bytes->size() / sizeof(Parameter));
-    std::memcpy(records.data(), bytes->data(), records.size() * sizeof(Parameter));
+    if (!records.empty())
+        std::memcpy(records.data(), bytes->data(), records.size() * sizeof(Parameter));
     return records;
 }
 
@@ -141,10 +143,11 @@ std::optional<std::vector<ParameterView>> valuesAt(const Memory& memory,
 
 } // namespace
 
-std::optional<std::vector<ParameterView>> readParameters(const Memory& memory, Address root,
+std::optional<std::vector<ParameterView>> readParameters(const Memory& process, Address root,
                                                          const StoreView& store,
                                                          std::span<const std::string> keys)
 {
+    const BoundedMemory memory(process);
     auto chosen = Choice(memory, keys).from(store);
     if (!chosen)
         return std::nullopt;

@@ -1,5 +1,6 @@
 #include "inspection/registryView.h"
 
+#include "inspection/boundedMemory.h"
 #include "inspection/settled.h"
 
 #include <algorithm>
@@ -50,8 +51,9 @@ std::optional<RegistryView> viewOnce(const Memory& memory, Address rootAddress)
 
 } // namespace
 
-std::optional<RegistryView> viewRegistry(const Memory& memory, Address root)
+std::optional<RegistryView> viewRegistry(const Memory& process, Address root)
 {
+    const BoundedMemory memory(process);
     const Address changes = root + offsetof(Root, changes);
     for (const Patience patience;; patience.wait()) {
         auto view = readSettled(memory, changes, [&] { return viewOnce(memory, root); });

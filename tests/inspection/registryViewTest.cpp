@@ -1,5 +1,6 @@
 #include "inspection/registryView.h"
 
+#include "inspection/boundedMemory.h"
 #include "inspection/notInspected.h"
 #include "tests/inspection/laidOutMemory.h"
 
@@ -99,6 +100,19 @@ TEST_F(RegistryView, OfAListThatIsACircleEnds)
     memory.replace(first, registry.stores.front().second);
     registry.root.storeCount = std::numeric_limits<std::uint64_t>::max();
     expectUnsettled();
+}
+
+TEST_F(RegistryView, OfACircleOfLongPathsTakesLittleMemory)
+{
+    const Address first = registry.add(std::string(65536, 'x'), {});
+    registry.stores.front().second.next = first;
+    memory.replace(first, registry.stores.front().second);
+    registry.root.storeCount = 1000000;
+    registry.publish();
+    std::size_t reads = 0;
+    memory.beforeRead = [&](std::size_t count) { reads = count; };
+    EXPECT_THROW(viewRegistry(memory, registry.address()), NotInspected);
+    EXPECT_LT(reads, 2 * BoundedMemory::most / 65536);
 }
 
 TEST_F(RegistryView, OfAStoreThatIsNotThereEnds)
