@@ -273,6 +273,9 @@ def goals(results):
     if "operator/write" in results:
         rows.append(("a write to 100 subscribers until it has answered, ms",
                      results.get("operator/write", "median_ns") / 1e6, 100, True))
+    if "inspection/get" in results:
+        rows.append(("varnix get --pid on 100,000 parameters, from start to end, ms",
+                     results.get("inspection/get", "real_time"), 20, True))
     return table(["goal", "measured", "limit", ""],
                  [[what, f"{measured:.2f}", ("at most " if less else "at least ") + str(limit),
                    "met" if (measured <= limit) == less or measured == limit else "**not met**"]
