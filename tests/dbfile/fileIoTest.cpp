@@ -2,13 +2,18 @@
 
 #include "dbfile/temporaryFile.h"
 #include "tests/support/dbBuilder.h"
+#include "tests/support/processState.h"
 #include "tests/support/temporaryDirectory.h"
+#include "tests/support/waitUntil.h"
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <thread>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -18,8 +23,10 @@ namespace Varnix::DbFile {
 namespace {
 
 namespace fs = std::filesystem;
+using Test::isAsleep;
 using Test::readFile;
 using Test::TemporaryDirectory;
+using Test::waitUntil;
 using Test::writeFile;
 using testing::HasSubstr;
 
@@ -83,6 +90,33 @@ TEST_F(FileIo, PipeWithoutAWriterIsEmpty)
 {
     ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
     EXPECT_EQ(readWholeFile(m_path), "");
+}
+
+TEST_F(FileIo, PipeWhoseWriterIsLateIsWaitedFor)
+{
+    ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
+    const int writer = ::open(m_path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(writer, 0);
+    std::atomic<pid_t> id{0};
+    std::atomic<bool> done{false};
+    std::string got;
+    std::thread reader([&] {
+        id = ::gettid();
+        const std::string error = errorOf([&] { got = readWholeFile(m_path); });
+        if (error != "no error")
+            got = error;
+        done = true;
+    });
+    int looks = 0; // at a thread that sleeps: it has come to its read
+    EXPECT_TRUE(waitUntil([&] {
+        looks = id != 0 && isAsleep(id) ? looks + 1 : 0;
+        return done || looks == 50;
+    }));
+    EXPECT_FALSE(done);
+    EXPECT_EQ(::write(writer, "late", 4), 4);
+    ::close(writer);
+    reader.join();
+    EXPECT_EQ(got, "late");
 }
 
 TEST_F(FileIo, ReplaceMakesANewFileWithTheModeOfTheUmask)
