@@ -142,7 +142,8 @@ std::string describe(const ConfigError& error, const std::string& configFile)
 
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations,
-                                          std::vector<int>* lines, const Locate& locate)
+                                          std::vector<ConfigText::Place>* places,
+                                          const Locate& locate)
 {
     Config config;
     const ConfigText text(configFile, locate);
@@ -158,7 +159,7 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
         if (element == nullptr)
             return ConfigError{Kind::NO_ELEMENT, i};
         DbConfiguration configuration;
-        const ConfigText::Place place =
+        ConfigText::Place place =
             text.placeOf(static_cast<int>(config_setting_source_line(element)));
         if (auto error = readElement(element, i, configuration)) {
             error->line = place.line;
@@ -166,8 +167,8 @@ std::optional<ConfigError> readConfigFile(const std::string& configFile,
             return error;
         }
         configurations.push_back(std::move(configuration));
-        if (lines != nullptr)
-            lines->push_back(place.line);
+        if (places != nullptr)
+            places->push_back(std::move(place));
     }
     return std::nullopt;
 }

@@ -43,15 +43,15 @@ struct ConfigError
 std::string describe(const ConfigError& error, const std::string& configFile);
 
 /**
- * Appends the entries of `configFile` to `configurations`, in file order, and to `lines`, if that
- * is not null, the line at which each begins.
+ * Appends the entries of `configFile` to `configurations`, in file order, and to `places`, if
+ * that is not null, where each begins.
  *
  * Stops at the first malformed entry and returns what is wrong with it; the entries before it stay
  * appended. With `locate`, each file is read where that says.
  */
 std::optional<ConfigError> readConfigFile(const std::string& configFile,
                                           std::vector<DbConfiguration>& configurations,
-                                          std::vector<int>* lines = nullptr,
+                                          std::vector<ConfigText::Place>* places = nullptr,
                                           const Locate& locate = {});
 
 } // namespace Varnix::Backend::DBUtils

@@ -80,13 +80,16 @@ TEST(Selection, OfEntriesReadFromAFileIsTheSameAndKnowsTheirLines)
         const std::vector<std::string> identities = randomIdentities(random);
         const std::vector<ConfigEntry> entries = randomEntries(random, paths);
         std::vector<DbConfiguration> asRead;
-        std::vector<int> lines;
+        std::vector<Backend::DBUtils::ConfigText::Place> places;
         ASSERT_FALSE(Backend::DBUtils::readConfigFile(node.configuration("node.cfg", entries),
-                                                      asRead, &lines));
+                                                      asRead, &places));
         ASSERT_EQ(Backend::Selection::selectFiles(asRead, identities),
                   oracleSelects(entries, identities));
         std::vector<int> expected(asRead.size());
         std::iota(expected.begin(), expected.end(), 3);
+        std::vector<int> lines;
+        for (const auto& place : places)
+            lines.push_back(place.line);
         ASSERT_EQ(lines, expected) << configText(entries);
     }
 }

@@ -201,7 +201,7 @@ TEST_F(Explain, DocumentHoldsEntriesAndFilesWithTheirPlaces)
     const Json document = answer({"node.cfg"});
     EXPECT_EQ(document["production"],
               Json({{"path", "prod.db"}, {"variable", "sys_uflash_prod_db_dev"}}));
-    EXPECT_EQ(document["entries"][1], Json::parse(R"({"index": 1, "line": 4,
+    EXPECT_EQ(document["entries"][1], Json::parse(R"({"index": 1, "file": "node.cfg", "line": 4,
         "pattern": "board-*_R2?", "matches": ["board-x_R2B"], "files": ["common.db", "board.db"]})"));
     EXPECT_EQ(document["files"][1], Json::parse(R"({"path": "common.db", "selected": true,
         "listings": [{"entry": 0, "position": 1}, {"entry": 1, "position": 0}], "problem": null})"));

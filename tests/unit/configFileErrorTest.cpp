@@ -81,10 +81,13 @@ TEST_F(ConfigFile, MissingAnElementWouldBeReportedLikeTheOthers)
 TEST_F(ConfigFile, SaysWhereEachEntryBegins)
 {
     writeList("(\n" + good + ",\n\n" + good + ")");
-    std::vector<int> lines;
-    EXPECT_FALSE(DBUtils::readConfigFile(path, entries, &lines));
+    std::vector<DBUtils::ConfigText::Place> places;
+    EXPECT_FALSE(DBUtils::readConfigFile(path, entries, &places));
     EXPECT_THAT(entries, SizeIs(2));
-    EXPECT_THAT(lines, ElementsAre(2, 4));
+    ASSERT_THAT(places, SizeIs(2));
+    EXPECT_EQ(places[0].line, 2);
+    EXPECT_EQ(places[1].line, 4);
+    EXPECT_EQ(places[0].file, path);
 }
 
 TEST_F(ConfigFile, SaysWhereItsErrorIs)

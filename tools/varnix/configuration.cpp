@@ -54,12 +54,13 @@ void refuseUnopened(const std::string& config)
 } // namespace
 
 std::vector<DBUtils::DbConfiguration>
-readConfiguration(const std::string& config, std::vector<int>* lines, const NodePlace& place)
+readConfiguration(const std::string& config, std::vector<DBUtils::ConfigText::Place>* places,
+                  const NodePlace& place)
 {
     refuseUnopened(place.locate(config));
     std::vector<DBUtils::DbConfiguration> entries;
     const auto error = DBUtils::readConfigFile(
-        config, entries, lines, [&place](const std::string& path) { return place.locate(path); });
+        config, entries, places, [&place](const std::string& path) { return place.locate(path); });
     if (error && isReadFailure(*error))
         throw noConfiguration("cannot read " + DbFile::shown(place.locate(config)) + ": " +
                               error->reason);

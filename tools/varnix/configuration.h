@@ -10,13 +10,14 @@
 namespace Varnix::Tool {
 
 /**
- * The entries of a configuration file and, in `lines` if that is not null, where each begins. It
+ * The entries of a configuration file and, in `places` if that is not null, where each begins. It
  * and the files that it includes are read where `place` finds them. Failure with NODE_UNUSABLE or
  * INVALID.
  */
-std::vector<Backend::DBUtils::DbConfiguration> readConfiguration(const std::string& config,
-                                                                 std::vector<int>* lines = nullptr,
-                                                                 const NodePlace& place = {});
+std::vector<Backend::DBUtils::DbConfiguration>
+readConfiguration(const std::string& config,
+                  std::vector<Backend::DBUtils::ConfigText::Place>* places = nullptr,
+                  const NodePlace& place = {});
 
 } // namespace Varnix::Tool
 

@@ -21,7 +21,8 @@ Json documentOf(const std::vector<ExplainedEntry>& entries)
     Json documents = Json::array();
     for (const ExplainedEntry& entry : entries)
         documents.push_back({{"index", documents.size()},
-                             {"line", entry.line},
+                             {"file", entry.place.file},
+                             {"line", entry.place.line},
                              {"pattern", entry.pattern},
                              {"matches", entry.matches},
                              {"files", entry.configuration.filePaths}});

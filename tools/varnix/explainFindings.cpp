@@ -37,7 +37,7 @@ void findInEntries(const Explanation& explanation, Findings& findings)
     const std::vector<ExplainedEntry>& entries = explanation.entries;
     for (std::size_t i = 0; i < entries.size(); ++i)
         if (entries[i].matches.empty())
-            findings.push_back({Severity::NOTE, explanation.config, entries[i].line,
+            findings.push_back({Severity::NOTE, entries[i].place.file, entries[i].place.line,
                                 entryText(i) + ": " + DbFile::shown(entries[i].pattern) +
                                     " matches none of the identities"});
     if (std::none_of(explanation.files.begin(), explanation.files.end(),
@@ -63,13 +63,13 @@ void findInFile(const Explanation& explanation, const ExplainedFile& file,
                 const FindingScope& scope, Findings& findings)
 {
     const std::size_t entry = file.listings.front().entry;
-    const int line = explanation.entries[entry].line;
+    const auto& [config, line] = explanation.entries[entry].place;
     if (!file.selected)
-        findings.push_back({Severity::NOTE, explanation.config, line,
+        findings.push_back({Severity::NOTE, config, line,
                             "no entry that matches lists " + DbFile::shown(file.path)});
     if (file.problem)
         findings.push_back(
-            {file.selected ? Severity::ERROR : Severity::WARNING, explanation.config, line,
+            {file.selected ? Severity::ERROR : Severity::WARNING, config, line,
              entryText(entry) + " lists a file that cannot be used: " +
                  (scope.defects && file.content ? DbFile::shown(file.path) : *file.problem)});
     if (file.content)

@@ -66,13 +66,20 @@ public:
                   << heading("Entries of " + DbFile::shown(m_explanation.config) + ':') << '\n';
         for (std::size_t i = 0; i < m_explanation.entries.size(); ++i) {
             const ExplainedEntry& entry = m_explanation.entries[i];
-            std::cout << "  " << i << "  line " << entry.line << "  "
+            std::cout << "  " << i << "  " << placeText(entry.place) << "  "
                       << DbFile::shown(entry.pattern) << "  "
                       << (entry.matches.empty()
                               ? "matches nothing"
                               : m_painter.paint(Colour::GREEN, "matches " + joined(entry.matches)))
                       << '\n';
         }
+    }
+
+    /** With the file's name where it is another than the one that is explained. */
+    std::string placeText(const Backend::DBUtils::ConfigText::Place& place) const
+    {
+        const std::string line = "line " + std::to_string(place.line);
+        return place.file == m_explanation.config ? line : DbFile::shown(place.file) + ' ' + line;
     }
 
     void printFiles() const

@@ -14,6 +14,7 @@ namespace Varnix::Tool {
 namespace {
 
 namespace Selection = Backend::Selection;
+using Backend::DBUtils::ConfigText;
 using Backend::DBUtils::DbConfiguration;
 
 /** The identities to select for, and the production values that a client would get. */
@@ -34,10 +35,10 @@ void readNode(Explanation& explanation, const NodePlace& place, const FileReader
         explanation.noProduction = whyNoProduction(files, read);
 }
 
-ExplainedEntry explainEntry(const DbConfiguration& configuration, int line,
+ExplainedEntry explainEntry(const DbConfiguration& configuration, ConfigText::Place place,
                             const std::vector<std::string>& identities)
 {
-    ExplainedEntry entry{configuration, line, Selection::pattern(configuration), {}};
+    ExplainedEntry entry{configuration, std::move(place), Selection::pattern(configuration), {}};
     std::copy_if(
         identities.begin(), identities.end(), std::back_inserter(entry.matches),
         [&](const std::string& identity) { return Selection::matches(entry.pattern, identity); });
@@ -156,11 +157,11 @@ Explanation explain(const std::string& config, const NodePlace& place, const Fil
     Explanation explanation;
     explanation.config = config;
     readNode(explanation, place, read);
-    std::vector<int> lines;
-    const std::vector<DbConfiguration> configurations = readConfiguration(config, &lines, place);
+    std::vector<ConfigText::Place> places;
+    const std::vector<DbConfiguration> configurations = readConfiguration(config, &places, place);
     for (std::size_t i = 0; i < configurations.size(); ++i)
         explanation.entries.push_back(
-            explainEntry(configurations[i], lines[i], explanation.identities));
+            explainEntry(configurations[i], std::move(places[i]), explanation.identities));
     explanation.files = listFiles(explanation.entries,
                                   Selection::selectFiles(configurations, explanation.identities));
 

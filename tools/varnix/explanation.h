@@ -23,7 +23,8 @@ namespace Varnix::Tool {
 struct ExplainedEntry
 {
     Backend::DBUtils::DbConfiguration configuration;
-    int line = 0; ///< where it begins in the configuration file
+    /** Where it begins: in the configuration file, or in one that this includes. */
+    Backend::DBUtils::ConfigText::Place place;
     std::string pattern;
     std::vector<std::string> matches;
 };
