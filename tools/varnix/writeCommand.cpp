@@ -169,6 +169,7 @@ Status write(const WriteOptions& options, const std::vector<std::string>& words)
     const std::vector<Receiver> receivers = send(words);
     const auto end = ValuesBefore::Clock::now() + subscriberLimit;
     std::vector<Result> results;
+    results.reserve(receivers.size());
     for (const Receiver& receiver : receivers)
         results.push_back({receiver, appliedTo(receiver, before, trial, end)});
     const auto failure = failureOf(results, trial, before);
