@@ -1,21 +1,13 @@
 #ifndef VARNIX_TESTS_CALLFAILURE_H
 #define VARNIX_TESTS_CALLFAILURE_H
 
+#include "tests/support/callEffect.h"
+
 #include <atomic>
 #include <cstddef>
 #include <string>
 
 namespace Varnix::Test {
-
-/** What becomes of a call that is struck: an error, or a transfer of fewer bytes. */
-struct CallEffect
-{
-    static CallEffect failing(int number) { return {.error = number}; }
-    static CallEffect atMost(std::size_t bytes) { return {.limit = bytes}; }
-
-    int error = 0;
-    std::size_t limit = ~std::size_t{0};
-};
 
 /**
  * While it lives, counts the calls of one function of the C library, by the calling thread or by

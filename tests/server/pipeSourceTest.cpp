@@ -11,7 +11,7 @@
 namespace {
 
 using namespace Dbcsi;
-using Varnix::Test::ReadOutcome;
+using Varnix::Test::CallEffect;
 using Varnix::Test::ScriptedRead;
 
 /** Standard input is a pipe that holds some lines. */
@@ -45,23 +45,23 @@ protected:
 
 TEST_F(PipeSources, AnInterruptedReadIsRepeated)
 {
-    const ScriptedRead script{ReadOutcome::failing(EINTR), ReadOutcome::atMost(3),
-                              ReadOutcome::failing(EINTR)};
+    const ScriptedRead script{CallEffect::failing(EINTR), CallEffect::atMost(3),
+                              CallEffect::failing(EINTR)};
     expectBothLines();
     EXPECT_EQ(script.left(), 0u);
 }
 
 TEST_F(PipeSources, ANonBlockingPipeThatHoldsNothingYetIsWaitedFor)
 {
-    const ScriptedRead script{ReadOutcome::failing(EAGAIN), ReadOutcome::atMost(3),
-                              ReadOutcome::failing(EAGAIN)};
+    const ScriptedRead script{CallEffect::failing(EAGAIN), CallEffect::atMost(3),
+                              CallEffect::failing(EAGAIN)};
     expectBothLines();
     EXPECT_EQ(script.left(), 0u);
 }
 
 TEST_F(PipeSources, AReadThatFailsIsSaid)
 {
-    const ScriptedRead script{ReadOutcome::failing(EIO)};
+    const ScriptedRead script{CallEffect::failing(EIO)};
     EXPECT_THROW(m_source.next(), InputError);
 }
 

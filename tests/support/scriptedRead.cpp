@@ -15,7 +15,7 @@ constinit thread_local ScriptedRead* active = nullptr;
 
 } // namespace
 
-ScriptedRead::ScriptedRead(std::initializer_list<ReadOutcome> script) : m_script(script)
+ScriptedRead::ScriptedRead(std::initializer_list<CallEffect> script) : m_script(script)
 {
     active = this;
 }
@@ -25,15 +25,15 @@ ScriptedRead::~ScriptedRead()
     active = nullptr;
 }
 
-ReadOutcome ScriptedRead::next(int fd, std::size_t size)
+CallEffect ScriptedRead::next(int fd, std::size_t size)
 {
     if (active == nullptr)
-        return ReadOutcome::ordinary();
+        return CallEffect::ordinary();
     active->m_asked.push_back(size);
     active->m_leaked = active->m_leaked || (::fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
     if (active->m_script.empty())
-        return ReadOutcome::ordinary();
-    const ReadOutcome outcome = active->m_script.front();
+        return CallEffect::ordinary();
+    const CallEffect outcome = active->m_script.front();
     active->m_script.pop_front();
     return outcome;
 }

@@ -1,6 +1,8 @@
 #ifndef VARNIX_TESTS_SCRIPTEDREAD_H
 #define VARNIX_TESTS_SCRIPTEDREAD_H
 
+#include "tests/support/callEffect.h"
+
 #include <cstddef>
 #include <deque>
 #include <initializer_list>
@@ -10,18 +12,6 @@
 
 namespace Varnix::Test {
 
-/** What one call of read() does. */
-struct ReadOutcome
-{
-    static ReadOutcome failing(int error) { return {.error = error}; }
-    static ReadOutcome atMost(std::size_t bytes) { return {.limit = bytes}; }
-    static ReadOutcome nothing() { return atMost(0); }
-    static ReadOutcome ordinary() { return {}; }
-
-    int error = 0;
-    std::size_t limit = ~std::size_t{0};
-};
-
 /**
  * While it lives, the calling thread's calls of read() go as scripted, one outcome a call; those
  * after the script's end are ordinary. A program that uses it has its read() replaced.
@@ -29,7 +19,7 @@ struct ReadOutcome
 class ScriptedRead
 {
 public:
-    ScriptedRead(std::initializer_list<ReadOutcome> script);
+    ScriptedRead(std::initializer_list<CallEffect> script);
     ~ScriptedRead();
     ScriptedRead(const ScriptedRead&) = delete;
     ScriptedRead& operator=(const ScriptedRead&) = delete;
@@ -44,10 +34,10 @@ public:
     const std::vector<std::size_t>& asked() const noexcept { return m_asked; }
 
     /** The outcome of the next call, for `size` bytes of `fd`; ordinary without a script. */
-    static ReadOutcome next(int fd, std::size_t size);
+    static CallEffect next(int fd, std::size_t size);
 
 private:
-    std::deque<ReadOutcome> m_script;
+    std::deque<CallEffect> m_script;
     std::vector<std::size_t> m_asked;
     bool m_leaked = false;
 };

@@ -126,8 +126,8 @@ TEST_F(ConfigFile, WhoseReadFailsIsReported)
 {
     writeList("(" + good + ")");
     TraceSession::ofThisProcess().take();
-    EXPECT_FALSE(parseDuring({ReadOutcome::failing(EIO)}));
-    EXPECT_FALSE(parseDuring({ReadOutcome::atMost(9), ReadOutcome::failing(EIO)}));
+    EXPECT_FALSE(parseDuring({CallEffect::failing(EIO)}));
+    EXPECT_FALSE(parseDuring({CallEffect::atMost(9), CallEffect::failing(EIO)}));
     EXPECT_THAT(TraceSession::ofThisProcess().take(), ElementsAre(unreadable(), unreadable()));
 }
 
@@ -135,7 +135,7 @@ TEST_F(ConfigFile, WhoseReadIsInterruptedIsReadOn)
 {
     writeList("(" + good + ")");
     EXPECT_TRUE(parseDuring(
-        {ReadOutcome::failing(EINTR), ReadOutcome::atMost(9), ReadOutcome::failing(EINTR)}));
+        {CallEffect::failing(EINTR), CallEffect::atMost(9), CallEffect::failing(EINTR)}));
     EXPECT_THAT(entries, ElementsAre(entry("a", "R1", {"/f"})));
 }
 

@@ -18,7 +18,7 @@ namespace Varnix::Backend {
 
 using DBUtils::ConfigError;
 using DBUtils::DbConfiguration;
-using Test::ReadOutcome;
+using Test::CallEffect;
 using Test::reportedAt;
 using Test::ScriptedRead;
 using Test::TemporaryDirectory;
@@ -61,7 +61,7 @@ protected:
     }
 
     /** Parses the file while its reads go like these, all of which it must ask for. */
-    bool parseDuring(std::initializer_list<ReadOutcome> reads)
+    bool parseDuring(std::initializer_list<CallEffect> reads)
     {
         const ScriptedRead script(reads);
         const bool parsed = DBUtils::parseDbConfigFile(path, entries);

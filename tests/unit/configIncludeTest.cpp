@@ -17,7 +17,7 @@ namespace Varnix::Backend {
 namespace {
 
 using DBUtils::DbConfiguration;
-using Test::ReadOutcome;
+using Test::CallEffect;
 using Test::reportedAt;
 using Test::ScriptedRead;
 using Test::TemporaryDirectory;
@@ -120,8 +120,8 @@ TEST_F(ConfigInclude, OfAFileWhoseReadFailsIsRefused)
     expectRefused(2, "file I/O error");
     write("entry", good);
     include("entry");
-    const ScriptedRead script({ReadOutcome::ordinary(), ReadOutcome::nothing(),
-                               ReadOutcome::atMost(5), ReadOutcome::failing(EIO)});
+    const ScriptedRead script({CallEffect::ordinary(), CallEffect::nothing(), CallEffect::atMost(5),
+                               CallEffect::failing(EIO)});
     expectRefused(2, "file I/O error");
     EXPECT_EQ(script.left(), 0U);
 }

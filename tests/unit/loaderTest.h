@@ -10,7 +10,7 @@
 
 namespace Varnix::Backend {
 
-using Test::ReadOutcome;
+using Test::CallEffect;
 using Test::ScriptedRead;
 using testing::AllOf;
 using testing::Field;
@@ -45,7 +45,7 @@ protected:
      * container or the process.
      */
     template <typename Load>
-    std::vector<TraceRecord> refusalOf(const Load& load, std::initializer_list<ReadOutcome> reads)
+    std::vector<TraceRecord> refusalOf(const Load& load, std::initializer_list<CallEffect> reads)
     {
         TraceSession::ofThisProcess().take();
         const std::size_t descriptors = openDescriptors();

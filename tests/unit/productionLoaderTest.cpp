@@ -65,8 +65,8 @@ TEST_F(ProductionLoader, RefusesFilesShorterThanAHeader)
 TEST_F(ProductionLoader, RefusesAHeaderThatCannotBeReadWhole)
 {
     write(goodFile);
-    for (const ReadOutcome outcome :
-         {ReadOutcome::failing(EIO), ReadOutcome::atMost(9), ReadOutcome::nothing()})
+    for (const CallEffect outcome :
+         {CallEffect::failing(EIO), CallEffect::atMost(9), CallEffect::nothing()})
         EXPECT_THAT(refusal({outcome}), ElementsAre(headerWrong(path)));
 }
 
@@ -125,7 +125,7 @@ TEST_F(ProductionLoader, ReportsAReadThatFailsByItsResult)
     write(goodFile);
     for (const int error : {EIO, EINTR, ENXIO}) {
         EXPECT_THAT(
-            refusal({ReadOutcome::ordinary(), ReadOutcome::atMost(4), ReadOutcome::failing(error)}),
+            refusal({CallEffect::ordinary(), CallEffect::atMost(4), CallEffect::failing(error)}),
             ElementsAre(reading(path), sized(fileSize()),
                         loaderInfo("ABN: Data Base read failed with error code ",
                                    "ABN: Data Base read failed with error code -1")));
@@ -135,9 +135,8 @@ TEST_F(ProductionLoader, ReportsAReadThatFailsByItsResult)
 TEST_F(ProductionLoader, GoesOnAfterShortAndEmptyReads)
 {
     write(goodFile);
-    const ScriptedRead script{ReadOutcome::ordinary(), ReadOutcome::atMost(1),
-                              ReadOutcome::nothing(),  ReadOutcome::nothing(),
-                              ReadOutcome::atMost(7),  ReadOutcome::nothing()};
+    const ScriptedRead script{CallEffect::ordinary(), CallEffect::atMost(1), CallEffect::nothing(),
+                              CallEffect::nothing(),  CallEffect::atMost(7), CallEffect::nothing()};
     EXPECT_TRUE(container.loadProductionDb(path));
     EXPECT_EQ(script.left(), 0U);
     EXPECT_THAT(walk(), ElementsAre(Field(&DbRecord::key, "/a"), Field(&DbRecord::key, "/b")));
@@ -147,8 +146,7 @@ TEST_F(ProductionLoader, NeverAsksForMoreThanItsSizeStillLacks)
 {
     const std::size_t size = goodFile.image().size();
     write(goodFile.image() + "what follows");
-    const ScriptedRead script{ReadOutcome::ordinary(), ReadOutcome::atMost(1),
-                              ReadOutcome::atMost(7)};
+    const ScriptedRead script{CallEffect::ordinary(), CallEffect::atMost(1), CallEffect::atMost(7)};
     EXPECT_TRUE(container.loadProductionDb(path));
     EXPECT_THAT(script.asked(), ElementsAre(10, size, size - 1, size - 8));
 }

@@ -37,7 +37,7 @@ inline auto corrupted()
 class ProductionLoader : public LoaderTest
 {
 protected:
-    std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
+    std::vector<TraceRecord> refusal(std::initializer_list<CallEffect> reads = {})
     {
         return refusalOf([&] { return container.loadProductionDb(path); }, reads);
     }

@@ -12,7 +12,7 @@ using Test::AllocationFailure;
 class SoftwareLoader : public LoaderTest
 {
 protected:
-    std::vector<TraceRecord> refusal(std::initializer_list<ReadOutcome> reads = {})
+    std::vector<TraceRecord> refusal(std::initializer_list<CallEffect> reads = {})
     {
         return refusalOf([&] { return container.loadSwDb(path); }, reads);
     }
@@ -98,7 +98,7 @@ TEST_F(SoftwareLoader, LooksAtTheLow32BitsOfTheFilesSize)
 TEST_F(SoftwareLoader, RefusesAFileWhoseHeaderCannotBeRead)
 {
     write(goodFile);
-    EXPECT_THAT(refusal({ReadOutcome::failing(EIO)}), ElementsAre(headerUnreadable()));
+    EXPECT_THAT(refusal({CallEffect::failing(EIO)}), ElementsAre(headerUnreadable()));
 }
 
 TEST_F(SoftwareLoader, RefusesWrongMagicAndFormat)
@@ -151,7 +151,7 @@ TEST_F(SoftwareLoader, RefusesEveryFileShorterThanItsHeaderClaims)
 TEST_F(SoftwareLoader, RefusesAFileWhoseImageCannotBeRead)
 {
     write(goodFile);
-    EXPECT_THAT(refusal({ReadOutcome::atMost(10), ReadOutcome::failing(EIO)}),
+    EXPECT_THAT(refusal({CallEffect::atMost(10), CallEffect::failing(EIO)}),
                 ElementsAre(imageUnreadable()));
 }
 
