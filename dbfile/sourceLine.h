@@ -23,6 +23,8 @@ struct Token
     /** Where it begins, and where the next byte is; counted in bytes, from 1. */
     std::size_t column = 0;
     std::size_t end = 0;
+    /** Whether it is the first one of a line that goes on with another. */
+    bool isContinuation = false;
 };
 
 /** The word that begins a directive; no other word holds a number sign. */

@@ -4,6 +4,7 @@
 #include "dbfile/sourceValue.h"
 
 #include <utility>
+#include <vector>
 
 namespace Varnix::DbFile {
 
@@ -21,8 +22,8 @@ std::size_t endOf(std::span<const Token> tokens) noexcept
 
 } // namespace
 
-SourceParser::SourceParser(std::uint64_t maxLength)
-    : m_maxLength(maxLength), m_length(m_database.length())
+SourceParser::SourceParser(std::uint64_t maxLength, Repetition repetition)
+    : m_maxLength(maxLength), m_repetition(repetition), m_length(m_database.length())
 {
 }
 
@@ -52,12 +53,19 @@ void SourceParser::readParameter(Tokens tokens)
         throw LineError(endOf(tokens), "the type is missing");
     const SourceType type = readType(tokens[1]);
     std::string data = readData(type, tokens.subspan(2));
-    const auto [given, isNew] = m_keys.try_emplace(key.text, placeAt(key.column));
-    if (!isNew)
-        throw LineError(key.column, givenTwice(key.text, given->second));
-    if (data.empty())
+    const auto [given, isNew] =
+        m_keys.try_emplace(key.text, Given{placeAt(key.column), m_database.records.size()});
+    const bool isOverride =
+        !isNew && m_repetition == Repetition::OVERRIDES && given->second.place.file != m_file;
+    if (!isNew && !isOverride)
+        throw LineError(key.column, givenTwice(key.text, given->second.place));
+    Record record{.key = key.text, .type = type.number, .data = std::move(data)};
+    if (isOverride)
+        replaceRecord(std::move(record), given->second, key.column);
+    else
+        addRecord(std::move(record), key.column);
+    if (m_database.records[given->second.record].data.empty())
         m_warnings.push_back({placeAt(key.column), noValue(key.text)});
-    addRecord({.key = key.text, .type = type.number, .data = std::move(data)}, key.column);
 }
 
 void SourceParser::readDirective(Tokens tokens)
@@ -127,6 +135,26 @@ void SourceParser::addRecord(Record record, std::size_t column)
         m_lastRecord = placeAt(column);
     m_database.records.push_back(std::move(record));
     m_places.push_back(placeAt(column));
+}
+
+void SourceParser::replaceRecord(Record record, Given& given, std::size_t column)
+{
+    Record& old = m_database.records[given.record];
+    const std::uint64_t before = m_length;
+    m_length -= old.size();
+    try {
+        grow(record.size(), column);
+    } catch (const LineError&) {
+        m_length = before;
+        throw;
+    }
+    std::erase_if(m_warnings,
+                  [&given](const SourceFinding& warning) { return warning.place == given.place; });
+    const SourcePlace place = placeAt(column);
+    m_overrides.push_back({place, record.key + " overrides the value at " + describe(given.place)});
+    given.place = place;
+    m_places[given.record] = place;
+    old = std::move(record);
 }
 
 void SourceParser::grow(std::uint64_t size, std::size_t column)

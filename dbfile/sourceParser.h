@@ -26,8 +26,18 @@ class SourceParser
 public:
     static constexpr std::size_t maxErrors = maxSourceErrors;
 
+    /** What a key means that another source has given. */
+    enum class Repetition
+    {
+        /** An error. */
+        REFUSED,
+        /** The later source's value takes the place of the earlier one. */
+        OVERRIDES
+    };
+
     /** Databases whose length field would be above `maxLength` are an error. */
-    explicit SourceParser(std::uint64_t maxLength = Format::maxLength);
+    explicit SourceParser(std::uint64_t maxLength = Format::maxLength,
+                          Repetition repetition = Repetition::REFUSED);
 
     /** Adds what the source says; `file` names it in errors. */
     void parse(const std::string& file, std::string_view text);
@@ -36,6 +46,9 @@ public:
 
     /** What a source may say and hardly anybody wants: keys without a value. */
     const std::vector<SourceFinding>& warnings() const noexcept { return m_warnings; }
+
+    /** Each value that took another's place, which its text names. */
+    const std::vector<SourceFinding>& overrides() const noexcept { return m_overrides; }
 
     /** What was read; worth something only without errors. */
     const Database& database() const noexcept { return m_database; }
@@ -46,6 +59,13 @@ public:
 private:
     using Tokens = std::span<const Token>;
 
+    /** A key's place, and which of the records it is. */
+    struct Given
+    {
+        SourcePlace place;
+        std::size_t record;
+    };
+
     void readSourceLine(const std::vector<Token>& tokens);
     void readParameter(Tokens tokens);
     void readDirective(Tokens tokens);
@@ -53,19 +73,22 @@ private:
     void readOnce(Tokens tokens, std::string& bytes, std::optional<SourcePlace>& given);
     void readTail(Tokens tokens);
     void addRecord(Record record, std::size_t column);
+    void replaceRecord(Record record, Given& given, std::size_t column);
     void grow(std::uint64_t size, std::size_t column);
     SourcePlace placeAt(std::size_t column) const;
 
     std::uint64_t m_maxLength;
+    Repetition m_repetition;
     Database m_database;
     std::vector<SourcePlace> m_places;
     /** The database's length field, kept as it grows. */
     std::uint64_t m_length;
     std::vector<SourceFinding> m_errors;
     std::vector<SourceFinding> m_warnings;
+    std::vector<SourceFinding> m_overrides;
 
     // What was given, and where when it may be given only once.
-    std::map<std::string, SourcePlace, std::less<>> m_keys;
+    std::map<std::string, Given, std::less<>> m_keys;
     std::optional<SourcePlace> m_reserved;
     std::optional<SourcePlace> m_unchecked;
     bool m_tailGiven = false;

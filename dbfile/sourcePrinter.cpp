@@ -35,17 +35,27 @@ std::string bytesLines(std::string_view name, std::string_view bytes)
     return lines;
 }
 
-std::string recordLine(const Record& record, bool isPlain)
+std::string recordLine(const Record& record)
 {
-    const std::string name =
-        isPlain ? record.key
-                : directive("record") + " " + hexBytes({&record.tag, 1}) + " " + quoted(record.key);
-    return name + " " + printValue(record.type, record.data) + "\n";
+    return directive("record") + " " + hexBytes({&record.tag, 1}) + " " + quoted(record.key) + " " +
+           printValue(record.type, record.data) + "\n";
 }
 
 } // namespace
 
+std::string printParameter(const Record& record)
+{
+    return record.key + " " + printValue(record.type, record.data) + "\n";
+}
+
 std::string printSource(const Database& database)
+{
+    return printSource(database, printParameter, "");
+}
+
+std::string printSource(const Database& database,
+                        const std::function<std::string(const Record& record)>& print,
+                        const std::string& end)
 {
     const Database plain;
     std::string text;
@@ -54,9 +64,10 @@ std::string printSource(const Database& database)
     std::unordered_set<std::string_view> keys;
     for (const Record& record : database.records) {
         const bool isNew = keys.insert(record.key).second;
-        text +=
-            recordLine(record, isNew && record.tag == Format::recordTag && isPlainKey(record.key));
+        const bool isPlain = isNew && record.tag == Format::recordTag && isPlainKey(record.key);
+        text += isPlain ? print(record) : recordLine(record);
     }
+    text += end;
     if (database.tail != plain.tail)
         text += bytesLines("tail", database.tail);
     if (database.unchecked != plain.unchecked)

@@ -3,6 +3,7 @@
 
 #include "dbfile/database.h"
 
+#include <functional>
 #include <string>
 
 namespace Varnix::DbFile {
@@ -12,6 +13,14 @@ namespace Varnix::DbFile {
  * cannot say is in directives.
  */
 std::string printSource(const Database& database);
+
+/** A parameter as a line of a plain source. */
+std::string printParameter(const Record& record);
+
+/** The same with parameters that `print` prints, and with `end` after them. */
+std::string printSource(const Database& database,
+                        const std::function<std::string(const Record& record)>& print,
+                        const std::string& end);
 
 } // namespace Varnix::DbFile
 

@@ -1,6 +1,7 @@
 #include "dbfile/sourceText.h"
 
 #include "dbfile/finding.h"
+#include "dbfile/logicalLine.h"
 #include "dbfile/shown.h"
 
 #include <algorithm>
@@ -37,14 +38,6 @@ std::optional<SourceFinding> foreignByte(const std::string& file, std::string_vi
     return std::nullopt;
 }
 
-/** Cuts the first line off `text`; its line end is in neither. */
-std::string_view cutLine(std::string_view& text) noexcept
-{
-    const std::string_view line = text.substr(0, text.find('\n'));
-    text.remove_prefix(std::min(line.size() + 1, text.size()));
-    return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
-}
-
 } // namespace
 
 std::string describe(const SourcePlace& place)
@@ -66,16 +59,19 @@ void readText(const std::string& file, std::string_view text, std::vector<Source
         return;
     }
     const std::size_t errorsBefore = errors.size();
-    for (std::size_t number = 1; !text.empty(); ++number) {
+    for (std::size_t number = 1; !text.empty();) {
+        LogicalLine line;
         try {
-            const std::vector<Token> tokens = readLine(cutLine(text));
+            const std::vector<Token> tokens = line.read(text);
             if (!tokens.empty())
                 handle(number, tokens);
         } catch (const LineError& error) {
-            errors.push_back({{file, number, error.column()}, error.what()});
+            const LogicalLine::Place place = line.placeOf(error.column());
+            errors.push_back({{file, number + place.line, place.column}, error.what()});
         }
+        number += line.size();
         if (errors.size() - errorsBefore == maxSourceErrors) {
-            const SourcePlace place{file, number, 1};
+            const SourcePlace place{file, number - 1, 1};
             errors.push_back({place, "too many errors; the rest of the source was not read"});
             return;
         }

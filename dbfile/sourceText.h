@@ -37,7 +37,8 @@ std::string describe(const SourceFinding& finding, std::string_view severity = "
 /** After so many errors a text is not read to its end. */
 inline constexpr std::size_t maxSourceErrors = 20;
 
-/** Is given a line's number and its tokens, of which there is at least one; may throw LineError. */
+/** Is given a line's number, that of the first where others go on with it, and its tokens, of which
+ * there is at least one; may throw LineError. */
 using LineHandler = std::function<void(std::size_t line, const std::vector<Token>& tokens)>;
 
 /**

@@ -37,7 +37,7 @@ std::string typeNames()
     return names;
 }
 
-/** The first of several tokens that should have been at most one. */
+/** One text, or its parts on lines that go on with each other. */
 std::string oneText(std::span<const Token> values, std::string_view typeText)
 {
     if (values.empty())
@@ -45,10 +45,14 @@ std::string oneText(std::span<const Token> values, std::string_view typeText)
     if (values.front().kind != Token::Kind::TEXT)
         throw LineError(values.front().column,
                         "a value of " + std::string(typeText) + " belongs between double quotes");
-    if (values.size() > 1)
-        throw LineError(values[1].column,
-                        std::string(typeText) + " takes one value between double quotes");
-    return values.front().text;
+    std::string text = values.front().text;
+    for (const Token& value : values.subspan(1)) {
+        if (value.kind != Token::Kind::TEXT || !value.isContinuation)
+            throw LineError(value.column,
+                            std::string(typeText) + " takes one value between double quotes");
+        text += value.text;
+    }
+    return text;
 }
 
 std::int64_t readElement(const Type& type, const Token& token)

@@ -2,6 +2,7 @@
 
 #include "dbfile/decoder.h"
 #include "dbfile/finding.h"
+#include "dbfile/logicalLine.h"
 #include "dbfile/shown.h"
 #include "schema/contradictions.h"
 
@@ -39,19 +40,20 @@ Report reportAt(const std::string& file, std::uint64_t offset, Finding&& finding
             std::move(finding.text), offset};
 }
 
-/** The text's line of this number, from 1. */
-std::string_view lineOf(std::string_view text, std::size_t number)
+/** The text from the line of this number on, from 1. */
+std::string_view fromLine(std::string_view text, std::size_t number)
 {
     for (; number > 1; --number)
-        text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
-    text = text.substr(0, text.find('\n'));
-    return text.ends_with('\r') ? text.substr(0, text.size() - 1) : text;
+        DbFile::cutLine(text);
+    return text;
 }
 
-/** Where in a record's line the finding is; the line has been read before. */
-std::size_t columnOf(std::string_view line, const Finding& finding)
+/** Where in the text of a record's source the finding is; it has been read before. */
+SourcePlace placeOf(std::string_view text, SourcePlace place, const Finding& finding)
 {
-    const std::vector<Token> tokens = DbFile::readLine(line);
+    std::string_view rest = fromLine(text, place.line);
+    DbFile::LogicalLine line;
+    const std::vector<Token> tokens = line.read(rest);
     // "KEY TYPE VALUE..." or "#! record TAG KEY TYPE VALUE...".
     const std::size_t key = tokens.front().text == DbFile::directiveMark ? 3 : 0;
     std::size_t index = key;
@@ -60,7 +62,10 @@ std::size_t columnOf(std::string_view line, const Finding& finding)
     else if (finding.subject != Subject::KEY)
         index = key + 1;
     // A value that is not there is missing after the type.
-    return tokens[std::min(index, tokens.size() - 1)].column;
+    const auto found = line.placeOf(tokens[std::min(index, tokens.size() - 1)].column);
+    place.line += found.line;
+    place.column = found.column;
+    return place;
 }
 
 } // namespace
@@ -113,8 +118,8 @@ std::vector<Report> reportSources(const Schema& schema, const DbFile::SourcePars
             continue;
         for (Finding& finding :
              judge(schema, record.key, {.type = record.type, .data = record.data}, coverage)) {
-            SourcePlace place = parser.places()[i];
-            place.column = columnOf(lineOf(texts.at(place.file), place.line), finding);
+            const SourcePlace& start = parser.places()[i];
+            const SourcePlace place = placeOf(texts.at(start.file), start, finding);
             reports.push_back({finding.check, describe(place), std::move(finding.text), 0});
         }
     }

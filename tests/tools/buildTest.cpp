@@ -220,5 +220,15 @@ TEST_F(Build, ToAFullDeviceSaysSo)
                  "varnix: cannot write to standard output\n");
 }
 
+TEST_F(Build, OverridesOnlyWhereItIsToldTo)
+{
+    write("base", "/a U8 1\n/b U8 2\n");
+    write("board", "/a U8 3\n");
+    EXPECT_EQ(varnix({"build", "-o", "db", "base", "board"}).status, 4);
+    expectResult(varnix({"build", "--override", "-o", "db", "base", "board"}), 0, "",
+                 "board:1:1: note: /a overrides the value at base:1:1\n");
+    EXPECT_EQ(read("db"), DbBuilder().u8("/a", {3}).u8("/b", {2}).image());
+}
+
 } // namespace
 } // namespace Varnix::Test

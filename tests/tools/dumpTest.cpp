@@ -134,5 +134,16 @@ TEST_F(Dump, AsJsonTellsErrorsInTheDocument)
     EXPECT_EQ(document["errors"][0]["status"], 3);
 }
 
+TEST_F(Dump, LikeASourceKeepsItsComments)
+{
+    write("a", "# the gain\n/gain U8 0x01 # in dB\n");
+    DbBuilder().u8("/gain", {2}).write(m_directory / "db");
+    expectResult(varnix({"dump", "--like", "a", "db"}), 0, "# the gain\n/gain U8 2 # in dB\n", "");
+    write("a", "/gain\n");
+    expectResult(varnix({"dump", "--like", "a", "db"}), 4, "",
+                 "a:1:6: error: the type is missing\n");
+    EXPECT_EQ(varnix({"dump", "--like", "a", "--json", "db"}).status, 2);
+}
+
 } // namespace
 } // namespace Varnix::Test

@@ -26,6 +26,7 @@ struct BuildOptions
 {
     std::string output;
     std::string depfile;
+    bool isOverriding = false;
     SchemaOptions schemas;
     std::vector<std::string> sources;
 };
@@ -39,27 +40,12 @@ std::string outputPath(const BuildOptions& options)
     return fs::path(options.sources.front()).replace_extension(".db").string();
 }
 
-bool isSameFile(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    return a == b || fs::equivalent(a, b, error);
-}
-
 /** The sources and the schemas. */
 std::vector<std::string> inputs(const BuildOptions& options)
 {
     std::vector<std::string> paths = options.sources;
     paths.insert(paths.end(), options.schemas.paths.begin(), options.schemas.paths.end());
     return paths;
-}
-
-void refuseReplacing(const std::string& replaced, const std::string& path, const std::string& role,
-                     const std::string& option)
-{
-    if (isSameFile(path, replaced))
-        throw Failure(Status::WRONG_USAGE, "varnix: the " + role + " would replace " +
-                                               DbFile::shown(replaced) +
-                                               "; name another file with " + option);
 }
 
 void refuseDepfile(const BuildOptions& options, const std::string& output)
@@ -117,15 +103,23 @@ void refuseOutputs(const BuildOptions& options, const std::string& output)
         refuseDepfile(options, output);
 }
 
-DbFile::SourceParser parse(const std::map<std::string, std::string>& texts,
-                           const std::vector<std::string>& sources)
+void printAll(const std::vector<DbFile::SourceFinding>& findings, Colour colour, const char* name)
 {
-    DbFile::SourceParser parser;
-    for (const std::string& source : sources)
+    const std::string severity = Painter(STDERR_FILENO).paint(colour, name);
+    for (const DbFile::SourceFinding& finding : findings)
+        std::cerr << describe(finding, severity) << '\n';
+}
+
+DbFile::SourceParser parse(const std::map<std::string, std::string>& texts,
+                           const BuildOptions& options)
+{
+    using Repetition = DbFile::SourceParser::Repetition;
+    DbFile::SourceParser parser(DbFile::Format::maxLength,
+                                options.isOverriding ? Repetition::OVERRIDES : Repetition::REFUSED);
+    for (const std::string& source : options.sources)
         parser.parse(source, texts.at(source));
-    const std::string warning = Painter(STDERR_FILENO).paint(Colour::YELLOW, "warning");
-    for (const DbFile::SourceFinding& finding : parser.warnings())
-        std::cerr << describe(finding, warning) << '\n';
+    printAll(parser.overrides(), Colour::BOLD, "note");
+    printAll(parser.warnings(), Colour::YELLOW, "warning");
     std::string errors;
     for (const DbFile::SourceFinding& error : parser.errors())
         errors.append(errors.empty() ? "" : "\n").append(describe(error));
@@ -160,7 +154,7 @@ Status build(const BuildOptions& options)
     for (const std::string& source : options.sources)
         if (!texts.contains(source)) // a pipe is read once
             texts[source] = readInput(source);
-    const DbFile::SourceParser parser = parse(texts, options.sources);
+    const DbFile::SourceParser parser = parse(texts, options);
     judge(options, parser, texts);
     const std::string image = encode(parser.database());
     // Before the output: an output that is new is never beside old dependencies.
@@ -185,6 +179,8 @@ void addBuild(CLI::App& app, Status& status)
         ->add_option("--depfile", options->depfile,
                      "Write there what the output depends on, as a rule for make and Ninja")
         ->type_name("FILE");
+    command->add_flag("--override", options->isOverriding,
+                      "A key that an earlier source gives, too, takes the later source's value");
     addSchemaOptions(*command, options->schemas);
     command->add_option("source", options->sources, "Text sources, merged in this order")
         ->type_name("SOURCE")

@@ -1,6 +1,8 @@
 #include "command.h"
 #include "dbfile/decoder.h"
+#include "dbfile/likeSource.h"
 #include "dbfile/sourceLine.h"
+#include "dbfile/sourceParser.h"
 #include "dbfile/sourcePrinter.h"
 #include "dbfile/sourceValue.h"
 #include "document.h"
@@ -24,6 +26,7 @@ struct DumpOptions
 {
     bool json = false;
     std::string file;
+    std::string like;
     std::vector<std::string> schemas;
 };
 
@@ -88,6 +91,20 @@ Status dumpSchemas(const std::vector<std::string>& paths)
     return Status::DONE;
 }
 
+/** A text source; Failure with INVALID where it has errors. */
+std::string readSource(const std::string& path)
+{
+    std::string text = readInput(path);
+    DbFile::SourceParser parser;
+    parser.parse(path, text);
+    std::string errors;
+    for (const DbFile::SourceFinding& error : parser.errors())
+        errors.append(errors.empty() ? "" : "\n").append(describe(error));
+    if (!errors.empty())
+        throw Failure(Status::INVALID, errors);
+    return text;
+}
+
 Status dumpFile(const DumpOptions& options)
 {
     const std::string image = readAccepted(options.file);
@@ -99,7 +116,9 @@ Status dumpFile(const DumpOptions& options)
             document["overlap"] = documentOf(*overlap);
         printDocument(std::move(document));
     } else {
-        std::cout << printSource(database) << (overlap ? overlapLine(*overlap) : "");
+        std::cout << (options.like.empty() ? printSource(database)
+                                           : printLike(database, readSource(options.like)))
+                  << (overlap ? overlapLine(*overlap) : "");
     }
     return Status::DONE;
 }
@@ -126,6 +145,11 @@ void addDump(CLI::App& app, Status& status)
         ->type_name("SCHEMA")
         ->allow_extra_args(false)
         ->needs(json);
+    command
+        ->add_option("--like", options->like,
+                     "Keep the comments and the spelling of this text source")
+        ->type_name("SOURCE")
+        ->excludes(json);
     command->add_option("file", options->file, "The database file")->type_name("FILE");
     command->callback([options, &status] { status = dump(*options); });
 }

@@ -3,7 +3,10 @@
 #include "command.h"
 #include "dbfile/decoder.h"
 #include "dbfile/fileIo.h"
+#include "dbfile/shown.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace Varnix::Tool {
@@ -13,6 +16,12 @@ namespace {
 Failure unreadable(const DbFile::FileError& error)
 {
     return {Status::UNREADABLE, std::string("varnix: ") + error.what()};
+}
+
+bool isSameFile(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    return a == b || std::filesystem::equivalent(a, b, error);
 }
 
 } // namespace
@@ -46,6 +55,15 @@ void writeOutput(const std::string& path, const std::function<std::string()>& ne
     } catch (const DbFile::FileError& error) {
         throw unreadable(error);
     }
+}
+
+void refuseReplacing(const std::string& replaced, const std::string& path, const std::string& role,
+                     const std::string& option)
+{
+    if (isSameFile(path, replaced))
+        throw Failure(Status::WRONG_USAGE, "varnix: the " + role + " would replace " +
+                                               DbFile::shown(replaced) +
+                                               "; name another file with " + option);
 }
 
 } // namespace Varnix::Tool

@@ -20,6 +20,10 @@ void writeOutput(const std::string& path, std::string_view content);
 /** The same with content that comes in pieces; an empty one is the end. */
 void writeOutput(const std::string& path, const std::function<std::string()>& next);
 
+/** Failure with WRONG_USAGE where `path` is the input `replaced`, by whatever name. */
+void refuseReplacing(const std::string& replaced, const std::string& path, const std::string& role,
+                     const std::string& option);
+
 } // namespace Varnix::Tool
 
 #endif
