@@ -126,7 +126,8 @@ Expression::Expression(std::string text) : m_text(std::move(text))
     if (m_text.size() > maxSize)
         throw std::invalid_argument("an expression has at most " + std::to_string(maxSize) +
                                     " bytes");
-    if (ExpandedSize(m_text).count() > maxExpandedSize)
+    m_expandedSize = ExpandedSize(m_text).count();
+    if (m_expandedSize > maxExpandedSize)
         throw std::invalid_argument("the expression repeats too much: written out it has more "
                                     "than " +
                                     std::to_string(maxExpandedSize) + " characters");

@@ -28,12 +28,15 @@ public:
     explicit Expression(std::string text);
 
     const std::string& text() const noexcept { return m_text; }
+    /** In characters, with repetitions written out. */
+    std::size_t expandedSize() const noexcept { return m_expandedSize; }
 
     /** A text longer than maxTextSize does not match. */
     bool matches(std::string_view text) const;
 
 private:
     std::string m_text;
+    std::size_t m_expandedSize = 0;
     std::shared_ptr<const regex_t> m_compiled;
 };
 

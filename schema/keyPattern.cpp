@@ -83,8 +83,9 @@ void KeyPattern::readBracket(std::size_t& position)
 
 bool KeyPattern::matches(const std::string& key) const
 {
-    return m_isLiteral ? key == m_literal
-                       : ::fnmatch(m_text.c_str(), key.c_str(), FNM_PATHNAME) == 0;
+    if (m_isLiteral)
+        return key == m_literal;
+    return key.size() <= maxKeySize && ::fnmatch(m_text.c_str(), key.c_str(), FNM_PATHNAME) == 0;
 }
 
 bool KeyPattern::overlaps(const KeyPattern& other) const

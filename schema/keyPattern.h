@@ -16,6 +16,8 @@ class KeyPattern
 {
 public:
     static constexpr std::size_t maxSize = 255;
+    /** No pattern matches a longer key, so that a comparison takes bounded time. */
+    static constexpr std::size_t maxKeySize = 4096;
 
     /** What one place of a pattern matches. */
     struct Element

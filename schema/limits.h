@@ -6,6 +6,7 @@
 #include "schema/checks.h"
 #include "schema/expression.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,6 +30,12 @@ public:
     bool take(const DbFile::Type& type, const DbFile::Token& word);
 
     bool empty() const noexcept { return m_text.empty(); }
+
+    /** Of the expression with its repetitions written out; 0 without one. */
+    std::size_t expressionSize() const noexcept
+    {
+        return m_expression ? m_expression->expandedSize() : 0;
+    }
 
     /** As it was written. */
     const std::string& text() const noexcept { return m_text; }

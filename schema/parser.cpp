@@ -195,10 +195,8 @@ void Parser::readLine(const DbFile::SourcePlace& place, Tokens tokens)
     if (!isNew)
         throw LineError(first.column, line.key.text() + " is given twice; first in line " +
                                           std::to_string(given->second));
-    if (!m_schema.hasRoomFor(line.key))
-        throw LineError(first.column, "too many lines: schemas have at most " +
-                                          std::to_string(Schema::maxLines) + ", and " +
-                                          std::to_string(Schema::maxPatterns) + " with patterns");
+    if (const std::string full = m_schema.whatIsFullFor(line); !full.empty())
+        throw LineError(first.column, full);
     m_schema.add(std::move(line));
 }
 

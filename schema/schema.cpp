@@ -23,13 +23,29 @@ std::string Line::reference() const
     return DbFile::shown(place.file) + ":" + std::to_string(place.line);
 }
 
-bool Schema::hasRoomFor(const KeyPattern& key) const noexcept
+std::string Schema::whatIsFullFor(const Line& line) const
 {
-    return m_lines.size() < maxLines && (key.isLiteral() || m_patterns.size() < maxPatterns);
+    if (m_lines.size() == maxLines)
+        return "too many lines: schemas have at most " + std::to_string(maxLines);
+    if (line.key.isLiteral())
+        return {};
+    if (m_patterns.size() == maxPatterns)
+        return "too many patterns: schemas have at most " + std::to_string(maxPatterns);
+    if (m_patternSize + line.key.text().size() > maxPatternSize)
+        return "too long patterns: all of a schema have at most " + std::to_string(maxPatternSize) +
+               " bytes together";
+    if (m_expressionSize + line.limits.expressionSize() > maxExpressionSize)
+        return "too large expressions: in lines with patterns they have at most " +
+               std::to_string(maxExpressionSize) + " characters together, written out";
+    return {};
 }
 
 void Schema::add(Line line)
 {
+    if (!line.key.isLiteral()) {
+        m_patternSize += line.key.text().size();
+        m_expressionSize += line.limits.expressionSize();
+    }
     (line.key.isLiteral() ? m_literals[line.key.literal()] : m_patterns).push_back(m_lines.size());
     m_lines.push_back(std::move(line));
 }

@@ -62,9 +62,13 @@ class Schema
 public:
     static constexpr std::size_t maxLines = 10000;
     static constexpr std::size_t maxPatterns = 1000;
+    /** Of all patterns together, in bytes: each is compared with each other one. */
+    static constexpr std::size_t maxPatternSize = 32768;
+    /** Of the expressions in lines with patterns, written out: a value may have to match all. */
+    static constexpr std::size_t maxExpressionSize = 20000;
 
-    /** False where there is no room for another line of this kind. */
-    bool hasRoomFor(const KeyPattern& key) const noexcept;
+    /** What is full where there is no room for the line; empty: there is. */
+    std::string whatIsFullFor(const Line& line) const;
     void add(Line line);
 
     const std::vector<Line>& lines() const noexcept { return m_lines; }
@@ -77,6 +81,8 @@ private:
     std::vector<Line> m_lines;
     std::unordered_map<std::string, std::vector<std::size_t>> m_literals;
     std::vector<std::size_t> m_patterns;
+    std::size_t m_patternSize = 0;
+    std::size_t m_expressionSize = 0;
 };
 
 } // namespace Varnix::Schema

@@ -42,6 +42,12 @@ TEST(KeyPattern, OverlapsWhereOneKeyMatchesBoth)
     EXPECT_TRUE(overlap("/a*", "/a"));
 }
 
+TEST(KeyPattern, MatchesNoKeyThatIsTooLong)
+{
+    EXPECT_TRUE(KeyPattern("/*").matches("/" + std::string(4095, 'a')));
+    EXPECT_FALSE(KeyPattern("/*").matches("/" + std::string(4096, 'a')));
+}
+
 TEST(KeyPattern, RefusesWhatItDoesNotUnderstand)
 {
     for (const char* text : {"", "/", "a", "/[", "/[a/b]", "/[[:digit:]]", "/[z-a]", "/a\\"})

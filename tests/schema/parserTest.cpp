@@ -126,8 +126,34 @@ TEST(SchemaParser, TakesNoMoreLinesThanItsLimits)
     for (std::size_t i = 0; i <= Schema::Schema::maxPatterns; ++i)
         text += "/a*/" + std::to_string(i) + " U8\n";
     EXPECT_THAT(schemaErrors(text),
-                ElementsAre("s:1001:1: error: too many lines: schemas have at most 10000, and 1000 "
-                            "with patterns"));
+                ElementsAre("s:1001:1: error: too many patterns: schemas have at most 1000"));
+}
+
+/** The number as three digits. */
+std::string threeDigits(int number)
+{
+    return std::to_string(1000 + number).substr(1);
+}
+
+TEST(SchemaParser, TakesNoMorePatternsThanCanBeCompared)
+{
+    std::string text;
+    for (int i = 0; i < 129; ++i) // of 255 bytes each
+        text += "/*" + std::string(250, 'a') + threeDigits(i) + " U8\n";
+    EXPECT_THAT(schemaErrors(text),
+                ElementsAre("s:129:1: error: too long patterns: all of a schema have at most 32768 "
+                            "bytes together"));
+}
+
+TEST(SchemaParser, TakesNoMoreExpressionsInPatternsThanOneValueCanBeHeldAgainst)
+{
+    std::string text;
+    for (int i = 0; i < 23; ++i) // of 901 characters each, written out
+        text += "/*" + threeDigits(i) + " CHAR /.{900}/\n/b" + threeDigits(i) + " CHAR /.{900}/\n";
+    EXPECT_THAT(
+        schemaErrors(text),
+        ElementsAre("s:45:1: error: too large expressions: in lines with patterns they have "
+                    "at most 20000 characters together, written out"));
 }
 
 } // namespace
