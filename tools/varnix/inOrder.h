@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -26,8 +27,9 @@ public:
     InOrder(std::size_t count, std::size_t threads, Make make)
         : m_count(count), m_window(threads * 16), m_make(std::move(make))
     {
+        m_threads.reserve(threads);
         for (std::size_t i = 0; i < threads; ++i)
-            m_threads.emplace_back([this] { run(); });
+            start();
     }
     InOrder(const InOrder&) = delete;
     InOrder& operator=(const InOrder&) = delete;
@@ -51,6 +53,17 @@ public:
     }
 
 private:
+    /** With one thread there is enough to go on. */
+    void start()
+    {
+        try {
+            m_threads.emplace_back([this] { run(); });
+        } catch (const std::system_error&) {
+            if (m_threads.empty())
+                throw;
+        }
+    }
+
     void run()
     {
         std::unique_lock lock(m_mutex);

@@ -83,7 +83,7 @@ void addDifferences(const Explanation& before, const Explanation& after,
 /** The directory's own name, whatever follows it. */
 fs::path nameOf(const std::string& node)
 {
-    const fs::path path = fs::path(node).lexically_normal();
+    const fs::path path = fs::absolute(node).lexically_normal();
     return path.has_filename() ? path.filename() : path.parent_path().filename();
 }
 
@@ -112,10 +112,11 @@ NodeVerdict NodeAuditor::judge(const std::string& node) const
     NodeVerdict verdict;
     guarded(verdict, [&] {
         const NodePlace place = placeOf(node);
+        std::unordered_set<std::string> said;
         const std::vector<std::string> configs =
             m_rules.configs.empty() ? configurationsIn(node) : m_rules.configs;
         for (const std::string& config : configs)
-            guarded(verdict, [&] { judge(config, place, verdict); });
+            guarded(verdict, [&] { judge(config, place, verdict, said); });
     });
     return verdict;
 }
@@ -133,8 +134,8 @@ NodePlace NodeAuditor::placeOf(const std::string& node) const
     return place;
 }
 
-void NodeAuditor::judge(const std::string& config, const NodePlace& place,
-                        NodeVerdict& verdict) const
+void NodeAuditor::judge(const std::string& config, const NodePlace& place, NodeVerdict& verdict,
+                        std::unordered_set<std::string>& said) const
 {
     const Explanation explanation = explain(config, place, m_read);
     for (NodeFinding& finding : findingsIn(explanation, {},
@@ -143,8 +144,7 @@ void NodeAuditor::judge(const std::string& config, const NodePlace& place,
                                            .unlisted = true,
                                            .defects = true}))
         // Configurations of one node share files.
-        if (std::find(verdict.findings.begin(), verdict.findings.end(), finding) ==
-            verdict.findings.end())
+        if (said.insert(describe(finding)).second)
             verdict.findings.push_back(std::move(finding));
     if (m_rules.against)
         guarded(verdict, [&] { compare(explanation, place.root, verdict); });

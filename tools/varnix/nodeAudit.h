@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace Varnix::Tool {
@@ -61,7 +62,9 @@ public:
 
 private:
     NodePlace placeOf(const std::string& node) const;
-    void judge(const std::string& config, const NodePlace& place, NodeVerdict& verdict) const;
+    /** `said` holds the findings of the node's other configurations, and then this one's. */
+    void judge(const std::string& config, const NodePlace& place, NodeVerdict& verdict,
+               std::unordered_set<std::string>& said) const;
     void compare(const Explanation& explanation, const std::string& node,
                  NodeVerdict& verdict) const;
 

@@ -1,6 +1,7 @@
 #include "explainFindings.h"
 #include "schema/judge.h"
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <utility>
@@ -21,6 +22,9 @@ void addReports(const std::string& path, const FileContent& content, Findings& f
 /** The required parameters that a client would not find. */
 void addAbsent(const Explanation& explanation, const Schema::Schema& schema, Findings& findings)
 {
+    if (std::none_of(schema.lines().begin(), schema.lines().end(),
+                     [](const Schema::Line& line) { return line.isRequired; }))
+        return;
     std::set<std::string> keys;
     for (std::string& key : explanation.keys())
         keys.insert(std::move(key));
@@ -42,7 +46,7 @@ Findings schemaFindingsIn(const Explanation& explanation, const Schema::Schema& 
         if (file.selected && file.content)
             addReports(file.path, *file.content, findings);
     // Where a file cannot be used there is nothing to say about what a client would find.
-    if (explanation.isUsable() && !schema.lines().empty())
+    if (explanation.isUsable())
         addAbsent(explanation, schema, findings);
     return findings;
 }
