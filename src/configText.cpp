@@ -91,10 +91,10 @@ ConfigText::Place ConfigText::placeOf(int textLine) const
     return {part.start.file, part.start.line + textLine - part.textLine};
 }
 
-ReadResult ConfigText::read(const std::string& path, std::size_t maxSize,
+ReadResult ConfigText::read(const std::string& path, std::size_t sizeLeft,
                             std::string& content) const
 {
-    return readRegularFile(m_locate ? m_locate(path) : path, maxSize, content);
+    return readRegularFile(m_locate ? m_locate(path) : path, sizeLeft, content);
 }
 
 void ConfigText::addContent(const std::string& content)

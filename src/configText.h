@@ -67,7 +67,7 @@ private:
         Place start;
     };
 
-    ReadResult read(const std::string& path, std::size_t maxSize, std::string& content) const;
+    ReadResult read(const std::string& path, std::size_t sizeLeft, std::string& content) const;
     void addContent(const std::string& content);
     void addPlain(std::string_view& rest, bool isLineStart);
     void addComment(std::string_view& rest);

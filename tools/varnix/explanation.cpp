@@ -29,8 +29,9 @@ void readNode(Explanation& explanation, const NodePlace& place, const FileReader
     std::optional<std::string> alternative;
     if (!place.isWholeNode)
         alternative = ", or give identities with --identity";
-    explanation.identities =
-        place.identities.empty() ? requireIdentities(files, read, alternative) : place.identities;
+    explanation.identities = place.identities.empty() ? requireIdentities(explanation.production,
+                                                                          files, read, alternative)
+                                                      : place.identities;
     if (!explanation.production)
         explanation.noProduction = whyNoProduction(files, read);
 }

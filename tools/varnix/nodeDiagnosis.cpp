@@ -29,8 +29,9 @@ void refuseEndlessNode()
 void refuseUnusableNode(const std::string& config)
 {
     const FileReader read = plainReader();
+    const std::vector<ProductionFile> production = productionFilesOfEnvironment();
     const std::vector<std::string> identities =
-        requireIdentities(productionFilesOfEnvironment(), read);
+        requireIdentities(readProduction(production, read), production, read);
     for (const std::string& path :
          Backend::Selection::selectFiles(readConfiguration(config), identities))
         if (const std::optional<std::string> problem = read(path).problem)

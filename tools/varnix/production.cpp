@@ -87,11 +87,11 @@ void refuseEndless(const std::vector<ProductionFile>& files, const FileReader& r
     }
 }
 
-std::vector<std::string> requireIdentities(const std::vector<ProductionFile>& files,
+std::vector<std::string> requireIdentities(const std::optional<Production>& production,
+                                           const std::vector<ProductionFile>& files,
                                            const FileReader& read,
                                            const std::optional<std::string>& alternative)
 {
-    const std::optional<Production> production = readProduction(files, read);
     if (!production)
         throw Failure(Status::NODE_UNUSABLE,
                       "varnix: no production database: " + whyNoProduction(files, read) +

@@ -54,10 +54,12 @@ std::string whyNoProduction(const std::vector<ProductionFile>& files, const File
 void refuseEndless(const std::vector<ProductionFile>& files, const FileReader& read);
 
 /**
- * The node's identities. Failure with NODE_UNUSABLE without a production database or without a text
- * for them in it; `alternative` ends the sentence that says what to do; nothing: it is not said.
+ * The identities in the production database that was read from the files. Failure with
+ * NODE_UNUSABLE without one or without a text for them in it; `alternative` ends the sentence that
+ * says what to do; nothing: it is not said.
  */
-std::vector<std::string> requireIdentities(const std::vector<ProductionFile>& files,
+std::vector<std::string> requireIdentities(const std::optional<Production>& production,
+                                           const std::vector<ProductionFile>& files,
                                            const FileReader& read,
                                            const std::optional<std::string>& alternative = "");
 
