@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <span>
 
@@ -70,7 +69,7 @@ void createChannel(lttng_handle* handle, unsigned writtenAfter)
     lttng_domain domain = userSpace();
     const Handle<lttng_channel, lttng_channel_destroy> channel(lttng_channel_create(&domain));
     require(channel != nullptr, "lttng_channel_create");
-    std::strcpy(channel->name, channelName);
+    static_cast<void>(std::snprintf(channel->name, sizeof channel->name, "%s", channelName));
     channel->enabled = 1;
     channel->attr.subbuf_size = 1U << 20U;
     channel->attr.num_subbuf = 4;
@@ -82,7 +81,7 @@ void enableEvents(lttng_handle* handle, const char* name, const char* filter)
 {
     const Handle<lttng_event, lttng_event_destroy> event(lttng_event_create());
     require(event != nullptr, "lttng_event_create");
-    std::snprintf(event->name, sizeof event->name, "%s:%s", provider, name);
+    static_cast<void>(std::snprintf(event->name, sizeof event->name, "%s:%s", provider, name));
     event->type = LTTNG_EVENT_TRACEPOINT;
     event->loglevel_type = LTTNG_EVENT_LOGLEVEL_ALL;
     checked(lttng_enable_event_with_filter(handle, event.get(), channelName, filter),

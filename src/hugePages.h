@@ -2,7 +2,7 @@
 #define VARNIX_HUGEPAGES_H
 
 #include <cstddef>
-#include <cstdint>
+#include <memory>
 
 #include <sys/mman.h>
 
@@ -14,12 +14,9 @@ namespace Varnix::Backend {
  */
 inline void preferHugePages(void* memory, std::size_t size) noexcept
 {
-    constexpr std::uintptr_t hugePage = std::uintptr_t{2} << 20U;
-    const auto start = reinterpret_cast<std::uintptr_t>(memory);
-    const std::uintptr_t first = (start + hugePage - 1) / hugePage * hugePage;
-    const std::uintptr_t end = (start + size) / hugePage * hugePage;
-    if (first < end)
-        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+    constexpr std::size_t hugePage = std::size_t{2} << 20U;
+    if (std::align(hugePage, hugePage, memory, size) != nullptr)
+        ::madvise(memory, size / hugePage * hugePage, MADV_HUGEPAGE);
 }
 
 } // namespace Varnix::Backend
