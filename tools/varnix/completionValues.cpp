@@ -26,6 +26,7 @@ using Keys = std::set<std::string>;
 std::vector<Candidate> candidatesOf(const auto& words)
 {
     std::vector<Candidate> candidates;
+    candidates.reserve(words.size());
     for (const auto& word : words)
         candidates.push_back({word, ""});
     return candidates;

@@ -3,11 +3,11 @@
 #include "dbfile/shown.h"
 #include "recording/events.h"
 
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
+#include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
@@ -28,14 +28,10 @@ std::string shownTime(const Time& time)
     const std::time_t value = seconds.time_since_epoch().count();
     std::tm parts{};
     ::localtime_r(&value, &parts);
-    std::array<char, 32> date{};
-    std::array<char, 16> zone{};
-    std::strftime(date.data(), date.size(), "%FT%T", &parts);
-    std::strftime(zone.data(), zone.size(), "%z", &parts);
-    std::array<char, 16> fraction{};
-    std::snprintf(fraction.data(), fraction.size(), ".%06d",
-                  static_cast<int>((micros - seconds).count()));
-    return std::string(date.data()) + fraction.data() + zone.data();
+    std::ostringstream text;
+    text << std::put_time(&parts, "%FT%T") << '.' << std::setw(6) << std::setfill('0')
+         << (micros - seconds).count() << std::put_time(&parts, "%z");
+    return text.str();
 }
 
 /** The texts about the server begin with a line feed, which says nothing. */

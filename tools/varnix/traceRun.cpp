@@ -49,7 +49,8 @@ EndSignals::EndSignals() : m_fd(-1)
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD})
         ::sigaddset(&signals, number);
     ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-    ::signal(SIGPIPE, SIG_IGN); // what is left of the recording is cleared away first
+    static_cast<void>(
+        ::signal(SIGPIPE, SIG_IGN)); // what is left of the recording is cleared away first
     m_fd = DbFile::Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     require(m_fd.isOpen(), "signalfd");
 }

@@ -24,9 +24,10 @@ constexpr int notExecutable = 126;
         ::_exit(notExecutable); // it died before
     if (setup.outputAside)
         ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    ::signal(SIGPIPE, SIG_DFL);
+    static_cast<void>(::signal(SIGPIPE, SIG_DFL));
     ::pthread_sigmask(SIG_SETMASK, &setup.blocked, nullptr);
     std::vector<char*> arguments;
+    arguments.reserve(setup.words.size() + 1);
     for (const std::string& word : setup.words)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
