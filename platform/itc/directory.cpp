@@ -185,10 +185,12 @@ void Directory::sweep()
 Descriptor Directory::tryLock() const
 {
     Descriptor held(::openat(m_place.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!held || ::flock(held.get(), LOCK_EX | LOCK_NB) != 0)
-        throwErrno("another process holds the lock of the mailbox directory " + m_place.path() +
-                   " (fuser shows which; it may be stopped)");
-    return held;
+    if (held && ::flock(held.get(), LOCK_EX | LOCK_NB) == 0)
+        return held;
+    throwErrno(held && errno == EWOULDBLOCK
+                   ? "another process holds the lock of the mailbox directory " + m_place.path() +
+                         " (fuser shows which; it may be stopped)"
+                   : "cannot lock the mailbox directory " + m_place.path());
 }
 
 /**

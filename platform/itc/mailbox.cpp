@@ -59,10 +59,11 @@ bool Mailbox::complete()
         if (!m_events)
             throwErrno("cannot make a mailbox");
     }
-    if (!m_listener) {
-        Descriptor listener = m_directory.bindEndpoint(m_id);
-        watch(listener.get(), Source::LISTENER, 0, EPOLLIN);
-        m_listener = std::move(listener);
+    if (!m_listener)
+        m_listener = m_directory.bindEndpoint(m_id);
+    if (!m_isListening) {
+        watch(m_listener.get(), Source::LISTENER, 0, EPOLLIN);
+        m_isListening = true;
     }
     if (!m_isNamed && !takeName())
         return false;
@@ -185,7 +186,7 @@ void Mailbox::watch(int fd, Source source, std::uint32_t key, std::uint32_t even
     epoll_event event{};
     event.events = events;
     event.data.u64 = std::uint64_t{static_cast<std::uint32_t>(source)} << 32 | key;
-    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0)
+    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0 && errno != EEXIST)
         throwErrno("cannot wait for a mailbox's events");
 }
 
@@ -213,21 +214,23 @@ void Mailbox::acceptAll()
     }
 }
 
-/** False where there is none. */
+/** False where there is none. One that cannot be watched yet is kept for the next call. */
 bool Mailbox::acceptOne()
 {
-    Descriptor connection = accepted();
-    if (!connection) {
+    if (!m_accepted)
+        m_accepted = accepted();
+    if (!m_accepted) {
         if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
             throwErrno("cannot take a connection");
         return errno != EAGAIN;
     }
-    if (m_directory.isOwnUser(connection.get())) {
-        const int fd = connection.get();
+    if (m_directory.isOwnUser(m_accepted.get())) {
+        const int fd = m_accepted.get();
         watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
-        m_inlets.emplace(fd, Inlet(std::move(connection)));
+        m_inlets.try_emplace(fd, std::move(m_accepted));
         readInlet(fd);
     }
+    m_accepted = {};
     return true;
 }
 

@@ -127,6 +127,8 @@ private:
     std::string m_nameEntry; ///< empty where it has none
     Descriptor m_events;
     Descriptor m_listener;
+    Descriptor m_accepted; ///< a connection that is no inlet yet
+    bool m_isListening = false;
     bool m_isNamed = false;
     bool m_isAnnounced = false; ///< those who wait for names know of it
     bool m_refused = false;

@@ -2,6 +2,7 @@
 #include "child.h"
 #include "mailboxRound.h"
 #include "tests/support/allocationFailure.h"
+#include "tests/support/dbBuilder.h"
 #include "tests/support/temporaryDirectory.h"
 
 #include <cerrno>
@@ -10,9 +11,12 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 
 namespace Varnix::Test {
@@ -71,6 +75,13 @@ protected:
         EXPECT_FALSE(round.busy);
     }
 
+    void sayIntoFile() const
+    {
+        const int file = ::open(m_said.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        ::dup2(file, STDERR_FILENO);
+        ::close(file);
+    }
+
     /** Counted from `start` on. */
     static Held heldSince(const Held& start)
     {
@@ -83,6 +94,7 @@ protected:
     bool faultAndRecovery(const std::string& what, Arguments... arguments)
     {
         inChild(what, [&] {
+            sayIntoFile();
             const Held start{liveBlocks(AllocationScope::PROCESS), openDescriptors()};
             bool busy = false;
             {
@@ -98,11 +110,22 @@ protected:
             EXPECT_EQ(now.descriptors, m_shared->afterTwoRounds.descriptors);
             EXPECT_EQ(now.blocks, m_shared->afterTwoRounds.blocks);
         });
+        if (HasFailure())
+            std::fputs(readFile(m_said).c_str(), stderr);
         m_failures += m_shared->struck ? 1U : 0U;
         return m_shared->struck && !HasFailure();
     }
 
+    /** What the children said since it was asked last. */
+    std::string takeSaid() const
+    {
+        const std::string text = readFile(m_said);
+        writeFile(m_said, "");
+        return std::regex_replace(text, std::regex((m_directory / "itc").native()), "DIR");
+    }
+
     const TemporaryDirectory m_directory;
+    const std::filesystem::path m_said = m_directory / "said";
     Shared* m_shared;
     pid_t m_server = -1;
     std::size_t m_failures = 0;
@@ -125,20 +148,22 @@ struct FailingCall
     const char* name;
     std::vector<int> errors;
     bool shortens = false;
+    /** How what is said of the first error begins; DIR is the directory of the mailboxes. */
+    std::string report = {};
 };
 
 /** No ECONNREFUSED, which would be untrue: by it a mailbox that lives is taken for gone. */
 const std::vector<FailingCall> mailboxCalls = {
-    {"mkdir", {EACCES, ENOSPC}},
-    {"open", {EMFILE, EACCES}},
-    {"openat", {EMFILE, ENOSPC}},
-    {"fstat", {EIO}},
-    {"fdopendir", {ENOMEM}},
+    {"mkdir", {EACCES, ENOSPC}, false, "cannot use the mailbox directory DIR: Permission denied\n"},
+    {"open", {EMFILE, EACCES}, false, "cannot use the mailbox directory DIR: Too many"},
+    {"openat", {EMFILE, ENOSPC}, false, "cannot list the mailbox directory DIR: Too many"},
+    {"fstat", {EIO}, false, "cannot use the mailbox directory DIR: Input"},
+    {"fdopendir", {ENOMEM}, false, "cannot list the mailbox directory DIR: Cannot"},
     {"flock", {EINTR, ENOLCK}},
-    {"socket", {EMFILE, ENOBUFS}},
-    {"bind", {ENOSPC, EADDRINUSE}},
-    {"listen", {ENOBUFS}},
-    {"connect", {EAGAIN, ENOMEM}},
+    {"socket", {EMFILE, ENOBUFS}, false, "cannot make a socket: Too many"},
+    {"bind", {ENOSPC, EADDRINUSE}, false, "cannot make a mailbox in DIR: No space"},
+    {"listen", {ENOBUFS}, false, "cannot make a mailbox in DIR: No buffer space"},
+    {"connect", {EAGAIN, ENOMEM}, false, "cannot reach mailbox 0x"},
     {"accept4", {EAGAIN, ECONNABORTED, EINTR, EMFILE, ENOMEM}},
     {"getsockopt", {ENOBUFS}},
     {"send", {EAGAIN, EPIPE, ENOBUFS}},
@@ -147,15 +172,15 @@ const std::vector<FailingCall> mailboxCalls = {
     {"recvmsg", {EAGAIN, EINTR, ECONNRESET, ENOMEM}},
     {"pread", {EINTR, EIO}, true},
     {"pwritev", {EINTR, ENOMEM}, true},
-    {"lseek", {EINVAL}},
+    {"lseek", {EINVAL}, false, "cannot hold a message: Invalid"},
     {"poll", {EINTR, ENOMEM}},
-    {"epoll_create1", {EMFILE, ENOMEM}},
-    {"epoll_ctl", {ENOMEM, ENOSPC}},
+    {"epoll_create1", {EMFILE, ENOMEM}, false, "cannot make a mailbox: Too many"},
+    {"epoll_ctl", {ENOMEM, ENOSPC}, false, "cannot wait for a mailbox's events: Cannot"},
     {"epoll_wait", {EINTR, EINVAL}},
-    {"memfd_create", {EMFILE, ENOMEM}},
-    {"renameat2", {ENOSPC}},
-    {"symlinkat", {ENOSPC}},
-    {"readlinkat", {EIO}},
+    {"memfd_create", {EMFILE, ENOMEM}, false, "cannot make a stream: Too many"},
+    {"renameat2", {ENOSPC}, false, "cannot make a mailbox in DIR: No space"},
+    {"symlinkat", {ENOSPC}, false, "cannot name a mailbox in DIR: No space"},
+    {"readlinkat", {EIO}, false, "cannot look a mailbox up in DIR: Input"},
     {"unlinkat", {EIO}},
     {"close", {EIO}},
 };
@@ -178,8 +203,39 @@ TEST_F(MailboxFault, CallThatFailsLeavesTheLibraryUsable)
                 first = next(first);
             EXPECT_GT(first, 0U) << call.name << " is never called";
         }
+        const std::string said = takeSaid();
+        EXPECT_TRUE(call.report.empty() || said.find("itc: " + call.report) != said.npos)
+            << call.name << ": " << said;
     }
     std::printf("mailbox library: %zu failed calls\n", m_failures);
+}
+
+TEST_F(MailboxFault, ShortageThatEndsDelaysARoundAndNoMore)
+{
+    for (const auto& [call, error] : {std::pair{"openat", EMFILE},
+                                      {"socket", EMFILE},
+                                      {"bind", ENOSPC},
+                                      {"listen", ENOBUFS},
+                                      {"renameat2", ENOSPC},
+                                      {"symlinkat", ENOSPC},
+                                      {"connect", ENOMEM},
+                                      {"accept4", ENOMEM},
+                                      {"sendmsg", ENOBUFS},
+                                      {"pwritev", ENOMEM},
+                                      {"epoll_create1", EMFILE},
+                                      {"epoll_ctl", ENOSPC},
+                                      {"memfd_create", EMFILE}}) {
+        m_shared->struck = true;
+        for (std::size_t first = 0; m_shared->struck && !HasFailure(); first = next(first))
+            inChild(std::string(call) + " " + std::to_string(first),
+                    [&, call = call, error = error] {
+                        sayIntoFile();
+                        const CallFailure failure(call, CallEffect::failing(error), first, 1,
+                                                  CallFailure::Scope::PROCESS);
+                        expectWhole(round(patient));
+                        m_shared->struck = failure.struck();
+                    });
+    }
 }
 
 TEST_F(MailboxFault, FileSystemThatCannotRenameWithoutReplacingWillDo)

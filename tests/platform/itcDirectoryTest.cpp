@@ -30,17 +30,20 @@ protected:
         return result;
     }
 
-    static void expectRefused(const fs::path& path)
+    static void expectRefused(const fs::path& path, const std::string& reason)
     {
         inProcess([&] {
             ::setenv("VARNIX_ITC_DIR", path.c_str(), 1);
             const int result = quietInit();
             EXPECT_LT(result, 0);
             EXPECT_NE(ITC_ALREADY_INITIALISED, result);
-            EXPECT_NE(std::string::npos, m_report.find(path.native())) << m_report;
+            EXPECT_NE(std::string::npos, m_report.find("cannot use the mailbox directory " +
+                                                       path.native() + ": " + reason + "\n"))
+                << m_report;
         });
     }
 
+    static constexpr const char* notOwn = "it must belong to the user, with mode 0700";
     static inline std::string m_report;
 };
 
@@ -99,7 +102,7 @@ TEST_F(ItcDirectory, ADirectoryOpenToOthersIsRefused)
 {
     for (const fs::perms others : {fs::perms::group_read, fs::perms::others_exec}) {
         fs::permissions(directory(), fs::perms::owner_all | others);
-        expectRefused(directory());
+        expectRefused(directory(), notOwn);
     }
 }
 
@@ -107,7 +110,7 @@ TEST_F(ItcDirectory, ADirectoryOfAnotherUserIsRefused)
 {
     const fs::path another = ::geteuid() == 0 ? directory() : fs::path("/proc/1/task");
     ASSERT_TRUE(::geteuid() != 0 || ::chown(another.c_str(), 65534, 65534) == 0);
-    expectRefused(another);
+    expectRefused(another, notOwn);
 }
 
 TEST_F(ItcDirectory, ALinkIsNotFollowed)
@@ -116,14 +119,14 @@ TEST_F(ItcDirectory, ALinkIsNotFollowed)
     fs::create_directory(target);
     fs::permissions(target, fs::perms::owner_all);
     fs::create_directory_symlink(target, directory() / "link");
-    expectRefused(directory() / "link");
+    expectRefused(directory() / "link", "Not a directory");
 }
 
 TEST_F(ItcDirectory, WhatIsNoDirectoryIsRefused)
 {
     std::ofstream(directory() / "file") << "text";
-    expectRefused(directory() / "file");
-    expectRefused(directory() / "missing" / "directory");
+    expectRefused(directory() / "file", "Not a directory");
+    expectRefused(directory() / "missing" / "directory", "No such file or directory");
 }
 
 TEST_F(ItcDirectory, AProcessMayTryAgain)

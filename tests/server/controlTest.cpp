@@ -1,12 +1,17 @@
 #include "controlClient.h"
+#include "mailbox.h"
 #include "packet.h"
 #include "serverFixture.h"
 #include "tests/support/temporaryDirectory.h"
 #include "tests/support/waitUntil.h"
 
 #include <csignal>
+#include <future>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <dbcsiMessages.h>
 
 namespace {
 
@@ -24,15 +29,26 @@ protected:
         return writeThroughServer(given, Varnix::Test::patience);
     }
 
-    static ControlRefusal refusalOf(const Words& given)
+    static void expectRefused(const Words& given, ControlRefusal refusal, const std::string& text)
     {
         try {
             write(given);
+            ADD_FAILURE() << "not refused";
         } catch (const WriteRefused& error) {
-            return error.refusal();
+            EXPECT_EQ(error.refusal(), refusal);
+            EXPECT_EQ(error.what(), text);
         }
-        ADD_FAILURE() << "not refused";
-        return {};
+    }
+
+    static void expectUnavailable(const std::string& text,
+                                  std::chrono::milliseconds limit = Varnix::Test::patience)
+    {
+        try {
+            writeThroughServer(words, limit);
+            ADD_FAILURE() << "there is a server";
+        } catch (const ServerUnavailable& error) {
+            EXPECT_EQ(error.what(), text);
+        }
     }
 
     /** Waits until the server serves. */
@@ -83,10 +99,14 @@ TEST_F(ServerControl, WhatIsNoWriteIsRefused)
 {
     startServing();
     const auto only = subscriber();
-    for (const Words& bad :
-         {Words{}, Words{"status"}, Words{"db", "write", "/a"}, Words{"db", "write", "/a", "1\n2"},
-          Words{"db", "write", "/a", std::string(1 << 20, 'x')}})
-        EXPECT_EQ(refusalOf(bad), ControlRefusal::INVALID);
+    for (const Words& few : {Words{}, Words{"status"}, Words{"db", "write", "/a"}})
+        expectRefused(few, ControlRefusal::INVALID, "a write has at least 4 words");
+    expectRefused({"db", "write", "/a", "1\n2"}, ControlRefusal::INVALID,
+                  "a word holds a line break");
+    // The request leads its words, which end with a NUL each, with four numbers.
+    expectRefused({"db", "write", "/a", std::string(1 << 20, 'x')}, ControlRefusal::INVALID,
+                  "a message of " + std::to_string(16 + 3 + 6 + 3 + (1 << 20) + 1) +
+                      " bytes is too large: at most 1048576 can be sent");
     write();
     EXPECT_EQ(only->out().line(), received);
 }
@@ -94,22 +114,71 @@ TEST_F(ServerControl, WhatIsNoWriteIsRefused)
 TEST_F(ServerControl, AJournalThatCannotBeWrittenRefusesTheWrite)
 {
     startServing({"--journal", "/dev/full"});
-    EXPECT_EQ(refusalOf(words), ControlRefusal::JOURNAL);
+    expectRefused(words, ControlRefusal::JOURNAL,
+                  "/dev/full: cannot be written: No space left on device");
 }
 
 TEST_F(ServerControl, WithoutAServerThatIsSaid)
 {
-    EXPECT_THROW(write(), ServerUnavailable);
+    expectUnavailable("no subscription server runs here");
 }
 
 TEST_F(ServerControl, AServerThatDoesNotAnswerOrEndsIsSaid)
 {
     startServing();
     server().signal(SIGSTOP);
-    EXPECT_THROW(writeThroughServer(words, std::chrono::milliseconds(50)), ServerUnavailable);
+    expectUnavailable("the subscription server does not answer", std::chrono::milliseconds(50));
     server().signal(SIGKILL);
     server().wait();
-    EXPECT_THROW(write(), ServerUnavailable);
+    expectUnavailable("no subscription server runs here");
+}
+
+/** A server of the test's own, which ends when it has done its deed with one request. */
+template <typename Deed>
+std::future<void> serverThat(const Deed& deed)
+{
+    std::promise<void> serves;
+    std::future<void> served = serves.get_future();
+    std::future<void> end =
+        std::async(std::launch::async, [deed, serves = std::move(serves)]() mutable {
+            Mailbox::initialise(1);
+            EXPECT_NE(Mailbox::create(serverMailboxName), ITC_NO_MBOX_ID);
+            serves.set_value();
+            deed(Mailbox::receive(Varnix::Test::patience));
+        });
+    served.wait();
+    return end;
+}
+
+TEST_F(ServerControl, AServerThatEndsInsteadOfAnsweringIsSaid)
+{
+    const auto end = serverThat([](const Mailbox::Message&) {});
+    expectUnavailable("the subscription server ended before it answered");
+}
+
+TEST_F(ServerControl, AnAnswerThatCannotBeReadIsSaid)
+{
+    const auto end = serverThat([](const Mailbox::Message& request) {
+        const std::uint32_t reference = Mailbox::wordAt(request, 2 * sizeof(std::uint32_t));
+        Mailbox::Message answer =
+            Mailbox::allocate(2 * sizeof(std::uint32_t), DBCSI_CONTROL_WRITE_CFM);
+        Mailbox::setWordAt(answer, sizeof(std::uint32_t), reference);
+        Mailbox::send(std::move(answer), Mailbox::senderOf(request));
+    });
+    expectUnavailable("the subscription server gives an answer that cannot be read");
+}
+
+TEST_F(ServerControl, AnswersToOthersRequestsAreNotTakenForOnesOwn)
+{
+    const auto end = serverThat([](const Mailbox::Message& request) {
+        const std::uint32_t reference = Mailbox::wordAt(request, 2 * sizeof(std::uint32_t));
+        for (const std::uint32_t other : {reference + 1, reference})
+            Mailbox::send(
+                Mailbox::fromBytes(encode(WriteRejection{other, ControlRefusal::INVALID,
+                                                         other == reference ? "own" : "other"})),
+                Mailbox::senderOf(request));
+    });
+    expectRefused(words, ControlRefusal::INVALID, "own");
 }
 
 TEST(ControlMessages, AreTheSameOnTheOtherSide)

@@ -1,10 +1,15 @@
+#include "control.h"
 #include "dbcsiMessages.h"
 #include "mailbox.h"
 #include "serverFixture.h"
 #include "tests/support/waitUntil.h"
 
+#include <array>
 #include <chrono>
+#include <cstdio>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -21,9 +26,10 @@ class ServerRequest : public ServerFixture
 protected:
     void SetUp() override
     {
-        static const bool usable =
-            Mailbox::initialise(1) && Mailbox::create("requestTest") != ITC_NO_MBOX_ID;
-        ASSERT_TRUE(usable);
+        static const std::uint32_t mailbox =
+            Mailbox::initialise(1) ? Mailbox::create("requestTest") : ITC_NO_MBOX_ID;
+        ASSERT_NE(mailbox, ITC_NO_MBOX_ID);
+        m_own = mailbox;
         startServer();
         locateServer();
     }
@@ -41,6 +47,14 @@ protected:
             throw std::runtime_error("no answer came");
         return message;
     }
+    /** What the server complains of a message of the test's own. */
+    std::string fromThisMailbox(const std::string& text) const
+    {
+        std::array<char, 32> mailbox{};
+        std::snprintf(mailbox.data(), mailbox.size(), "mailbox 0x%08x: ", m_own);
+        return std::string("dbcsi-server: ") + mailbox.data() + text;
+    }
+
     static std::uint32_t answerNumber() { return receive()->msgno; }
 
     /** Connects as the library does and returns the reference. */
@@ -62,6 +76,7 @@ private:
         m_server = Mailbox::senderOf(found);
     }
 
+    std::uint32_t m_own = ITC_NO_MBOX_ID;
     std::uint32_t m_server = ITC_NO_MBOX_ID;
 };
 
@@ -79,8 +94,9 @@ TEST_F(ServerRequest, AnUnknownReferenceIsRejected)
     const auto reference = connect();
     send({DBCSI_SUBSCRIBE_REQ, 1, reference + 1});
     EXPECT_EQ(answerNumber(), DBCSI_SUBSCRIBE_REJ);
-    EXPECT_NE(complaint().find("its server reference is not that of a connection"),
-              std::string::npos);
+    EXPECT_EQ(complaint(),
+              fromThisMailbox("subscription rejected: its server reference is not that of a "
+                              "connection"));
 }
 
 TEST_F(ServerRequest, ASubscriptionWithoutAConnectionIsRejected)
@@ -117,7 +133,8 @@ TEST_F(ServerRequest, AnUnknownProtocolVersionIsRejected)
 {
     send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, 2, 0});
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_REJ);
-    EXPECT_NE(complaint().find("its protocol version is not known here"), std::string::npos);
+    EXPECT_EQ(complaint(),
+              fromThisMailbox("connection rejected: its protocol version is not known here"));
 }
 
 TEST_F(ServerRequest, OneKnownVersionAmongSeveralIsEnough)
@@ -156,11 +173,29 @@ TEST_F(ServerRequest, ACountOfVersionsThatAreNotThereDoesNoHarm)
     EXPECT_EQ(answerNumber(), DBCSI_CONN_ESTABLISH_CFM);
 }
 
+TEST_F(ServerRequest, AControlRequestThatIsNoneIsRefusedWithItsReason)
+{
+    const std::uint32_t reference = 9;
+    const auto reasonFor = [&](std::uint32_t version, std::uint32_t wordCount) {
+        send({DBCSI_CONTROL_WRITE_REQ, version, reference, wordCount});
+        const auto answer = receive();
+        EXPECT_EQ(answer->msgno, DBCSI_CONTROL_WRITE_REJ);
+        const WriteRejection rejection = decodeRejection(Mailbox::bytesOf(answer));
+        EXPECT_EQ(rejection.reference, reference);
+        return std::pair(rejection.refusal, rejection.text);
+    };
+    EXPECT_EQ(reasonFor(controlVersion, 1),
+              std::pair(ControlRefusal::INVALID, std::string("the request is malformed")));
+    EXPECT_EQ(reasonFor(controlVersion + 1, 0),
+              std::pair(ControlRefusal::VERSION,
+                        std::string("the server does not know this request's version")));
+}
+
 TEST_F(ServerRequest, MessagesOfOtherNumbersAreIgnored)
 {
     for (const std::uint32_t number : {0u, 0x01707084u, 0x0170708Bu, 0xFFFFFFFFu}) {
         send({number, 1, 2, 3});
-        EXPECT_NE(complaint().find("unknown number is ignored"), std::string::npos);
+        EXPECT_EQ(complaint(), fromThisMailbox("a message of an unknown number is ignored"));
     }
     connect();
 }

@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
+
 namespace {
 
 using namespace ServerTests;
+using testing::EndsWith;
 
 class ServerLife : public ServerFixture
 {
@@ -20,7 +23,9 @@ TEST_F(ServerLife, ASecondServerIsRefusedAndTheFirstGoesOn)
 
     Child second(serverCommand());
     EXPECT_EQ(second.wait(), 5);
-    EXPECT_NE(second.err().rest().find("\"DbcsiServer\": another server runs"), std::string::npos);
+    EXPECT_THAT(second.err().rest(),
+                EndsWith("dbcsi-server: cannot own the mailbox \"DbcsiServer\": another server "
+                         "runs, which has to end first, or mailboxes cannot be used here\n"));
 
     type(command);
     EXPECT_EQ(answer(), "sent to 1 subscriber");
@@ -139,6 +144,8 @@ TEST_F(ServerLife, WithoutMailboxesIsStatus5)
     Child child({"/bin/sh", "-c",
                  std::string("VARNIX_ITC_DIR=/dev/null exec '") + DBCSI_SERVER_PROGRAM + "'"});
     EXPECT_EQ(child.wait(), 5);
+    EXPECT_THAT(child.err().rest(), EndsWith("\ndbcsi-server: mailboxes cannot be used here; "
+                                             "VARNIX_ITC_DIR may name another directory\n"));
 }
 
 } // namespace

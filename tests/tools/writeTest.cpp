@@ -9,6 +9,7 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class Write : public Served
@@ -153,6 +154,15 @@ TEST_F(Write, WithoutAServerTheNodeCannotBeUsed)
     EXPECT_THAT(result.err, HasSubstr("no subscription server runs here"));
     const Json document = Json::parse(written({"/gain", "1"}, {"--json"}).out);
     EXPECT_EQ(document["errors"][0]["status"], 5);
+}
+
+TEST_F(Write, WithoutMailboxesTheNodeCannotBeUsed)
+{
+    ::setenv("VARNIX_ITC_DIR", "/dev/null", 1);
+    const ProcessResult result = written({"/gain", "1"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.err, EndsWith("\nvarnix: mailboxes cannot be used here; VARNIX_ITC_DIR may "
+                                     "name another directory\n"));
 }
 
 TEST_F(Write, WhatNoConfigurationTakesIsNotSentButByForce)

@@ -17,7 +17,7 @@ std::uint32_t countOf(PacketReader& reader, std::size_t size)
 {
     const std::uint32_t count = reader.word();
     if (count > reader.left() / size)
-        throw MalformedMessage("a message that counts more than it holds");
+        throw MalformedMessage();
     return count;
 }
 

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,10 +14,8 @@
 namespace Dbcsi {
 
 /** A message ends before what it should hold. */
-class MalformedMessage : public std::runtime_error
+class MalformedMessage : public std::exception
 {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 class PacketWriter
@@ -54,7 +52,7 @@ public:
     {
         const auto end = std::find(m_left.begin(), m_left.end(), std::byte{0});
         if (end == m_left.end())
-            throw MalformedMessage("a message without the end of a string");
+            throw MalformedMessage();
         const auto size = static_cast<std::size_t>(end - m_left.begin());
         std::string text(reinterpret_cast<const char*>(m_left.data()), size);
         m_left = m_left.subspan(size + 1);
@@ -70,7 +68,7 @@ private:
     {
         Value result{};
         if (m_left.size() < sizeof result)
-            throw MalformedMessage("a message that is too short");
+            throw MalformedMessage();
         std::memcpy(&result, m_left.data(), sizeof result);
         m_left = m_left.subspan(sizeof result);
         return result;

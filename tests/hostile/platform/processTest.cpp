@@ -70,7 +70,10 @@ TEST_F(HostileProcess, TheLockOfAStoppedOneHoldsUpADeadOnesNameUntilItIsFree)
         open("server");
         EXPECT_FALSE(receive(20));
         const std::string report = testing::internal::GetCapturedStderr();
-        EXPECT_NE(std::string::npos, report.find("lock of the mailbox directory")) << report;
+        EXPECT_NE(std::string::npos,
+                  report.find("another process holds the lock of the mailbox directory " +
+                              directory().native() + " (fuser shows which; it may be stopped): "))
+            << report;
         begun.set();
         const auto asked = receive(patience, {hello});
         ASSERT_TRUE(asked);

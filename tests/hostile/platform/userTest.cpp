@@ -33,7 +33,13 @@ TEST_F(HostileUser, AUserThatIsGivenUpIsReportedWhenAServerAppears)
         testing::internal::CaptureStderr();
         EXPECT_FALSE(receive(50));
         const std::string report = testing::internal::GetCapturedStderr();
-        EXPECT_NE(std::string::npos, report.find("is now user 65534")) << report;
+        EXPECT_NE(std::string::npos,
+                  report.find("this process began as user 0 and is now user 65534: it finds no new "
+                              "or restarted mailbox in " +
+                              directory().native() +
+                              " and gets no messages from one. Change the user before the first "
+                              "use of mailboxes"))
+            << report;
     });
     ASSERT_TRUE(begun.wait());
     Process server([&] {
@@ -124,7 +130,12 @@ TEST_F(HostileUser, AChangedRootWithoutProcIsNamed)
         EXPECT_FALSE(receive(50));
         std::string text(1000, ' ');
         EXPECT_GT(::pread(report, text.data(), text.size(), 0), 0);
-        EXPECT_NE(std::string::npos, text.find("/proc is not mounted")) << text;
+        EXPECT_NE(std::string::npos,
+                  text.find("no mailbox can be reached in " + directory().native() +
+                            ": /proc is not mounted and the path is too long or leads elsewhere. "
+                            "Mount /proc, or let VARNIX_ITC_DIR name the directory in at most 96 "
+                            "bytes"))
+            << text;
     });
     ASSERT_TRUE(begun.wait());
     Process server([&] {
