@@ -47,7 +47,7 @@ TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
 struct BadLine
 {
     const char* name;
-    const char* line;
+    std::string line;
     const char* error;
 };
 
@@ -91,6 +91,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"EmptyAlternative", "/a CHAR a||b", "s:1:11: error: an alternative is missing"},
         BadLine{"AlternativesAndExpression", "/a CHAR a|b /c/",
                 "s:1:13: error: there are alternatives or one expression, not both"},
+        BadLine{"ExpressionAndAlternatives", "/a CHAR /c/ a|b",
+                "s:1:13: error: there are alternatives or an expression, not both"},
+        BadLine{"ExpressionOfNothing", "/a CHAR //", "s:1:9: error: the expression is empty"},
+        BadLine{"ExpressionTooLong", "/a CHAR /" + std::string(257, 'a') + "/",
+                "s:1:9: error: an expression has at most 256 bytes"},
         BadLine{"ExpressionNotClosed", "/a CHAR /b",
                 "s:1:9: error: an expression ends with a slash and holds no blank, double quote or "
                 "number sign"},
@@ -109,6 +114,13 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"DescriptionTwice", "/a U8 \"b\" \"c\"",
                 "s:1:11: error: the description is given twice"},
         BadLine{"OpenBracket", "/a[b U8", "s:1:1: error: a key's bracket is not closed"},
+        BadLine{"SlashInABracket", "/a[b/c] U8",
+                "s:1:1: error: a key's bracket holds no \"/\", no \"[\" and no backslash"},
+        BadLine{"BracketOfNothing", "/a[z-a] U8", "s:1:1: error: a key's bracket matches nothing"},
+        BadLine{"KeyOfABackslash", "/a\\ U8",
+                "s:1:1: error: a key's backslash stands before a character"},
+        BadLine{"KeyTooLong", "/" + std::string(255, 'a') + " U8",
+                "s:1:1: error: a schema's key has at most 255 bytes"},
         BadLine{"KeyTwice", "\n/a U8\n/a U8", "s:3:1: error: /a is given twice; first in line 2"},
         BadLine{"NoText", "/a U8 \x01", "s:1:7: error: not a text source: byte 0x1"}),
     [](const auto& tested) { return tested.param.name; });
