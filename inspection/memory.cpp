@@ -13,7 +13,7 @@ namespace Varnix::Inspection {
 
 namespace {
 
-constexpr std::size_t rangesAtOnce = 512;        // the kernel takes 1,024
+constexpr std::size_t rangesAtOnce = 512;        // two places of the 1,024 that the kernel takes
 constexpr std::uint64_t bytesAtOnce = 1U << 20U; // so that a wrong size takes no memory
 
 /** What would let this user look, as far as the host tells. */
@@ -40,6 +40,69 @@ std::string permissionHint()
     throw NotInspected(Reason::GONE, who + " has ended");
 }
 
+/**
+ * What one call of the kernel's copies.
+ *
+ * A place in the other process costs the kernel far more than some bytes do, so a range that begins
+ * shortly after the one before goes with it, and the bytes between them are dropped. They are there
+ * whenever both ranges are: each is on a page of one of them.
+ */
+class Copies
+{
+public:
+    bool isFull() const noexcept { return m_ranges == rangesAtOnce; }
+
+    /** Adds a range that has bytes. */
+    void add(const Range& range, char* to) noexcept
+    {
+        ++m_ranges;
+        if (m_places != 0 && range.start >= m_end && range.start - m_end <= mostBetween) {
+            if (range.start != m_end)
+                addDestination(m_between.data(), range.start - m_end);
+            m_remote[m_places - 1].iov_len += range.start - m_end + range.size;
+        } else {
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): an address in another process
+            m_remote[m_places++] = {reinterpret_cast<void*>(range.start), range.size};
+        }
+        m_end = range.start + range.size;
+        addDestination(to, range.size);
+    }
+
+    /** Copies what was added since the last call; whether all of it is there. */
+    bool take(pid_t process)
+    {
+        const ssize_t got = ::process_vm_readv(process, m_local.data(), m_destinations,
+                                               m_remote.data(), m_places, 0);
+        if (got < 0 && errno != EFAULT)
+            failReading(process, errno);
+        const bool isWhole = got >= 0 && static_cast<std::size_t>(got) == m_size;
+        m_ranges = m_places = m_destinations = m_size = 0;
+        return isWhole;
+    }
+
+private:
+    static constexpr std::uint64_t mostBetween = 256; // far less than a page
+
+    void addDestination(char* to, std::size_t size) noexcept
+    {
+        m_size += size;
+        iovec* const last = m_destinations != 0 ? &m_local[m_destinations - 1] : nullptr;
+        if (last != nullptr && static_cast<char*>(last->iov_base) + last->iov_len == to)
+            last->iov_len += size;
+        else
+            m_local[m_destinations++] = {to, size};
+    }
+
+    std::size_t m_ranges = 0;
+    std::size_t m_places = 0;
+    std::size_t m_destinations = 0;
+    std::size_t m_size = 0;
+    Address m_end = 0; ///< of the last range
+    std::array<iovec, rangesAtOnce> m_remote;
+    std::array<iovec, 2 * rangesAtOnce> m_local; ///< a range's own bytes and those before it
+    std::array<char, mostBetween> m_between;     ///< nobody reads them
+};
+
 } // namespace
 
 std::optional<std::string> Memory::bytes(Range range) const
@@ -57,25 +120,16 @@ std::optional<std::string> Memory::bytes(Range range) const
 
 bool ProcessMemory::read(std::span<const Range> ranges, std::span<char> bytes) const
 {
-    std::array<iovec, rangesAtOnce> remote;
-    while (!ranges.empty()) {
-        const std::size_t count = std::min(ranges.size(), remote.size());
-        std::size_t size = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            // NOLINTNEXTLINE(performance-no-int-to-ptr): an address in another process
-            remote[i] = {reinterpret_cast<void*>(ranges[i].start), ranges[i].size};
-            size += ranges[i].size;
-        }
-        const iovec local{bytes.data(), size};
-        const ssize_t got = ::process_vm_readv(m_process, &local, 1, remote.data(), count, 0);
-        if (got < 0 && errno != EFAULT)
-            failReading(m_process, errno);
-        if (got < 0 || static_cast<std::size_t>(got) != size)
+    Copies copies;
+    for (const Range& range : ranges) {
+        if (range.size == 0)
+            continue;
+        if (copies.isFull() && !copies.take(m_process))
             return false;
-        bytes = bytes.subspan(size);
-        ranges = ranges.subspan(count);
+        copies.add(range, bytes.data());
+        bytes = bytes.subspan(range.size);
     }
-    return true;
+    return copies.take(m_process);
 }
 
 } // namespace Varnix::Inspection

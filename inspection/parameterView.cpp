@@ -6,64 +6,53 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <cstring>
+#include <functional>
 #include <set>
+#include <string_view>
 #include <utility>
 
 namespace Varnix::Inspection {
 
 namespace {
 
-constexpr std::size_t parametersAtOnce = 256;
+constexpr std::size_t valuesAtOnce = 256;
 
-/** The bytes of several ranges, apart; nothing where one is not there. */
-std::optional<std::vector<std::string>> readApart(const Memory& memory,
-                                                  const std::vector<Range>& ranges)
+/** The bytes of several ranges, one after the other. */
+class Parts
 {
-    constexpr std::uint64_t inOneGo = 1U << 20U;
-    std::uint64_t total = 0;
-    for (const Range& range : ranges)
-        total += range.size; // cannot wrap: few sizes of 32 bits
-    std::vector<std::string> parts;
-    if (total > inOneGo) { // a size may be wrong: no more memory than there are bytes
-        for (const Range& range : ranges) {
-            auto part = memory.bytes(range);
-            if (!part)
-                return std::nullopt;
-            parts.push_back(std::move(*part));
+public:
+    /** Reads them; whether all of them are there. */
+    bool read(const Memory& memory, std::span<const Range> ranges)
+    {
+        constexpr std::uint64_t inOneGo = 1U << 20U;
+        m_ends.clear();
+        std::uint64_t total = 0; // cannot wrap: few sizes of 32 bits
+        for (const Range& range : ranges)
+            m_ends.push_back(total += range.size);
+        if (total <= inOneGo) {
+            m_bytes.resize(total);
+            return memory.read(ranges, m_bytes);
         }
-        return parts;
+        m_bytes.clear();
+        return std::all_of(ranges.begin(), ranges.end(), [&](const Range& range) {
+            const auto part = memory.bytes(range); // a size may be wrong: takes no memory for it
+            m_bytes += part.value_or("");
+            return part.has_value();
+        });
     }
-    std::string all(total, '\0');
-    if (!memory.read(ranges, all))
-        return std::nullopt;
-    std::size_t at = 0;
-    for (const Range& range : ranges) {
-        parts.push_back(all.substr(at, range.size));
-        at += range.size;
+
+    std::string_view operator[](std::size_t part) const
+    {
+        const std::uint64_t start = part == 0 ? 0 : m_ends[part - 1];
+        return std::string_view(m_bytes).substr(start, m_ends[part] - start);
     }
-    return parts;
-}
 
-std::optional<std::vector<Parameter>> recordsAt(const Memory& memory, Range range)
-{
-    const auto bytes = memory.bytes(range);
-    if (!bytes)
-        return std::nullopt;
-    std::vector<Parameter> records(bytes->size() / sizeof(Parameter));
-    if (!records.empty())
-        std::memcpy(records.data(), bytes->data(), records.size() * sizeof(Parameter));
-    return records;
-}
-
-/** Parameters of a store: where they are, and their keys. */
-struct Chosen
-{
-    std::vector<Address> addresses;
-    std::vector<std::string> keys;
+private:
+    std::string m_bytes;
+    std::vector<std::uint64_t> m_ends;
 };
 
-/** Chooses from a store those parameters whose keys are wanted. */
+/** Chooses from a store those parameters whose keys are wanted; all of them if none is. */
 class Choice
 {
 public:
@@ -75,89 +64,89 @@ public:
     }
 
     /** Keys never change, so that they need not settle. Nothing where they are not there. */
-    std::optional<Chosen> from(const StoreView& store)
+    std::optional<std::vector<ParameterPlace>> from(const StoreView& store)
     {
-        const auto records = recordsAt(m_memory, store.parameters);
-        if (!records)
-            return std::nullopt;
-        for (std::size_t i = 0; i < records->size(); ++i) {
-            const Parameter& record = (*records)[i];
-            if (!m_wanted.empty() && !m_sizes.contains(record.keySize))
-                continue;
-            m_candidates.push_back(store.parameters.start + i * sizeof(Parameter));
-            m_keys.push_back({record.key, record.keySize});
-            if (m_keys.size() == parametersAtOnce && !takeCandidates())
+        for (std::uint64_t at = 0; at < store.parameterCount; at += parametersAtOnce) {
+            const std::uint64_t count = std::min(store.parameterCount - at, parametersAtOnce);
+            if (!chooseFrom(store.parameters.start + at * sizeof(Parameter), count))
                 return std::nullopt;
         }
-        if (!takeCandidates())
-            return std::nullopt;
         return std::move(m_chosen);
     }
 
 private:
-    bool takeCandidates()
+    static constexpr std::uint64_t parametersAtOnce = 4096;
+
+    /** Chooses from so many parameters at an address; whether all of them are there. */
+    bool chooseFrom(Address start, std::uint64_t count)
     {
-        auto keys = readApart(m_memory, std::exchange(m_keys, {}));
-        if (!keys)
+        m_records.resize(count);
+        const Range range{start, count * sizeof(Parameter)};
+        if (!m_memory.read({&range, 1}, {reinterpret_cast<char*>(m_records.data()), range.size}))
             return false;
-        for (std::size_t i = 0; i < keys->size(); ++i) {
-            if (!m_wanted.empty() && !m_wanted.contains((*keys)[i]))
-                continue;
-            m_chosen.addresses.push_back(m_candidates[i]);
-            m_chosen.keys.push_back(std::move((*keys)[i]));
-        }
         m_candidates.clear();
+        m_ranges.clear();
+        for (std::size_t i = 0; i < m_records.size(); ++i) {
+            if (!m_wanted.empty() && !m_sizes.contains(m_records[i].keySize))
+                continue;
+            m_candidates.push_back(start + i * sizeof(Parameter));
+            m_ranges.push_back({m_records[i].key, m_records[i].keySize});
+        }
+        if (!m_keys.read(m_memory, m_ranges))
+            return false;
+        for (std::size_t i = 0; i < m_candidates.size(); ++i)
+            if (m_wanted.empty() || m_wanted.contains(m_keys[i]))
+                m_chosen.push_back({m_candidates[i], std::string(m_keys[i])});
         return true;
     }
 
     const Memory& m_memory;
-    std::set<std::string> m_wanted;
+    std::set<std::string, std::less<>> m_wanted;
     std::set<std::size_t> m_sizes;
+    std::vector<Parameter> m_records;
     std::vector<Address> m_candidates;
-    std::vector<Range> m_keys;
-    Chosen m_chosen;
+    std::vector<Range> m_ranges;
+    Parts m_keys;
+    std::vector<ParameterPlace> m_chosen;
 };
 
-/** The types and values of the parameters at `addresses`, as they are read once. */
+/** The types and values of the parameters at `places`, as they are read once. */
 std::optional<std::vector<ParameterView>> valuesAt(const Memory& memory,
-                                                   std::span<const Address> addresses)
+                                                   std::span<const ParameterPlace> places)
 {
     std::vector<Range> ranges;
-    for (const Address address : addresses)
-        ranges.push_back({address, sizeof(Parameter)});
-    std::vector<Parameter> records(addresses.size());
+    ranges.reserve(places.size());
+    for (const ParameterPlace& place : places)
+        ranges.push_back({place.address, sizeof(Parameter)});
+    std::vector<Parameter> records(places.size());
     if (!memory.read(ranges,
                      {reinterpret_cast<char*>(records.data()), records.size() * sizeof(Parameter)}))
         return std::nullopt;
     ranges.clear();
     for (const Parameter& record : records) // a value that could not be allocated has no bytes
         ranges.push_back({record.value, record.value != 0 ? record.valueSize : 0});
-    auto values = readApart(memory, ranges);
-    if (!values)
+    Parts values;
+    if (!values.read(memory, ranges))
         return std::nullopt;
     std::vector<ParameterView> views;
+    views.reserve(records.size());
     for (std::size_t i = 0; i < records.size(); ++i)
-        views.push_back({{}, records[i].type, std::move((*values)[i])});
+        views.push_back({{}, records[i].type, std::string(values[i])});
     return views;
 }
 
-} // namespace
-
-std::optional<std::vector<ParameterView>> readParameters(const Memory& process, Address root,
-                                                         const StoreView& store,
-                                                         std::span<const std::string> keys)
+std::optional<std::vector<ParameterView>> readAt(const BoundedMemory& memory, Address root,
+                                                 const StoreView& store,
+                                                 std::vector<ParameterPlace> places)
 {
-    const BoundedMemory memory(process);
-    auto chosen = Choice(memory, keys).from(store);
-    if (!chosen)
-        return std::nullopt;
     const Address changes = store.address + offsetof(Store, changes);
     std::vector<ParameterView> views;
-    std::size_t atOnce = parametersAtOnce;
+    views.reserve(places.size());
+    std::size_t atOnce = valuesAtOnce;
     Patience patience;
-    while (views.size() < chosen->addresses.size()) {
-        const std::size_t count = std::min(atOnce, chosen->addresses.size() - views.size());
-        const auto part = std::span(chosen->addresses).subspan(views.size(), count);
+    while (views.size() < places.size()) {
+        const std::size_t count = std::min(atOnce, places.size() - views.size());
+        const auto part = std::span(places).subspan(views.size(), count);
         auto values = readSettled(memory, changes, [&] { return valuesAt(memory, part); });
         if (!values) {
             if (!isRegistered(memory, root, store))
@@ -167,13 +156,40 @@ std::optional<std::vector<ParameterView>> readParameters(const Memory& process, 
             continue;
         }
         for (ParameterView& view : *values) {
-            view.key = std::move(chosen->keys[views.size()]);
+            view.key = std::move(places[views.size()].key);
             views.push_back(std::move(view));
         }
         patience = {};
     }
     // Had the store gone meanwhile, its memory might have held anything.
     return isRegistered(memory, root, store) ? std::optional(std::move(views)) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::vector<ParameterPlace>> findParameters(const Memory& process, Address root,
+                                                          const StoreView& store,
+                                                          std::span<const std::string> keys)
+{
+    const BoundedMemory memory(process);
+    auto places = Choice(memory, keys).from(store);
+    return isRegistered(memory, root, store) ? std::move(places) : std::nullopt;
+}
+
+std::optional<std::vector<ParameterView>> readParameters(const Memory& process, Address root,
+                                                         const StoreView& store,
+                                                         std::vector<ParameterPlace> places)
+{
+    return readAt(BoundedMemory(process), root, store, std::move(places));
+}
+
+std::optional<std::vector<ParameterView>> readParameters(const Memory& process, Address root,
+                                                         const StoreView& store,
+                                                         std::span<const std::string> keys)
+{
+    const BoundedMemory memory(process);
+    auto places = Choice(memory, keys).from(store);
+    return places ? readAt(memory, root, store, std::move(*places)) : std::nullopt;
 }
 
 } // namespace Varnix::Inspection

@@ -11,6 +11,13 @@
 
 namespace Varnix::Inspection {
 
+/** Where a parameter of a store is, for as long as there is the store. */
+struct ParameterPlace
+{
+    Address address;
+    std::string key;
+};
+
 /** One parameter as a store held it at one moment. */
 struct ParameterView
 {
@@ -29,6 +36,16 @@ struct ParameterView
 std::optional<std::vector<ParameterView>> readParameters(const Memory& memory, Address root,
                                                          const StoreView& store,
                                                          std::span<const std::string> keys = {});
+
+/** The places of such parameters, to read them more than once. */
+std::optional<std::vector<ParameterPlace>> findParameters(const Memory& memory, Address root,
+                                                          const StoreView& store,
+                                                          std::span<const std::string> keys = {});
+
+/** As above, the parameters at `places`. */
+std::optional<std::vector<ParameterView>> readParameters(const Memory& memory, Address root,
+                                                         const StoreView& store,
+                                                         std::vector<ParameterPlace> places);
 
 } // namespace Varnix::Inspection
 

@@ -8,7 +8,6 @@
 #include <charconv>
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 
@@ -48,32 +47,79 @@ int openDescriptor(pid_t id)
     throw std::system_error(errno, std::generic_category(), "cannot watch " + named(id));
 }
 
+/** Takes the first field, which a blank ends, from a line. */
+std::string_view takeField(std::string_view& line)
+{
+    const std::size_t end = std::min(line.find(' '), line.size());
+    const std::string_view field = line.substr(0, end);
+    line.remove_prefix(std::min(end + 1, line.size()));
+    return field;
+}
+
 /** Where the files that a process has mapped begin in its memory. */
 std::vector<Address> imageStarts(pid_t id)
 {
     std::vector<Address> starts;
     std::ifstream maps(procFile(id, "maps"));
-    for (std::string line; std::getline(maps, line);) {
-        std::istringstream fields(line);
-        std::string range;
-        std::string access;
-        std::string offset;
-        std::string device;
-        std::string inode;
-        fields >> range >> access >> offset >> device >> inode;
+    for (std::string text; std::getline(maps, text);) {
+        std::string_view line = text;
+        const std::string_view range = takeField(line);
+        const std::string_view access = takeField(line);
+        const std::string_view offset = takeField(line);
+        takeField(line); // the device
+        const std::string_view inode = takeField(line);
         Address start = 0;
         const auto parsed = std::from_chars(range.data(), range.data() + range.size(), start, 16);
-        const bool isFile = inode != "0" && offset.find_first_not_of('0') == std::string::npos;
-        if (fields && isFile && access.starts_with('r') && parsed.ec == std::errc())
+        const bool isFile = inode != "0" && offset.find_first_not_of('0') == std::string_view::npos;
+        if (isFile && access.starts_with('r') && parsed.ec == std::errc())
             starts.push_back(start);
     }
     return starts;
 }
 
+/** Another memory whose pages at some addresses are read at once, so that a look there is cheap. */
+class MemoryWithPages final : public Memory
+{
+public:
+    MemoryWithPages(const Memory& memory, std::span<const Address> starts)
+        : m_memory(memory), m_starts(starts.subspan(0, std::min(starts.size(), mostPages))),
+          m_pages(m_starts.size() * pageSize, '\0')
+    {
+        std::vector<Range> ranges;
+        ranges.reserve(m_starts.size());
+        for (const Address start : m_starts)
+            ranges.push_back({start, pageSize});
+        if (!m_memory.read(ranges, m_pages))
+            m_starts = {}; // one of them is not there; the others are read when they are needed
+    }
+
+    bool read(std::span<const Range> ranges, std::span<char> bytes) const override
+    {
+        for (std::size_t i = 0; ranges.size() == 1 && i < m_starts.size(); ++i) {
+            const std::uint64_t offset = ranges[0].start - m_starts[i];
+            if (offset > pageSize || ranges[0].size > pageSize - offset)
+                continue;
+            m_pages.copy(bytes.data(), ranges[0].size, i * pageSize + offset);
+            return true;
+        }
+        return m_memory.read(ranges, bytes);
+    }
+
+private:
+    static constexpr std::uint64_t pageSize = 4096;
+    static constexpr std::size_t mostPages = 512;
+
+    const Memory& m_memory;
+    std::span<const Address> m_starts;
+    std::string m_pages;
+};
+
 Address findRoot(const Memory& memory, pid_t id)
 {
-    for (const Address start : imageStarts(id)) {
-        const auto note = findNote(memory, start);
+    const std::vector<Address> starts = imageStarts(id);
+    const MemoryWithPages images(memory, starts);
+    for (const Address start : starts) {
+        const auto note = findNote(images, start);
         if (!note)
             continue;
         if (note->layout != layoutNumber)
@@ -143,6 +189,22 @@ std::optional<std::vector<ParameterView>>
 Process::parameters(const StoreView& store, std::span<const std::string> keys) const
 {
     auto views = readParameters(m_memory, m_root, store, keys);
+    requireAlive();
+    return views;
+}
+
+std::optional<std::vector<ParameterPlace>> Process::find(const StoreView& store,
+                                                         std::span<const std::string> keys) const
+{
+    auto places = findParameters(m_memory, m_root, store, keys);
+    requireAlive();
+    return places;
+}
+
+std::optional<std::vector<ParameterView>>
+Process::parameters(const StoreView& store, std::vector<ParameterPlace> places) const
+{
+    auto views = readParameters(m_memory, m_root, store, std::move(places));
     requireAlive();
     return views;
 }

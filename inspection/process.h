@@ -54,6 +54,12 @@ public:
     /** As readParameters. */
     std::optional<std::vector<ParameterView>>
     parameters(const StoreView& store, std::span<const std::string> keys = {}) const;
+    std::optional<std::vector<ParameterView>> parameters(const StoreView& store,
+                                                         std::vector<ParameterPlace> places) const;
+
+    /** As findParameters. */
+    std::optional<std::vector<ParameterPlace>> find(const StoreView& store,
+                                                    std::span<const std::string> keys) const;
 
 private:
     void requireAlive() const;

@@ -34,6 +34,8 @@ protected:
         return readParameters(memory, registry.address(), production(), keys);
     }
 
+    static std::vector<std::string> keysOf(const std::string& key) { return {key}; }
+
     LaidOutMemory memory;
     LaidOutRegistry registry{memory};
 };
@@ -95,6 +97,35 @@ TEST_F(ParameterView, IsReadAgainWhenAValueChangesMeanwhile)
     const auto parameters = read();
     ASSERT_TRUE(parameters);
     EXPECT_EQ(parameters->at(0).value, "newnew");
+}
+
+TEST_F(ParameterView, IsReadAgainAtItsPlace)
+{
+    const Inspection::Parameter parameter = registry.parameter("/b", u8, "old");
+    registry.add("", {registry.parameter("/a", u8, "1"), parameter});
+    const auto places = findParameters(memory, registry.address(), production(), keysOf("/b"));
+    ASSERT_TRUE(places);
+    ASSERT_THAT(*places, SizeIs(1));
+    memory.replace(parameter.value, std::array{'n', 'e', 'w'});
+    const auto parameters =
+        readParameters(memory, registry.address(), production(), places.value());
+    ASSERT_TRUE(parameters);
+    ASSERT_THAT(*parameters, SizeIs(1));
+    EXPECT_EQ(parameters->at(0).key, "/b");
+    EXPECT_EQ(parameters->at(0).value, "new");
+}
+
+TEST_F(ParameterView, AtAPlaceOfAStoreThatHasGoneIsNothing)
+{
+    registry.add("", {});
+    registry.add("/etc/one.cfg", {registry.parameter("/a", u8, "1")});
+    const StoreView store = viewRegistry(memory, registry.address()).value().stores[1];
+    const auto places = findParameters(memory, registry.address(), store, keysOf("/a"));
+    ASSERT_TRUE(places);
+    registry.root.storeCount = 1;
+    registry.publish();
+    EXPECT_FALSE(findParameters(memory, registry.address(), store, keysOf("/a")));
+    EXPECT_FALSE(readParameters(memory, registry.address(), store, places.value()));
 }
 
 TEST_F(ParameterView, OfAStoreThatGoesMeanwhileIsNothing)
