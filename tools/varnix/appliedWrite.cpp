@@ -12,8 +12,9 @@ namespace Varnix::Tool {
 
 namespace {
 
-/** How often a process that has not come so far is looked at again. */
-constexpr std::chrono::milliseconds pause{1};
+/** A process that has not come so far is looked at again after so long, each time twice as long. */
+constexpr std::chrono::microseconds firstPause{50};
+constexpr std::chrono::microseconds longestPause{1000};
 
 bool hasHandled(const Inspection::Process& process, const Handled& handled)
 {
@@ -29,7 +30,8 @@ bool hasHandled(const Inspection::Process& process, const Handled& handled)
 bool waitFor(const Inspection::Process& process, const Handled& handled,
              ValuesBefore::Clock::time_point end)
 {
-    while (!hasHandled(process, handled)) {
+    for (auto pause = firstPause; !hasHandled(process, handled);
+         pause = std::min(2 * pause, longestPause)) {
         if (ValuesBefore::Clock::now() >= end)
             return false;
         std::this_thread::sleep_for(pause);
@@ -48,10 +50,10 @@ ValuesBefore::ValuesBefore(std::string key) : m_key(std::move(key))
         }
 }
 
-std::optional<DbFile::Value> ValuesBefore::valueIn(const Inspection::Process& process,
-                                                   const Inspection::StoreView& store) const
+std::optional<DbFile::Value> ValuesBefore::valueOf(const Inspection::Process& process,
+                                                   const Parameter& parameter)
 {
-    auto parameters = process.parameters(store, {&m_key, 1});
+    auto parameters = process.parameters(parameter.store, parameter.places);
     if (!parameters || parameters->empty())
         return std::nullopt;
     return DbFile::Value{parameters->front().type, std::move(parameters->front().value)};
@@ -61,9 +63,14 @@ void ValuesBefore::see(pid_t process)
 {
     std::list<Subscriber> seen;
     Subscriber& subscriber = seen.emplace_back(process);
-    for (const Inspection::StoreView& store : subscriber.stores)
-        if (auto value = valueIn(subscriber.process, store))
-            subscriber.databases.push_back({store, std::move(*value)});
+    for (const Inspection::StoreView& store : subscriber.stores) {
+        auto places = subscriber.process.find(store, {&m_key, 1});
+        if (!places)
+            continue; // it has dropped the database
+        Parameter parameter{store, *std::move(places)};
+        if (auto value = valueOf(subscriber.process, parameter))
+            subscriber.databases.push_back({std::move(parameter), *std::move(value)});
+    }
     m_subscribers.splice(m_subscribers.end(), seen);
 }
 
@@ -91,13 +98,15 @@ AppliedProcess ValuesBefore::appliedIn(const Subscriber& subscriber, const Trial
 {
     AppliedProcess applied;
     for (const Database& database : subscriber.databases) {
-        auto now = valueIn(subscriber.process, database.store);
+        auto now = valueOf(subscriber.process, database.parameter);
         if (!now)
             continue; // it has dropped the database
         const Effect asked = trial.on(database.value);
         const bool isTaken = !asked.refusal && (*now == asked.after || *now != database.value);
-        applied.databases.push_back(
-            {database.store.config, database.value, {std::move(*now), asked.refusal}, isTaken});
+        applied.databases.push_back({database.parameter.store.config,
+                                     database.value,
+                                     {std::move(*now), asked.refusal},
+                                     isTaken});
     }
     if (applied.databases.empty() && !subscriber.databases.empty())
         applied.unknown = "it has dropped its database";

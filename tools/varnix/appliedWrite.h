@@ -61,9 +61,15 @@ public:
     std::vector<std::string> keys() const;
 
 private:
-    struct Database
+    /** The parameter in one database. */
+    struct Parameter
     {
         Inspection::StoreView store;
+        std::vector<Inspection::ParameterPlace> places; ///< none where the database lacks it
+    };
+    struct Database
+    {
+        Parameter parameter;
         DbFile::Value value;
     };
     struct Subscriber
@@ -75,8 +81,8 @@ private:
         std::vector<Database> databases = {}; ///< those that hold the key
     };
 
-    std::optional<DbFile::Value> valueIn(const Inspection::Process& process,
-                                         const Inspection::StoreView& store) const;
+    static std::optional<DbFile::Value> valueOf(const Inspection::Process& process,
+                                                const Parameter& parameter);
     void see(pid_t process);
     AppliedProcess appliedIn(const Subscriber& subscriber, const Trial& trial) const;
 
