@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <charconv>
 #include <set>
+#include <span>
 
 namespace Varnix::Tool {
 
@@ -132,8 +133,25 @@ std::vector<Candidate> processes()
     return found;
 }
 
+/** The options that may follow the words after a key. */
+std::vector<Candidate> writeOptions(std::span<const std::string> words)
+{
+    const Candidate index{"-i", "the first element that is written"};
+    const Candidate count{"-r", "how many elements get the one value"};
+    if (words.empty())
+        return {{"-c", "replaces the text"}, {"-a", "appends to the text"}, index, count};
+    if (words.size() != 2)
+        return {};
+    if (words.front() == index.word)
+        return {count};
+    if (words.front() == count.word)
+        return {index};
+    return {};
+}
+
 std::vector<Candidate> operatorWords(const Line& line)
 {
+    constexpr std::size_t beforeOptions = 3;
     switch (line.words) {
     case 0:
         return {{"db", "a command of the library's"}};
@@ -142,7 +160,7 @@ std::vector<Candidate> operatorWords(const Line& line)
     case 2:
         return candidatesOf(keysFor(line));
     default:
-        return {};
+        return writeOptions(std::span(line.operands).last(line.words - beforeOptions));
     }
 }
 
