@@ -2,6 +2,7 @@
 #include "inspection/notInspected.h"
 #include "inspection/process.h"
 #include "tests/support/countOf.h"
+#include "tests/support/endChild.h"
 #include "tests/support/nodeDirectory.h"
 
 #include <algorithm>
@@ -186,13 +187,13 @@ bool isRefusedToOthers()
     if (child == 0) {
         const pid_t ofRoot = ::geteuid() == 0 ? ::getppid() : 1;
         if (::geteuid() == 0 && ::setuid(65534) != 0)
-            ::_exit(2);
+            endChild(2);
         try {
             const Process process(ofRoot);
         } catch (const NotInspected& error) {
-            ::_exit(error.reason() == NotInspected::Reason::NOT_PERMITTED ? 0 : 3);
+            endChild(error.reason() == NotInspected::Reason::NOT_PERMITTED ? 0 : 3);
         }
-        ::_exit(1);
+        endChild(1);
     }
     int status = -1;
     ::waitpid(child, &status, 0);
@@ -222,7 +223,7 @@ TEST_F(Publications, OfAChildThatIsForkedAtAnyMomentIsWhole)
         if (child == 0) {
             ::close(ready[1]); // the fork has returned
             ::pause();
-            ::_exit(0);
+            endChild(0);
         }
         ::close(ready[1]);
         char none = 0;

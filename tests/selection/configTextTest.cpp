@@ -1,6 +1,7 @@
 #include "configText.h"
 
 #include "tests/selection/randomNode.h"
+#include "tests/support/endChild.h"
 #include "tests/support/temporaryDirectory.h"
 
 #include <algorithm>
@@ -106,7 +107,7 @@ std::string expected(const std::string& path)
         const std::string outcome =
             outcomeOf(config, config_read_file(&config, path.c_str()) == CONFIG_TRUE);
         const bool isWritten = ::write(ends[1], outcome.data(), outcome.size()) >= 0;
-        ::_exit(isWritten ? 0 : 1);
+        endChild(isWritten ? 0 : 1);
     }
     ::close(ends[1]);
     std::string outcome;

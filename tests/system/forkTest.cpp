@@ -1,6 +1,7 @@
 #include "dbRegistryImpl.h"
 #include "signalsBlocked.h"
 #include "tests/support/countOf.h"
+#include "tests/support/endChild.h"
 #include "tests/support/nodeDirectory.h"
 #include "tests/support/waitUntil.h"
 
@@ -142,7 +143,7 @@ protected:
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             const bool whole = everyValueIsWhole() && everyValueIsWhole();
             registry().removeDb(m_store);
-            ::_exit(whole ? 0 : 1);
+            endChild(whole ? 0 : 1);
         }
         int status = -1;
         ::waitpid(child, &status, 0);

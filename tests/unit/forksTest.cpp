@@ -1,5 +1,6 @@
 #include "forks.h"
 
+#include "tests/support/endChild.h"
 #include "tests/support/waitUntil.h"
 
 #include <atomic>
@@ -12,6 +13,7 @@
 namespace Varnix::Backend {
 namespace {
 
+using Test::endChild;
 using Test::waitUntil;
 
 /** The exit status of a child that does `work`, which has to end in time. */
@@ -21,7 +23,7 @@ int inChild(const Work& work)
     const pid_t child = ::fork();
     if (child == 0) {
         ::alarm(static_cast<unsigned>(Test::patience.count()));
-        ::_exit(work() ? 0 : 1);
+        endChild(work() ? 0 : 1);
     }
     int status = -1;
     ::waitpid(child, &status, 0);

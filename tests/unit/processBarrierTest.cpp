@@ -1,6 +1,7 @@
 #include "processBarrier.h"
 
 #include "readMostlyLock.h"
+#include "tests/support/endChild.h"
 #include "tests/support/process.h"
 #include "tests/support/waitUntil.h"
 
@@ -48,7 +49,7 @@ int inChild(const Work& work)
     const pid_t child = ::fork();
     if (child == 0) {
         ::alarm(static_cast<unsigned>(Varnix::Test::patience.count()));
-        ::_exit(work() ? 0 : 1);
+        Test::endChild(work() ? 0 : 1);
     }
     int status = -1;
     ::waitpid(child, &status, 0);

@@ -1,5 +1,6 @@
 #include "readMostlyLock.h"
 
+#include "tests/support/endChild.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 
@@ -21,6 +22,7 @@ namespace {
 
 using Shared = std::shared_lock<ReadMostlyLock>;
 using Exclusive = std::unique_lock<ReadMostlyLock>;
+using Test::endChild;
 using Test::patience;
 using Test::waitUntil;
 
@@ -213,7 +215,7 @@ int passInChild(ReadMostlyLock& lock)
         lock.lock();
         lock.unlock();
         lock.lock_shared();
-        ::_exit(0);
+        endChild(0);
     }
     int status = -1;
     ::waitpid(child, &status, 0);
@@ -251,7 +253,7 @@ TEST(ReadMostlyLock, LetsReadersInInAChildThatWasForkedWhileAWriterWaited)
         if (child == 0) {
             ::alarm(static_cast<unsigned>(patience.count()));
             lock.lock_shared();
-            ::_exit(0);
+            endChild(0);
         }
         int status = -1;
         ::waitpid(child, &status, 0);

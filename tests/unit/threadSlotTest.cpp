@@ -1,6 +1,7 @@
 #include "threadSlot.h"
 
 #include "processBarrier.h"
+#include "tests/support/endChild.h"
 #include "tests/support/waitUntil.h"
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 namespace Varnix::Backend {
 namespace {
 
+using Varnix::Test::endChild;
 using Varnix::Test::patience;
 using Varnix::Test::waitUntil;
 
@@ -84,7 +86,7 @@ TEST(ThreadSlot, StaysThatOfTheThreadInAForkedChild)
             const auto slots = slotsOfThreads(ThreadSlot::count);
             good = good && std::find(slots.begin(), slots.end(), mine) == slots.end();
         }
-        ::_exit(good ? 0 : 1);
+        endChild(good ? 0 : 1);
     }
     int status = -1;
     ::waitpid(child, &status, 0);

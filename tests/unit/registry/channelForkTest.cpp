@@ -1,4 +1,5 @@
 #include "channelTest.h"
+#include "tests/support/endChild.h"
 #include "throwingAllocation.h"
 
 #include <atomic>
@@ -61,7 +62,7 @@ TEST_F(ChannelFork, DoesNotWaitForAWriteThatDoesNotEnd)
         ::alarm(static_cast<unsigned>(patience.count())); // a fork that waits ends the test
         const pid_t child = ::fork();
         if (child == 0)
-            ::_exit(gain().size() == 5 ? 0 : 1);
+            endChild(gain().size() == 5 ? 0 : 1);
         ::alarm(0);
         EXPECT_FALSE(read);
         int status = -1;
