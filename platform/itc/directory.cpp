@@ -201,7 +201,7 @@ Descriptor Directory::bindSocket(int type, const std::string& entry)
 {
     ensureUsable();
     Descriptor made = makeSocket(type);
-    const std::string passing = "t" + entry.substr(1);
+    const std::string passing = passingEntry(entry);
     const sockaddr_un address = m_place.addressOf(passing);
     const int directory = m_place.descriptor();
     if (::bind(made.get(), generic(address), sizeof address) != 0 ||

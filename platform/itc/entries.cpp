@@ -34,6 +34,11 @@ std::string channelEntry(std::uint32_t id)
     return "w-" + toHex(id);
 }
 
+std::string passingEntry(std::string_view entry)
+{
+    return "t-" + std::string(entry.substr(2));
+}
+
 std::optional<std::uint32_t> endpointId(std::string_view entry) noexcept
 {
     if (!entry.starts_with("m-") || entry.size() != 2 + idDigits)

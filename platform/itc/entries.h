@@ -19,6 +19,8 @@ std::string toHex(std::uint32_t number);
 std::string endpointEntry(std::uint32_t id);
 /** The socket of one that waits for names. */
 std::string channelEntry(std::uint32_t id);
+/** Either of these while its socket is made. */
+std::string passingEntry(std::string_view entry);
 /** The id in an endpoint's name. */
 std::optional<std::uint32_t> endpointId(std::string_view entry) noexcept;
 

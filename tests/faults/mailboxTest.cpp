@@ -238,6 +238,21 @@ TEST_F(MailboxFault, ShortageThatEndsDelaysARoundAndNoMore)
     }
 }
 
+TEST_F(MailboxFault, NameThatOthersKeepTakingIsTriedAgain)
+{
+    inChild("symlinkat", [&] {
+        sayIntoFile();
+        {
+            const CallFailure failure("symlinkat", CallEffect::failing(EEXIST), 0, 3,
+                                      CallFailure::Scope::PROCESS);
+            expectWhole(round(patient));
+            EXPECT_TRUE(failure.struck());
+        }
+        EXPECT_NE(takeSaid().find("itc: cannot name a mailbox: others take DIR/n-client"),
+                  std::string::npos);
+    });
+}
+
 TEST_F(MailboxFault, FileSystemThatCannotRenameWithoutReplacingWillDo)
 {
     inChild("renameat2", [] {
