@@ -1,5 +1,32 @@
 # What is installed belongs to exactly one of these components: runtime (the libraries), dev (what
 # clients build with), platform (the host's libitc and libtpt), tools, server, and python (its package).
+set(VARNIX_ZSH_COMPLETIONS zsh/site-functions CACHE STRING
+  "Where zsh looks for completions, below the data directory")
+
+# A command's completion for each shell, which asks the command itself.
+function(varnix_install_completion COMMAND component)
+  string(MAKE_C_IDENTIFIER ${COMMAND} FUNCTION)
+  foreach(file bash:bash-completion/completions/${COMMAND} zsh:${VARNIX_ZSH_COMPLETIONS}/_${COMMAND}
+          fish:fish/vendor_completions.d/${COMMAND}.fish)
+    string(REPLACE ":" ";" file ${file})
+    list(GET file 0 shell)
+    list(GET file 1 path)
+    configure_file(${PROJECT_SOURCE_DIR}/completions/${shell}.in
+      ${PROJECT_BINARY_DIR}/completions/${path} @ONLY)
+    get_filename_component(directory ${path} DIRECTORY)
+    install(FILES ${PROJECT_BINARY_DIR}/completions/${path}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/${directory} COMPONENT ${component})
+  endforeach()
+endfunction()
+
+if(VARNIX_BUILD_TOOLS)
+  varnix_install_completion(varnix tools)
+  include(VarnixVim)
+endif()
+if(NOT VARNIX_BUILD_LIBRARY)
+  return()
+endif()
+
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varnix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -39,32 +66,10 @@ endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/varnix DESTINATION lib/python3/dist-packages
   COMPONENT python FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
 
-set(VARNIX_ZSH_COMPLETIONS zsh/site-functions CACHE STRING
-  "Where zsh looks for completions, below the data directory")
-
-# A command's completion for each shell, which asks the command itself.
-function(varnix_install_completion COMMAND component)
-  string(MAKE_C_IDENTIFIER ${COMMAND} FUNCTION)
-  foreach(file bash:bash-completion/completions/${COMMAND} zsh:${VARNIX_ZSH_COMPLETIONS}/_${COMMAND}
-          fish:fish/vendor_completions.d/${COMMAND}.fish)
-    string(REPLACE ":" ";" file ${file})
-    list(GET file 0 shell)
-    list(GET file 1 path)
-    configure_file(${PROJECT_SOURCE_DIR}/completions/${shell}.in
-      ${PROJECT_BINARY_DIR}/completions/${path} @ONLY)
-    get_filename_component(directory ${path} DIRECTORY)
-    install(FILES ${PROJECT_BINARY_DIR}/completions/${path}
-      DESTINATION ${CMAKE_INSTALL_DATADIR}/${directory} COMPONENT ${component})
-  endforeach()
-endfunction()
-
-if(VARNIX_BUILD_TOOLS)
-  varnix_install_completion(varnix tools)
-  if(VARNIX_PLATFORM STREQUAL "host")
-    varnix_install_completion(dbcsi-server server)
-    configure_file(${PROJECT_SOURCE_DIR}/share/dbcsi-server.service.in
-      ${PROJECT_BINARY_DIR}/dbcsi-server.service @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/dbcsi-server.service DESTINATION lib/systemd/user
-      COMPONENT server)
-  endif()
+if(VARNIX_BUILD_TOOLS AND VARNIX_PLATFORM STREQUAL "host")
+  varnix_install_completion(dbcsi-server server)
+  configure_file(${PROJECT_SOURCE_DIR}/share/dbcsi-server.service.in
+    ${PROJECT_BINARY_DIR}/dbcsi-server.service @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/dbcsi-server.service DESTINATION lib/systemd/user
+    COMPONENT server)
 endif()

@@ -111,13 +111,23 @@ std::vector<Finding> judge(const Schema& schema, const std::string& key, const D
     return findings;
 }
 
+namespace {
+
+bool isAnyMatched(const KeyPattern& pattern, const std::set<std::string>& keys)
+{
+    if (pattern.isLiteral())
+        return keys.contains(pattern.literal());
+    return std::any_of(keys.begin(), keys.end(),
+                       [&pattern](const std::string& key) { return pattern.matches(key); });
+}
+
+} // namespace
+
 std::vector<Finding> judgeAbsent(const Schema& schema, const std::set<std::string>& keys)
 {
     std::vector<Finding> findings;
     for (const Line& line : schema.lines()) {
-        if (!line.isRequired || std::any_of(keys.begin(), keys.end(), [&line](const auto& key) {
-                return line.key.matches(key);
-            }))
+        if (!line.isRequired || isAnyMatched(line.key, keys))
             continue;
         findings.push_back(
             {Check::REQUIRED, Subject::KEY, 0,

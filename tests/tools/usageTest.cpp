@@ -25,15 +25,15 @@ TEST_F(Usage, HelpNamesTheSubcommandsAndTheStatuses)
     const ProcessResult result = varnix({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* word :
-         {"build", "dump", "diff", "check", "install", "audit", "get", "explain", "Exit status"})
+    for (const char* word : {"build", "dump", "diff", "check", "install", "audit", "generate",
+                             "get", "explain", "Exit status"})
         EXPECT_THAT(result.out, HasSubstr(word));
 }
 
 TEST_F(Usage, EverySubcommandHasHelp)
 {
     for (const char* command :
-         {"build", "dump", "diff", "check", "install", "audit", "get", "explain"}) {
+         {"build", "dump", "diff", "check", "install", "audit", "generate", "get", "explain"}) {
         const ProcessResult result = varnix({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_THAT(result.out, HasSubstr(command));

@@ -52,12 +52,15 @@ void addDump(CLI::App& app, Status& status);
 void addDiff(CLI::App& app, Status& status);
 void addCheck(CLI::App& app, Status& status);
 void addAudit(CLI::App& app, Status& status);
-void addGet(CLI::App& app, Status& status);
+void addGenerate(CLI::App& app, Status& status);
 void addExplain(CLI::App& app, Status& status);
 void addInstall(CLI::App& app, Status& status);
+void addTry(CLI::App& app, Status& status);
+/** All those that need the library; a build without it has them say so. */
+void addNodeCommands(CLI::App& app, Status& status);
+void addGet(CLI::App& app, Status& status);
 void addPs(CLI::App& app, Status& status);
 void addTrace(CLI::App& app, Status& status);
-void addTry(CLI::App& app, Status& status);
 void addWrite(CLI::App& app, Status& status);
 void addWatch(CLI::App& app, Status& status);
 

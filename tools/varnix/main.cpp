@@ -47,11 +47,10 @@ Status fail(Status status, const std::string& text, bool asDocument)
 
 void addSubcommands(CLI::App& app, Status& status)
 {
-    for (const auto add :
-         {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
-          Varnix::Tool::addCheck, Varnix::Tool::addGet, Varnix::Tool::addExplain,
-          Varnix::Tool::addPs, Varnix::Tool::addTrace, Varnix::Tool::addTry, Varnix::Tool::addWrite,
-          Varnix::Tool::addWatch, Varnix::Tool::addInstall, Varnix::Tool::addAudit})
+    for (const auto add : {Varnix::Tool::addBuild, Varnix::Tool::addDump, Varnix::Tool::addDiff,
+                           Varnix::Tool::addCheck, Varnix::Tool::addInstall,
+                           Varnix::Tool::addExplain, Varnix::Tool::addAudit, Varnix::Tool::addTry,
+                           Varnix::Tool::addGenerate, Varnix::Tool::addNodeCommands})
         add(app, status);
 }
 
