@@ -53,6 +53,18 @@ protected:
     std::string config;
 };
 
+TEST_F(Try, AValueThatASchemaDoesNotAllowIsRefusedWithBothPlaces)
+{
+    write("s", "/gain U16 0..63\n/label CHAR deprecated\n");
+    const auto against = [this](const std::vector<std::string>& words) {
+        return tried(words, {"--schema", "s"});
+    };
+    expectResult(against({"/gain", "64"}), 1, config + "\trefused: 64 is above 63 (s:1)\n", "");
+    expectResult(against({"/gain", "63"}), 0, config + "\t1 2 3 -> 63 2 3\n", "");
+    EXPECT_EQ(against({"/label", "-c", "new"}).status, 0);
+    EXPECT_EQ(tried({"/offset", "1"}, {"--schema", "s", "--closed"}).status, 1);
+}
+
 TEST_F(Try, AWriteThatIsTakenShowsTheOldAndTheNewValue)
 {
     expectTaken({"/gain", "7"}, "1 2 3 -> 7 2 3");

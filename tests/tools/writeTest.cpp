@@ -9,6 +9,7 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
@@ -180,6 +181,25 @@ TEST_F(Write, WhatNoConfigurationTakesIsNotSentButByForce)
     EXPECT_THAT(lineOf(pid), HasSubstr("\t1 writes\t"));
     EXPECT_EQ(written({"/gain", "4"}, {"--config", first, "--config", second}).status, 0);
     EXPECT_THAT(written({"/gian", "4"}, {"--config", second}).err, HasSubstr("the nearest: /gain"));
+}
+
+TEST_F(Write, WhatASchemaRefusesIsNotSentButByForce)
+{
+    write("s", "/gain U16 0..63\n");
+    startServer();
+    const std::string pid = subscribe({second});
+    const ProcessResult kept =
+        written({"/gain", "64"}, {"--config", second, "--schema", m_directory / "s"});
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_THAT(kept.err, AllOf(HasSubstr("not sent"), HasSubstr("refused: 64 is above 63 ("),
+                                HasSubstr("s:1)")));
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
+    EXPECT_EQ(written({"/gain", "63"}, {"--config", second, "--schema", m_directory / "s"}).status,
+              0);
+    EXPECT_EQ(
+        written({"/gain", "64"}, {"--force", "--config", second, "--schema", m_directory / "s"})
+            .status,
+        0);
 }
 
 TEST_F(Write, AsADocumentSaysTheSame)

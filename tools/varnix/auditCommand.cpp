@@ -93,7 +93,7 @@ private:
 
 Status audit(const AuditOptions& options)
 {
-    FileCache cache({readSchemas(options.schemas.paths), options.schemas.coverage()});
+    FileCache cache(judgementOf(options.schemas));
     const Status ofSchemas = judgeSchemas(cache.judgement().schema);
     const NodeAuditor auditor(options.rules, cache);
     AuditOutput output(options);

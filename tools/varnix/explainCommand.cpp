@@ -83,7 +83,7 @@ bool isRefusedBySchema(const std::vector<NodeFinding>& findings)
 
 Status runExplain(const ExplainOptions& options)
 {
-    const Judgement judgement{readSchemas(options.schemas.paths), options.schemas.coverage()};
+    const Judgement judgement = judgementOf(options.schemas);
     const Explanation explanation = explanationOf(options, plainReader(judgement));
     const std::vector<std::string> keys = keysOf(options, explanation);
     std::vector<NodeFinding> findings = findingsIn(judgement.schema);

@@ -11,7 +11,7 @@
 
 namespace Varnix::Tool {
 
-void addSchemaOptions(CLI::App& command, SchemaOptions& options)
+CLI::Option* addSchemaOptions(CLI::App& command, SchemaOptions& options)
 {
     CLI::Option* const schema =
         command
@@ -23,6 +23,12 @@ void addSchemaOptions(CLI::App& command, SchemaOptions& options)
         .add_flag("--closed", options.isClosed,
                   "A key that no line of a schema describes is an error")
         ->needs(schema);
+    return schema;
+}
+
+Judgement judgementOf(const SchemaOptions& options)
+{
+    return {readSchemas(options.paths), options.coverage()};
 }
 
 Schema::Schema readSchemas(const std::vector<std::string>& paths)

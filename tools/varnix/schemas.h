@@ -2,6 +2,7 @@
 #define VARNIX_TOOL_SCHEMAS_H
 
 #include "command.h"
+#include "databaseFile.h"
 #include "schema/report.h"
 
 #include <set>
@@ -22,8 +23,11 @@ struct SchemaOptions
     }
 };
 
-/** Adds `--schema` and `--closed` to a command. */
-void addSchemaOptions(CLI::App& command, SchemaOptions& options);
+/** Adds `--schema` and `--closed` to a command. Returns the first. */
+CLI::Option* addSchemaOptions(CLI::App& command, SchemaOptions& options);
+
+/** The schemas to hold something against; Failure with UNREADABLE or INVALID. */
+Judgement judgementOf(const SchemaOptions& options);
 
 /** All schemas as one; Failure with UNREADABLE or INVALID. */
 Schema::Schema readSchemas(const std::vector<std::string>& paths);

@@ -1,6 +1,7 @@
 #ifndef VARNIX_TOOL_TRIEDDATABASE_H
 #define VARNIX_TOOL_TRIEDDATABASE_H
 
+#include "databaseFile.h"
 #include "dbfile/comparison.h"
 #include "nodePlace.h"
 #include "trial.h"
@@ -20,11 +21,11 @@ struct TriedDatabase
 };
 
 /**
- * The databases of a client of `config` that hold the key. Failure with NO where none does, and as
- * explain() fails where the client gets no database.
+ * The databases of a client of `config` that hold the key; a schema's refusal is one as well.
+ * Failure with NO where none does, and as explain() fails where the client gets no database.
  */
 std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial,
-                                   const NodePlace& place = {});
+                                   const NodePlace& place = {}, const Judgement& judgement = {});
 
 /** Whether none would refuse. */
 inline bool isTaken(const std::vector<TriedDatabase>& databases)

@@ -2,6 +2,7 @@
 #include "document.h"
 #include "effectText.h"
 #include "nodePlace.h"
+#include "schemas.h"
 #include "trial.h"
 #include "triedDatabase.h"
 #include "words.h"
@@ -22,6 +23,7 @@ struct TryOptions
 {
     bool json = false;
     NodePlace place;
+    SchemaOptions schemas;
     std::string config;
 };
 
@@ -35,7 +37,8 @@ Json documentOf(const TriedDatabase& database)
 Status tryWords(const TryOptions& options, const std::vector<std::string>& words)
 {
     const Trial trial(words);
-    const std::vector<TriedDatabase> databases = triedOn(options.config, trial, options.place);
+    const std::vector<TriedDatabase> databases =
+        triedOn(options.config, trial, options.place, judgementOf(options.schemas));
     if (options.json) {
         Json document{{"config", options.config},
                       {"key", trial.key()},
@@ -60,6 +63,7 @@ void addTry(CLI::App& app, Status& status)
         "try", "Show what an operator's words would do to a client, and send nothing");
     command->add_flag("--json", options->json, "Print one JSON document");
     addNodeOptions(*command, options->place, nullptr);
+    addSchemaOptions(*command, options->schemas);
     command->add_option("config", options->config, "The component's configuration file")
         ->type_name("CONFIG")
         ->required();

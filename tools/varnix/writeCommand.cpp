@@ -4,6 +4,7 @@
 #include "dbfile/shown.h"
 #include "document.h"
 #include "effectText.h"
+#include "schemas.h"
 #include "trial.h"
 #include "triedDatabase.h"
 #include "words.h"
@@ -35,6 +36,7 @@ struct WriteOptions
     bool json = false;
     bool force = false;
     std::vector<std::string> configs;
+    SchemaOptions schemas;
 };
 
 /** A subscriber and what became of the write in it. */
@@ -49,11 +51,12 @@ struct Result
 /** Tries the words on each configuration, where there are any; Failure where nothing takes them. */
 void tryFirst(const WriteOptions& options, const Trial& trial)
 {
+    const Judgement judgement = judgementOf(options.schemas);
     bool taken = options.configs.empty() || options.force;
     std::string refusals;
     for (const std::string& config : options.configs)
         try {
-            for (const TriedDatabase& database : triedOn(config, trial)) {
+            for (const TriedDatabase& database : triedOn(config, trial, {}, judgement)) {
                 taken = taken || !database.effect.refusal;
                 refusals.append("\n").append(lineOf(database));
             }
@@ -191,12 +194,15 @@ void addWrite(CLI::App& app, Status& status)
         "write", "Hand an operator's words to the running server and show what they did");
     command->add_flag("--json", options->json, "Print one JSON document");
     command->add_flag("--force", options->force, "Send the words though nothing would take them");
-    command
-        ->add_option("--config", options->configs,
-                     "Try the words first on a client of this configuration file, and do not send "
-                     "them where nothing would take them; may be given several times")
-        ->type_name("CONFIG")
-        ->allow_extra_args(false);
+    CLI::Option* const config =
+        command
+            ->add_option(
+                "--config", options->configs,
+                "Try the words first on a client of this configuration file, and do not send "
+                "them where nothing would take them; may be given several times")
+            ->type_name("CONFIG")
+            ->allow_extra_args(false);
+    addSchemaOptions(*command, options->schemas)->needs(config);
     addWords(*command);
     command->callback([options, command, &status] { status = write(*options, wordsOf(*command)); });
 }
