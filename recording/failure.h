@@ -13,6 +13,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** This user has no place for recordings; the text says what to do, and nothing is to be installed.
+ */
+class NoPlace : public Failure
+{
+public:
+    using Failure::Failure;
+};
+
 inline void require(bool done, const char* what)
 {
     if (!done)

@@ -12,9 +12,11 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include <fcntl.h>
 #include <lttng/lttng.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -33,15 +35,32 @@ bool daemonAnswers()
     return lttng_session_daemon_alive() == 1;
 }
 
+/** The directory in which LTTng makes one for an ordinary user's daemon. */
+fs::path homeOfUser()
+{
+    for (const char* const name : {"LTTNG_HOME", "HOME"})
+        if (const char* const home = std::getenv(name))
+            return home;
+    const passwd* const user = ::getpwuid(::geteuid());
+    return user != nullptr ? user->pw_dir : "/nonexistent";
+}
+
 /** Where the daemon of this user keeps its sockets; LTTng fixes the places. */
 fs::path daemonDirectory()
 {
-    if (::geteuid() == 0)
-        return "/var/run/lttng";
-    for (const char* const name : {"LTTNG_HOME", "HOME"})
-        if (const char* const home = std::getenv(name))
-            return fs::path(home) / ".lttng";
-    return "/nonexistent/.lttng";
+    return ::geteuid() == 0 ? fs::path("/var/run/lttng") : homeOfUser() / ".lttng";
+}
+
+/** Throws NoPlace where a daemon of this user could not keep its sockets. */
+void requireDirectory()
+{
+    const fs::path directory = daemonDirectory();
+    if (::geteuid() == 0 || ::access(directory.c_str(), W_OK) == 0 ||
+        (errno == ENOENT && ::access(directory.parent_path().c_str(), W_OK) == 0))
+        return;
+    const std::string reason = std::generic_category().message(errno);
+    throw NoPlace("the directory " + directory.string() + " cannot be used: " + reason +
+                  "\nName one of your own in LTTNG_HOME.");
 }
 
 std::optional<pid_t> daemonId()
@@ -81,6 +100,7 @@ void startDaemon(DaemonUse use)
 {
     if (daemonAnswers())
         return;
+    requireDirectory();
     if (use == DaemonUse::WHILE_RECORDING)
         ::setenv(markName, markValue, 1);
     std::string problem = "it does not answer";

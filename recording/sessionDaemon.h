@@ -27,7 +27,10 @@ private:
     DbFile::Descriptor m_directory;
 };
 
-/** Starts a session daemon where none answers; throws Failure where none can be started. */
+/**
+ * Starts a session daemon where none answers. Throws NoPlace where this user has no directory for
+ * its sockets, and Failure where none can be started otherwise.
+ */
 void startDaemon(DaemonUse use);
 
 /** Ends the daemon if it was started WHILE_RECORDING and has no session left. */

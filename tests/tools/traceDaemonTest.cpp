@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include <grp.h>
 #include <nlohmann/json.hpp>
 #include <sched.h>
 #include <sys/mount.h>
@@ -11,6 +12,7 @@ namespace Varnix::Test {
 namespace {
 
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 /** Runs the command where no session daemon runs. */
@@ -95,6 +97,65 @@ TEST_F(TraceDaemon, ThatIsNotInstalledMakesTheNodeUnusable)
     const ProcessResult document = alone("PATH=/nowhere; $TOOL trace --json");
     EXPECT_EQ(document.status, 5);
     EXPECT_EQ(nlohmann::json::parse(document.out)["errors"][0]["status"], 5);
+}
+
+/** An ordinary user, who is in no group of LTTng's and has a directory. */
+class TraceUser : public ToolTest
+{
+protected:
+    static constexpr uid_t nobody = 65534;
+
+    TraceUser() { static_cast<void>(::chown(m_directory.path().c_str(), nobody, nobody)); }
+
+    /** A shell's script in the directory, with TOOL the command. */
+    ProcessResult asUser(const std::string& script, const std::string& home)
+    {
+        ProcessSetup setup;
+        setup.directory = m_directory.path();
+        setup.environment = {"TOOL=" VARNIX_TOOL, "LTTNG_HOME", "HOME=" + home,
+                             "LTTNG_UST_REGISTER_TIMEOUT=-1"}; // a loaded machine takes long
+        if (::geteuid() == 0)
+            setup.before = [] {
+                if (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)
+                    ::_exit(notPermitted);
+            };
+        return run({"/bin/sh", "-c", "$TOOL --version >/dev/null || exit 99; " + script}, setup);
+    }
+
+    static bool isPermitted(const ProcessResult& result)
+    {
+        if (result.status == notPermitted)
+            std::puts("not permitted here: another user who runs the command");
+        return result.status != notPermitted;
+    }
+
+    static constexpr int notPermitted = 99;
+};
+
+TEST_F(TraceUser, RecordsProcessesOfTheirOwn)
+{
+    const ProcessResult result =
+        asUser("$TOOL trace -- $TOOL get absent.cfg /a 2>/dev/null; echo $?; "
+               "test ! -e .lttng/lttng-sessiond.pid && echo ended",
+               m_directory.path());
+    if (!isPermitted(result))
+        return;
+    EXPECT_THAT(result.out, HasSubstr("INFO Initializing database from config file: absent.cfg\n"));
+    EXPECT_THAT(result.out, EndsWith("\n5\nended\n")) << "the status is that of the command";
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(TraceUser, WithoutADirectoryIsToldToNameOne)
+{
+    for (const auto& [home, reason] : {std::pair("/absent", "No such file or directory"),
+                                       std::pair("/proc", "Permission denied")}) {
+        const ProcessResult result = asUser("$TOOL trace -- true", home);
+        if (isPermitted(result))
+            expectResult(result, 5, "",
+                         std::string("varnix: LTTng cannot be used: the directory ") + home +
+                             "/.lttng cannot be used: " + reason +
+                             "\nName one of your own in LTTNG_HOME.\n");
+    }
 }
 
 } // namespace

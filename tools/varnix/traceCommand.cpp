@@ -10,6 +10,7 @@ namespace Varnix::Tool {
 
 namespace {
 
+constexpr const char* unusable = "varnix: LTTng cannot be used: ";
 constexpr const char* packages = "lttng-tools babeltrace2";
 
 Status trace(const TraceOptions& options)
@@ -25,8 +26,10 @@ Status trace(const TraceOptions& options)
         const int status = TraceRun(options, signals, printer).run(options);
         printer.end();
         return static_cast<Status>(status);
+    } catch (const Recording::NoPlace& failure) {
+        return fail(std::string(unusable) + failure.what());
     } catch (const Recording::Failure& failure) {
-        return fail(std::string("varnix: LTTng cannot be used: ") + failure.what() +
+        return fail(std::string(unusable) + failure.what() +
                     "\nInstall what it takes: apt-get install " + packages);
     }
 }
