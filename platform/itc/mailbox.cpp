@@ -186,7 +186,7 @@ void Mailbox::watch(int fd, Source source, std::uint32_t key, std::uint32_t even
     epoll_event event{};
     event.events = events;
     event.data.u64 = std::uint64_t{static_cast<std::uint32_t>(source)} << 32 | key;
-    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0 && errno != EEXIST)
+    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, fd, &event) != 0)
         throwErrno("cannot wait for a mailbox's events");
 }
 
@@ -227,7 +227,12 @@ bool Mailbox::acceptOne()
     if (m_directory.isOwnUser(m_accepted.get())) {
         const int fd = m_accepted.get();
         watch(fd, Source::INLET, static_cast<std::uint32_t>(fd), EPOLLIN);
-        m_inlets.try_emplace(fd, std::move(m_accepted));
+        try {
+            m_inlets.try_emplace(fd, std::move(m_accepted));
+        } catch (...) {
+            unwatch(fd); // it would be reported without end
+            throw;
+        }
         readInlet(fd);
     }
     m_accepted = {};

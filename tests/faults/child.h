@@ -3,6 +3,7 @@
 
 #include "tests/support/waitUntil.h"
 
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -12,17 +13,36 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// What the tracing library's own preloaded fork calls; no header of it has them.
+extern "C" {
+void lttng_ust_before_fork(sigset_t* signals);
+void lttng_ust_after_fork_parent(sigset_t* signals);
+}
+
 namespace Varnix::Test {
 
 /** A child that takes longer than this hangs. */
 inline const unsigned childSeconds = 120 * slowness();
+
+/**
+ * Forks while no thread of the tracing library is at work: the child, which has no such thread,
+ * would wait for its lock for ever when it ends.
+ */
+inline pid_t forkBetweenTraces()
+{
+    sigset_t signals;
+    lttng_ust_before_fork(&signals);
+    const pid_t child = ::fork();
+    lttng_ust_after_fork_parent(&signals); // in the child, too, which is to trace nothing
+    return child;
+}
 
 /** Starts a process of the test's own that runs `body` and ends as a program does. */
 template <typename Body>
 pid_t startChild(const Body& body)
 {
     std::fflush(nullptr);
-    const pid_t child = ::fork();
+    const pid_t child = forkBetweenTraces();
     if (child == 0) {
         ::alarm(childSeconds);
         body();
