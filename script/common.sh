@@ -20,7 +20,7 @@ packages_build="g++ cmake ninja-build pkg-config liblttng-ust-dev liblttng-ctl-d
 packages_trace="lttng-tools babeltrace2"
 packages_test="make libgtest-dev libgmock-dev valgrind binutils python3 git spin
     man-db bash-completion zsh fish abigail-tools libglib2.0-dev libasio-dev catch2
-    python3-venv python3-pip python3-setuptools python3-wheel libxml2-utils"
+    python3-venv python3-pip python3-setuptools python3-wheel libxml2-utils parallel"
 packages_package="debhelper dh-python python3 dpkg-dev lintian fakeroot git"
 packages_aarch64_build="g++-aarch64-linux-gnu pkg-config:arm64 liblttng-ust-dev:arm64
     liblttng-ctl-dev:arm64
