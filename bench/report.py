@@ -5,13 +5,12 @@ Prints the tables; with --publish also puts them into the document, between its 
 the charts beside it.
 """
 
-import json
-import math
 import pathlib
 import subprocess
 import sys
 
 from chart import bar_chart
+from figures import Results, slope, table, times
 
 VALUES = ("U32x4", "text24", "U8x1024", "U16x512")
 PEERS = ("tinycdb", "LMDB", "GKeyFile", "libconfig", "SQLite")
@@ -26,41 +25,6 @@ LOADERS = (("floor", "the file read and copied once"),
            ("GKeyFile", "a text parsed"),
            ("libconfig", "a text parsed"))
 MARKS = ("<!-- results -->\n", "<!-- end of results -->\n")
-
-
-class Results:
-    """The medians of every benchmark, by its name without what the harness appends."""
-
-    def __init__(self, directory):
-        self.medians = {}
-        for path in sorted(directory.glob("*.json")):
-            for run in json.loads(path.read_text())["benchmarks"]:
-                if run.get("aggregate_name") == "median":
-                    self.medians[self.plain_name(run["run_name"])] = run
-
-    @staticmethod
-    def plain_name(name):
-        parts = [p for p in name.split("/") if not p.startswith(("iterations:", "repeats:"))]
-        return "/".join(p for p in parts if p not in ("manual_time", "real_time"))
-
-    def __contains__(self, name):
-        return name in self.medians
-
-    def get(self, name, field="cpu_time"):
-        return self.medians[name][field]
-
-    def ratio(self, name, floor, field="cpu_time"):
-        return self.get(name, field) / self.get(floor, field)
-
-
-def table(head, rows):
-    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
-    lines += ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows]
-    return "\n".join(lines) + "\n"
-
-
-def times(ratio):
-    return f"{ratio:.2f}" if ratio < 10 else f"{ratio:.0f}"
 
 
 def reads(results):
@@ -152,11 +116,6 @@ def growth_of(results, before, after, field):
             for number in numbers]
 
 
-def slope(few, many):
-    """The exponent of a growth from one (number, time, ...) to another: 1 is in proportion."""
-    return math.log(many[1] / few[1]) / math.log(many[0] / few[0])
-
-
 def growth(results):
     rows = []
     for what, before, after, field in GROWTHS:
@@ -222,6 +181,33 @@ def others(results):
     return table(["what", "costs", ""], rows)
 
 
+def audited(results):
+    """The numbers of nodes that were judged."""
+    return sorted(int(name.split("/")[1]) for name in results.medians
+                  if name.startswith("audit/") and name.endswith("/all"))
+
+
+def audits(results):
+    rows = []
+    for nodes in audited(results):
+        seconds = {jobs: results.get(f"audit/{nodes}/{jobs}", "real_time") / 1e3
+                   for jobs in ("one", "all")}
+        explains = nodes * results.get("audit/explain", "real_time") / 1e3
+        rows.append([f"{nodes:,}", f"{seconds['one']:.2f}", f"{seconds['all']:.2f}",
+                     f"{results.get(f'audit/{nodes}/all', 'resident_mib'):.0f}",
+                     f"{explains:.1f}", times(explains / seconds["all"])])
+    return table(["nodes, each three files of 300 parameters", "one at a time, s", "on all cores, s",
+                  "MiB", "a process of `varnix explain` each, s", "× all cores"], rows)
+
+
+def audit_goals(results):
+    nodes = audited(results)
+    points = [(count, results.get(f"audit/{count}/all", "real_time")) for count in nodes]
+    return [("1,000 nodes judged on all cores, s", dict(points)[1000] / 1e3, 2, True),
+            ("the growth of that time to 10,000 nodes (1: in proportion)", slope(points[-2], points[-1]),
+             1.15, True)]
+
+
 def read_goals(results):
     read = {v: results.ratio(f"read/{v}/varnix", f"read/{v}/floor") for v in VALUES}
     production, missing = (results.ratio(f"read/U32x4/{which}", "read/U32x4/floor")
@@ -276,6 +262,8 @@ def goals(results):
     if "inspection/get" in results:
         rows.append(("varnix get --pid on 100,000 parameters, from start to end, ms",
                      results.get("inspection/get", "real_time"), 20, True))
+    if audited(results):
+        rows += audit_goals(results)
     return table(["goal", "measured", "limit", ""],
                  [[what, f"{measured:.2f}", ("at most " if less else "at least ") + str(limit),
                    "met" if (measured <= limit) == less or measured == limit else "**not met**"]
@@ -299,7 +287,7 @@ def machine():
 SECTIONS = (("Goals", goals), ("Reads", reads), ("How a read ends", outcomes),
             ("Every overload", overloads), ("In parallel", parallel), ("Loading", loads), ("Growth", growth),
             ("Loading, beside others", loads_of_others), ("Waiting writers", writes),
-            ("The rest", others))
+            ("Judging nodes", audits), ("The rest", others))
 
 
 def charts(results, directory):
