@@ -3,6 +3,7 @@
 #include "dbfile/shown.h"
 #include "regularFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -20,6 +21,9 @@ std::string whyNot(ReadResult result, const std::string& path, int error)
     return "cannot read " + DbFile::shown(path) + ": " +
            (result == ReadResult::TOO_LARGE ? "it is too large" : "it is not a regular file");
 }
+
+/** A small file counts as so many bytes, since what is made of it takes more than its own. */
+constexpr std::size_t leastSize = 4096;
 
 } // namespace
 
@@ -57,16 +61,21 @@ FileCache::Content FileCache::find(std::string_view image)
     return found->second->content;
 }
 
+std::size_t FileCache::sizeOf(const Entry& entry) noexcept
+{
+    return std::max(entry.image.size(), leastSize);
+}
+
 void FileCache::keep(Entry entry)
 {
     const std::lock_guard lock(m_mutex);
     if (m_byImage.contains(entry.image))
         return; // another thread was faster
-    m_kept += entry.image.size();
+    m_kept += sizeOf(entry);
     m_entries.push_front(std::move(entry));
     m_byImage.emplace(m_entries.front().image, m_entries.begin());
     while (m_kept > m_size) {
-        m_kept -= m_entries.back().image.size();
+        m_kept -= sizeOf(m_entries.back());
         m_byImage.erase(m_entries.back().image);
         m_entries.pop_back();
     }

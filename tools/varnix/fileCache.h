@@ -39,6 +39,8 @@ private:
         Content content;
     };
 
+    static std::size_t sizeOf(const Entry& entry) noexcept;
+
     Content judged(std::string image);
     /** Null where it is not kept. */
     Content find(std::string_view image);
