@@ -49,8 +49,31 @@ TEST_F(Write, ARefusalBySomeDatabaseIsNo)
                  "");
 }
 
+TEST_F(Write, ARefusalIsNoThoughTheNextDatabaseTakesIt)
+{
+    startServer();
+    const std::string pid = subscribe({second, first});
+    expectResult(written({"/gain", "5", "6"}), 1,
+                 pid + "\tholder\t" + second +
+                     " refused: Can not update a key with 1 values, with  2 values\t" + first +
+                     " 1 2 -> 5 6\n",
+                 "");
+}
+
 TEST_F(Write, AKeyThatNoSubscriberHasIsSaidWithTheNearest)
 {
+    startServer();
+    const std::string pid = subscribe({first});
+    expectResult(written({"/gian", "1"}), 1, pid + "\tholder\tno such key\n",
+                 "varnix: no database holds /gian; the nearest: /gain /board /label\n");
+}
+
+TEST_F(Write, AKeyOfAProcessThatDidNotSubscribeIsNotNamed)
+{
+    const TemporaryDirectory elsewhere;
+    const std::string config = configuration("other", DbBuilder().u16("/gian1", {1}));
+    Child other({"/usr/bin/env", "VARNIX_ITC_DIR=" + elsewhere.path().string(), HOLDER, config});
+    EXPECT_EQ(other.out().line(), "ready");
     startServer();
     const std::string pid = subscribe({first});
     expectResult(written({"/gian", "1"}), 1, pid + "\tholder\tno such key\n",
@@ -89,6 +112,17 @@ TEST_F(Write, ASubscriberThatIsDroppedIsNotSentIt)
     EXPECT_EQ(written({"/gain", "4"}).status, 1);
     expectResult(written({"/gain", "5"}), 1,
                  pid + "\tholder\tnot sent: too much waits for it, and it is dropped\n", "");
+}
+
+TEST_F(Write, ASubscriberThatCannotBeLookedAtSaysWhy)
+{
+    startServer();
+    Child subscriber({TEST_SUBSCRIBER});
+    const std::string pid = std::to_string(subscriber.id());
+    subscriber.out().readUntil("subscribed");
+    expectResult(written({"/gain", "1"}), 1,
+                 pid + "\tdbcsi_test_subscriber\tprocess " + pid + " does not use the library\n",
+                 "");
 }
 
 TEST_F(Write, ASubscriptionThatIsConfirmedAgainKeepsItsCount)

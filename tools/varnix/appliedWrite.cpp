@@ -3,7 +3,6 @@
 #include "inspection/notInspected.h"
 
 #include <algorithm>
-#include <set>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -113,14 +112,15 @@ AppliedProcess ValuesBefore::appliedIn(const Subscriber& subscriber, const Trial
     return applied;
 }
 
-std::vector<std::string> ValuesBefore::keys() const
+std::vector<std::string> ValuesBefore::keysOf(const std::set<pid_t>& processes) const
 {
     std::set<std::string> configs;
     std::set<std::string> keys;
     for (const Subscriber& subscriber : m_subscribers)
         for (const Inspection::StoreView& store : subscriber.stores)
             try {
-                if (!configs.insert(store.config).second)
+                if (!processes.contains(subscriber.process.id()) ||
+                    !configs.insert(store.config).second)
                     continue;
                 const auto parameters = subscriber.process.parameters(store);
                 for (const Inspection::ParameterView& parameter :

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <list>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,7 +46,7 @@ struct Handled
     std::uint64_t writes; ///< over it
 };
 
-/** The values of one key in all processes that are subscribed. */
+/** The values of one key in all processes that have a registry. */
 class ValuesBefore
 {
 public:
@@ -57,8 +58,8 @@ public:
     /** Waits until `end` at most for the process, and says what `trial`'s write did. */
     AppliedProcess after(const Handled& handled, const Trial& trial, Clock::time_point end) const;
 
-    /** The keys of their databases, those of equal configuration files once. */
-    std::vector<std::string> keys() const;
+    /** The keys that these processes have; of databases with equal configuration files once. */
+    std::vector<std::string> keysOf(const std::set<pid_t>& processes) const;
 
 private:
     /** The parameter in one database. */

@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -135,8 +136,11 @@ std::optional<Failure> failureOf(const std::vector<Result>& results, const Trial
     const auto hasNoSuchKey = [](const Result& result) { return result.hasNoSuchKey(); };
     if (results.empty())
         return Failure(Status::NO, "varnix: the server has no subscriber");
+    std::set<pid_t> processes;
+    for (const Result& result : results)
+        processes.insert(result.receiver.process);
     if (std::all_of(results.begin(), results.end(), hasNoSuchKey))
-        return noSuchKey(trial.key(), before.keys());
+        return noSuchKey(trial.key(), before.keysOf(processes));
     return std::nullopt;
 }
 
