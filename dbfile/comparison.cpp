@@ -1,47 +1,46 @@
 #include "dbfile/comparison.h"
 
 #include <set>
+#include <utility>
 
 namespace Varnix::DbFile {
 
 namespace {
 
-std::optional<Value> find(const std::map<std::string, Value>& values, const std::string& key)
+Store storeOf(const std::vector<Record>& records)
 {
-    const auto found = values.find(key);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
+    Store store;
+    store.populate(records);
+    return store;
+}
+
+std::optional<StoredValue> copyOf(const StoredValue* value)
+{
+    return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+/** Whether a client finds the same; the records may say it in different ways. */
+bool isSame(const std::optional<StoredValue>& a, const std::optional<StoredValue>& b)
+{
+    return a && b && a->value == b->value;
 }
 
 } // namespace
 
-std::map<std::string, Value> parameters(const std::vector<Record>& records)
-{
-    std::map<std::string, Value> values;
-    for (const Record& record : records) {
-        if (!isKept(record.key, record.type))
-            continue;
-        const auto [place, isNew] = values.try_emplace(record.key, Value{.type = record.type});
-        if (!record.data.empty())
-            place->second.type = record.type;
-        place->second.data = record.data;
-    }
-    return values;
-}
-
 std::vector<Difference> differences(const std::vector<Record>& first,
                                     const std::vector<Record>& second)
 {
-    const std::map<std::string, Value> firstValues = parameters(first);
-    const std::map<std::string, Value> secondValues = parameters(second);
+    const Store firstStore = storeOf(first);
+    const Store secondStore = storeOf(second);
     std::set<std::string> keys;
-    for (const auto* const values : {&firstValues, &secondValues})
-        for (const auto& [key, value] : *values)
+    for (const Store* const store : {&firstStore, &secondStore})
+        for (const auto& [key, value] : store->values())
             keys.insert(key);
 
     std::vector<Difference> found;
     for (const std::string& key : keys) {
-        Difference difference{key, find(firstValues, key), find(secondValues, key)};
-        if (difference.first != difference.second)
+        Difference difference{key, copyOf(firstStore.find(key)), copyOf(secondStore.find(key))};
+        if (!isSame(difference.first, difference.second))
             found.push_back(std::move(difference));
     }
     return found;

@@ -1,7 +1,7 @@
 #ifndef VARNIX_SCHEMA_JUDGE_H
 #define VARNIX_SCHEMA_JUDGE_H
 
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 #include "schema/checks.h"
 #include "schema/schema.h"
 

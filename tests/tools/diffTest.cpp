@@ -28,6 +28,21 @@ TEST_F(Diff, ShowsBothSidesInTheOrderOfTheKeys)
                  "");
 }
 
+TEST_F(Diff, OfKeysThatNeitherFileGivesATypeIsNothing)
+{
+    DbBuilder().u8("/a", {}).write(m_directory / "one");
+    DbBuilder().text("/a", "").write(m_directory / "two");
+    expectResult(varnix({"diff", "one", "two"}), 0, "", "");
+}
+
+TEST_F(Diff, TellsAnEmptiedValueFromOneWithoutAType)
+{
+    DbBuilder().text("/a", "x").text("/a", "").write(m_directory / "one");
+    DbBuilder().text("/a", "").write(m_directory / "two");
+    expectResult(varnix({"diff", "one", "two"}), 1, "- /a CHAR \"\"\n+ /a empty, without a type\n",
+                 "");
+}
+
 TEST_F(Diff, AsADocumentHasBothSidesOfEveryDifference)
 {
     DbBuilder().u8("/b", {1, 2}).text("/a", "x").write(m_directory / "one");

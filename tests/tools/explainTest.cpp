@@ -164,7 +164,10 @@ TEST_F(Explain, KeyWithNothingButAnEmptyRecordIsAcceptedByNoRead)
     DbBuilder().u8("/empty", {}).write(m_directory / "unit.db");
     const ProcessResult result = explain({"node.cfg", "/empty"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.out, HasSubstr("=> a client gets a type mismatch from every read"));
+    EXPECT_THAT(result.out,
+                HasSubstr("  unit.db     empty, without a type\n"
+                          "  => a client gets a type mismatch from every read: in unit.db it is "
+                          "empty, without a type\n"));
 }
 
 TEST_F(Explain, IdentitiesOfTheCommandLineNeedNoProductionDatabase)

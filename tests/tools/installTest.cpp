@@ -104,6 +104,14 @@ TEST_F(InstallLive, NamesTheProcessesThatHoldTheOldValues)
                               (node / "first.db").string() + '\n');
 }
 
+TEST_F(InstallLive, NamesTheProcessesThatHoldAKeyWithoutAType)
+{
+    const std::string pid = hold({second});
+    DbBuilder().u16("/gain", {3}).u8("/empty", {1}).write(m_directory / "new.db");
+    EXPECT_THAT(varnix({"install", "new.db", node / "second.db"}).out,
+                HasSubstr("process " + pid + " (holder) still holds the old value of /empty in "));
+}
+
 TEST_F(InstallLive, NamesNoProcessWhereNoValueChanges)
 {
     hold({first});

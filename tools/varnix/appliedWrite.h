@@ -1,7 +1,7 @@
 #ifndef VARNIX_TOOL_APPLIEDWRITE_H
 #define VARNIX_TOOL_APPLIEDWRITE_H
 
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 #include "inspection/process.h"
 #include "trial.h"
 

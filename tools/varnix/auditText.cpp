@@ -1,8 +1,8 @@
 #include "auditText.h"
 
 #include "dbfile/shown.h"
-#include "dbfile/sourceLine.h"
 #include "dbfile/sourceValue.h"
+#include "parameterText.h"
 #include "schemas.h"
 
 #include <iostream>
@@ -40,9 +40,8 @@ std::string describe(const NodeDifference& difference)
         return config + (difference.after.kind == Answer::Kind::NO_DATABASE
                              ? "a client gets no database any more"
                              : "a client gets a database again");
-    return config +
-           (DbFile::isPlainKey(difference.key) ? difference.key : DbFile::quoted(difference.key)) +
-           ": " + valueText(difference.before) + " -> " + valueText(difference.after);
+    return config + keyText(difference.key) + ": " + valueText(difference.before) + " -> " +
+           valueText(difference.after);
 }
 
 void AuditText::print(const std::string& node, const NodeVerdict& verdict)

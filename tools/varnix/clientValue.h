@@ -1,7 +1,7 @@
 #ifndef VARNIX_TOOL_CLIENTVALUE_H
 #define VARNIX_TOOL_CLIENTVALUE_H
 
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 
 #include <cstdint>
 #include <string>

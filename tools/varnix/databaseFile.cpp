@@ -17,7 +17,7 @@ FileContent::FileContent(std::string_view image, const Judgement& judgement)
     if (!refusals.empty())
         return;
     records = DbFile::readRecords(image);
-    parameters = DbFile::parameters(records);
+    store.populate(records);
     reports = reportImage(judgement.schema, "", image, judgement.coverage);
 }
 

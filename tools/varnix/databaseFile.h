@@ -1,9 +1,9 @@
 #ifndef VARNIX_TOOL_DATABASEFILE_H
 #define VARNIX_TOOL_DATABASEFILE_H
 
-#include "dbfile/comparison.h"
 #include "dbfile/database.h"
 #include "dbfile/finding.h"
+#include "dbfile/store.h"
 #include "schema/report.h"
 
 #include <functional>
@@ -34,7 +34,8 @@ struct FileContent
     /** What `varnix check` finds. */
     std::vector<DbFile::Finding> defects;
     std::vector<DbFile::Record> records;
-    std::map<std::string, DbFile::Value> parameters;
+    /** What the file alone gives a client. */
+    DbFile::Store store;
     /** What the schemas say; without the file's name. */
     std::vector<Schema::Report> reports;
 

@@ -1,10 +1,10 @@
 #include "command.h"
 #include "dbfile/comparison.h"
 #include "dbfile/decoder.h"
-#include "dbfile/sourceLine.h"
-#include "dbfile/sourceValue.h"
+#include "dbfile/types.h"
 #include "document.h"
 #include "files.h"
+#include "parameterText.h"
 
 #include <iostream>
 #include <memory>
@@ -25,11 +25,36 @@ struct DiffOptions
     std::string second;
 };
 
+/** The value with the type that its record gives where it has none itself. */
+DbFile::Value written(const DbFile::StoredValue& stored)
+{
+    return stored.value.type == DbFile::undefinedType ? DbFile::Value{.type = stored.recordType}
+                                                      : stored.value;
+}
+
+struct Sides
+{
+    std::optional<DbFile::Value> first;
+    std::optional<DbFile::Value> second;
+};
+
+/** Both sides as they are written, unless that hides that one of them has no type. */
+Sides sidesOf(const DbFile::Difference& difference)
+{
+    Sides sides;
+    if (difference.first)
+        sides.first = written(*difference.first);
+    if (difference.second)
+        sides.second = written(*difference.second);
+    if (sides.first == sides.second)
+        return {difference.first->value, difference.second->value};
+    return sides;
+}
+
 void printSide(char sign, const std::string& key, const std::optional<DbFile::Value>& value)
 {
     if (value)
-        std::cout << sign << ' ' << (DbFile::isPlainKey(key) ? key : DbFile::quoted(key)) << ' '
-                  << DbFile::printValue(value->type, value->data) << '\n';
+        std::cout << sign << ' ' << keyText(key) << ' ' << valueText(*value) << '\n';
 }
 
 Json documentOf(const std::optional<DbFile::Value>& value)
@@ -43,10 +68,12 @@ Json documentOf(const std::optional<DbFile::Value>& value)
 Json documentOf(const DiffOptions& options, const std::vector<DbFile::Difference>& differences)
 {
     Json documents = Json::array();
-    for (const DbFile::Difference& difference : differences)
+    for (const DbFile::Difference& difference : differences) {
+        const Sides sides = sidesOf(difference);
         documents.push_back({{"key", difference.key},
-                             {"a", documentOf(difference.first)},
-                             {"b", documentOf(difference.second)}});
+                             {"a", documentOf(sides.first)},
+                             {"b", documentOf(sides.second)}});
+    }
     return {{"a", options.first},
             {"b", options.second},
             {"differences", std::move(documents)},
@@ -56,8 +83,9 @@ Json documentOf(const DiffOptions& options, const std::vector<DbFile::Difference
 void print(const std::vector<DbFile::Difference>& differences)
 {
     for (const DbFile::Difference& difference : differences) {
-        printSide('-', difference.key, difference.first);
-        printSide('+', difference.key, difference.second);
+        const Sides sides = sidesOf(difference);
+        printSide('-', difference.key, sides.first);
+        printSide('+', difference.key, sides.second);
     }
 }
 

@@ -2,7 +2,7 @@
 #define VARNIX_TOOL_DOCUMENT_H
 
 #include "command.h"
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 
 #include <string>
 #include <string_view>

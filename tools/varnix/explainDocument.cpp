@@ -72,13 +72,13 @@ Json answerDocument(const Explanation& explanation, const std::string& key)
 Json keyDocument(const Explanation& explanation, const std::string& key)
 {
     Json production;
-    if (const StoredValue* const found = explanation.productionStore.find(key))
+    if (const DbFile::StoredValue* const found = explanation.productionStore.find(key))
         addValue(production, found->value);
     Json files = Json::array();
     for (const ExplainedFile& file : explanation.files)
-        if (const auto found = file.parameters().find(key); found != file.parameters().end()) {
+        if (const DbFile::StoredValue* const found = file.find(key)) {
             Json document{{"path", file.path}, {"selected", file.selected}};
-            addValue(document, found->second);
+            addValue(document, found->value);
             files.push_back(std::move(document));
         }
     Json document{{"key", key},

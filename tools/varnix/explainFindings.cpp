@@ -111,7 +111,7 @@ void findUnlisted(const Explanation& explanation, const NodePlace& place, Findin
 void findHidden(const Explanation& explanation, Findings& findings)
 {
     for (const auto& [key, hidden] : explanation.componentStore.values()) {
-        const StoredValue* const hiding = explanation.productionStore.find(key);
+        const DbFile::StoredValue* const hiding = explanation.productionStore.find(key);
         if (hiding == nullptr || hiding->value.type == hidden.value.type)
             continue;
         const std::string type = typeText(hidden.value.type);

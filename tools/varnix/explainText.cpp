@@ -1,8 +1,6 @@
 #include "dbfile/shown.h"
-#include "dbfile/sourceLine.h"
-#include "dbfile/sourceValue.h"
-#include "dbfile/types.h"
 #include "explainPrint.h"
+#include "parameterText.h"
 #include "terminal.h"
 
 #include <algorithm>
@@ -15,17 +13,6 @@ namespace Varnix::Tool {
 namespace {
 
 constexpr const char* productionName = "production";
-
-std::string keyText(const std::string& key)
-{
-    return DbFile::isPlainKey(key) ? key : DbFile::quoted(key);
-}
-
-std::string valueText(const DbFile::Value& value)
-{
-    return value.type == DbFile::undefinedType ? "empty, without a type"
-                                               : DbFile::printValue(value.type, value.data);
-}
 
 std::string joined(const std::vector<std::string>& words)
 {
@@ -98,15 +85,15 @@ public:
         std::cout << '\n' << heading(keyText(key)) << '\n';
         std::size_t width = std::string(productionName).size();
         for (const ExplainedFile& file : m_explanation.files)
-            if (file.parameters().contains(key))
+            if (file.find(key) != nullptr)
                 width = std::max(width, DbFile::shown(file.path).size());
-        const StoredValue* const inProduction = m_explanation.productionStore.find(key);
+        const DbFile::StoredValue* const inProduction = m_explanation.productionStore.find(key);
         std::cout << "  " << padded(productionName, width) << "  "
                   << (inProduction == nullptr ? "-" : valueText(inProduction->value)) << '\n';
         for (const ExplainedFile& file : m_explanation.files)
-            if (const auto found = file.parameters().find(key); found != file.parameters().end())
+            if (const DbFile::StoredValue* const found = file.find(key))
                 std::cout << "  " << padded(DbFile::shown(file.path), width) << "  "
-                          << valueText(found->second) << (file.selected ? "" : "  (not selected)")
+                          << valueText(found->value) << (file.selected ? "" : "  (not selected)")
                           << '\n';
         std::cout << "  => " << answerText(m_explanation.answerFor(key)) << '\n';
         if (m_explanation.held)

@@ -25,7 +25,7 @@ void readNode(Explanation& explanation, const NodePlace& place, const FileReader
         refuseEndless(files, read);
     explanation.production = readProduction(files, read);
     if (explanation.production)
-        explanation.productionStore.populate(explanation.production->content->records, 0);
+        explanation.productionStore = explanation.production->content->store;
     std::optional<std::string> alternative;
     if (!place.isWholeNode)
         alternative = ", or give identities with --identity";
@@ -90,10 +90,9 @@ void setValue(Answer& answer, const DbFile::Value& stored)
 
 } // namespace
 
-const std::map<std::string, DbFile::Value>& ExplainedFile::parameters() const noexcept
+const DbFile::StoredValue* ExplainedFile::find(const std::string& key) const
 {
-    static const std::map<std::string, DbFile::Value> none;
-    return content ? content->parameters : none;
+    return content ? content->store.find(key) : nullptr;
 }
 
 bool Explanation::isUsable() const
@@ -105,14 +104,14 @@ bool Explanation::isUsable() const
 
 Answer Explanation::answerFor(const std::string& key) const
 {
-    const StoredValue* const inProduction = productionStore.find(key);
-    const StoredValue* const inComponents = componentStore.find(key);
+    const DbFile::StoredValue* const inProduction = productionStore.find(key);
+    const DbFile::StoredValue* const inComponents = componentStore.find(key);
     Answer answer;
     if (!isUsable()) {
         answer.kind = Answer::Kind::NO_DATABASE;
         return answer;
     }
-    const StoredValue* const found = inProduction != nullptr ? inProduction : inComponents;
+    const DbFile::StoredValue* const found = inProduction != nullptr ? inProduction : inComponents;
     if (found == nullptr)
         return answer;
     setValue(answer, found->value);
@@ -147,7 +146,7 @@ std::vector<std::string> Explanation::keys() const
     if (held)
         for (const auto& [key, value] : held->values)
             found.insert(key);
-    for (const Store* const store : {&productionStore, &componentStore})
+    for (const DbFile::Store* const store : {&productionStore, &componentStore})
         for (const auto& [key, value] : store->values())
             found.insert(key);
     return {found.begin(), found.end()};

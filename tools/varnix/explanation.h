@@ -3,10 +3,9 @@
 
 #include "configFile.h"
 #include "databaseFile.h"
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 #include "nodePlace.h"
 #include "production.h"
-#include "store.h"
 
 #include <cstddef>
 #include <map>
@@ -49,8 +48,8 @@ struct ExplainedFile
     /** Null: it cannot be read. */
     std::shared_ptr<const FileContent> content;
 
-    /** Those of a file that can be used. */
-    const std::map<std::string, DbFile::Value>& parameters() const noexcept;
+    /** What the file alone gives a client for the key; null too where it cannot be used. */
+    const DbFile::StoredValue* find(const std::string& key) const;
 };
 
 /** What a client gets for a key. */
@@ -94,8 +93,8 @@ struct Explanation
     /** The selected ones in the order in which they win, then the others. */
     std::vector<ExplainedFile> files;
 
-    Store productionStore;
-    Store componentStore;
+    DbFile::Store productionStore;
+    DbFile::Store componentStore;
 
     /** Where the explanation is about a running process. */
     std::optional<HeldValues> held;

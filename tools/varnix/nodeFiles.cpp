@@ -57,8 +57,8 @@ bool holdsIdentities(const DatabaseFile& file)
 {
     if (!file.content || file.problem)
         return false;
-    const auto found = file.content->parameters.find(identitiesKey);
-    return found != file.content->parameters.end() && found->second.type == DbFile::charType;
+    const DbFile::StoredValue* const found = file.content->store.find(identitiesKey);
+    return found != nullptr && found->value.type == DbFile::charType;
 }
 
 } // namespace

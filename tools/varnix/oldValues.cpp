@@ -75,8 +75,8 @@ std::set<std::string> heldKeys(const Process& process, const StoreView& store,
         const auto difference = std::lower_bound(
             differences.begin(), differences.end(), held.key,
             [](const DbFile::Difference& a, const std::string& key) { return a.key < key; });
-        if (difference != differences.end() && difference->key == held.key &&
-            difference->first == DbFile::Value{.type = held.type, .data = held.value})
+        if (difference != differences.end() && difference->key == held.key && difference->first &&
+            difference->first->value == DbFile::Value{.type = held.type, .data = held.value})
             keys.insert(held.key);
     }
     return keys;

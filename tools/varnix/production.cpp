@@ -3,7 +3,6 @@
 #include "command.h"
 #include "dbfile/shown.h"
 #include "dbfile/types.h"
-#include "store.h"
 #include "tokenize.h"
 
 #include <algorithm>
@@ -97,9 +96,7 @@ std::vector<std::string> requireIdentities(const std::optional<Production>& prod
                       "varnix: no production database: " + whyNoProduction(files, read) +
                           advice("Name one in the environment", alternative),
                       isAnyReadable(files, read) ? Status::INVALID : Status::UNREADABLE);
-    Store store;
-    store.populate(production->content->records, 0);
-    const StoredValue* const found = store.find(identitiesKey);
+    const DbFile::StoredValue* const found = production->content->store.find(identitiesKey);
     if (found == nullptr || found->value.type != DbFile::charType)
         throw Failure(Status::NODE_UNUSABLE,
                       "varnix: no identities: the production database " +

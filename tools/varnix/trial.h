@@ -1,7 +1,7 @@
 #ifndef VARNIX_TOOL_TRIAL_H
 #define VARNIX_TOOL_TRIAL_H
 
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 #include "writeIndication.h"
 
 #include <cstddef>

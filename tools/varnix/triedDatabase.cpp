@@ -38,9 +38,9 @@ std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial
     if (!explanation.isUsable())
         refuseUnusable(explanation);
     std::vector<TriedDatabase> databases;
-    if (const StoredValue* const found = explanation.productionStore.find(trial.key()))
+    if (const DbFile::StoredValue* const found = explanation.productionStore.find(trial.key()))
         databases.push_back({"", found->value, effectOn(found->value)});
-    if (const StoredValue* const found = explanation.componentStore.find(trial.key()))
+    if (const DbFile::StoredValue* const found = explanation.componentStore.find(trial.key()))
         databases.push_back({config, found->value, effectOn(found->value)});
     if (databases.empty())
         throw noSuchKey(trial.key(), explanation.keys());

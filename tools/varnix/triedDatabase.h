@@ -2,7 +2,7 @@
 #define VARNIX_TOOL_TRIEDDATABASE_H
 
 #include "databaseFile.h"
-#include "dbfile/comparison.h"
+#include "dbfile/store.h"
 #include "nodePlace.h"
 #include "trial.h"
 
