@@ -110,6 +110,25 @@ std::string textOf(const Records& records)
     return text;
 }
 
+TEST(TypeAgreement, ToolsHaveTheTypesOfTheLibrary)
+{
+    std::size_t named = 0;
+    for (const TypeInfo& info : namedTypes) {
+        if (info.type == TypeOfData_t::UNDEFINED)
+            continue;
+        ++named;
+        const DbFile::Type* const type = DbFile::findType(info.name);
+        ASSERT_NE(type, nullptr) << info.name;
+        EXPECT_EQ(type->number, static_cast<std::uint8_t>(info.type)) << info.name;
+        EXPECT_EQ(type->elementSize, info.elementSize) << info.name;
+        if (info.isInteger()) {
+            EXPECT_EQ(type->min, info.min) << info.name;
+            EXPECT_EQ(type->max, info.max) << info.name;
+        }
+    }
+    EXPECT_EQ(named, DbFile::namedTypes.size());
+}
+
 TEST_F(StoreAgreement, ToolsFindInFilesWhatTheLibraryFinds)
 {
     const Records records = recordsOf({0, 4, 9, 10}, {"", "xyz"});

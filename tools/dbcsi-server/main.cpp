@@ -8,6 +8,7 @@
 #include "operator.h"
 #include "server.h"
 #include "settings.h"
+#include "statusHelp.h"
 
 #include <cerrno>
 #include <csignal>
@@ -35,11 +36,7 @@ struct Options
 std::string footer()
 {
     return std::string("Operator commands, one a line on standard input:\n") + Operator::help() +
-           "\nExit status: 0 done, 1 a \"wait\" or \"settle\" ran out of time, or a write did not\n"
-           "reach every subscriber, 2 wrong usage, 3 standard input or the journal cannot be read "
-           "or\n"
-           "standard output not be written, 4 a line of scripted input could not be carried out,\n"
-           "5 mailboxes cannot be used, another server runs, or memory ran out.";
+           '\n' + StatusHelp::text(exitStatusMeanings);
 }
 
 std::unique_ptr<LineSource> lineSource(bool atTerminal, const EndSignals& endSignals)

@@ -1,6 +1,7 @@
 #ifndef VARNIX_TOOL_COMMAND_H
 #define VARNIX_TOOL_COMMAND_H
 
+#include <array>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -13,15 +14,21 @@ namespace Varnix::Tool {
 enum class Status
 {
     DONE = 0,
-    /** The answer is no: a key is absent, a check found something, two files differ. */
     NO = 1,
     WRONG_USAGE = 2,
-    /** A file cannot be opened, read or written. */
     UNREADABLE = 3,
-    /** An input was read and is not valid. */
     INVALID = 4,
-    /** No production database, or no usable configuration. */
     NODE_UNUSABLE = 5,
+};
+
+/** What each means, in its order; varnix(1) says more of some. */
+inline constexpr std::array statusMeanings{
+    "done",
+    "the answer is no",
+    "wrong usage",
+    "a file cannot be opened, read or written",
+    "an input is not valid",
+    "the node cannot be used",
 };
 
 /** Ends a subcommand with a status; the text goes to standard error as it is. */

@@ -3,6 +3,7 @@
 #include "completionValues.h"
 #include "dbfile/shown.h"
 #include "document.h"
+#include "statusHelp.h"
 #include "usage.h"
 #include "words.h"
 
@@ -23,6 +24,7 @@ namespace {
 
 using Varnix::Tool::Failure;
 using Varnix::Tool::Status;
+using Varnix::Tool::statusMeanings;
 
 /** The parser's message, in which words of the command line are as they were given. */
 std::string shownLines(std::string_view text)
@@ -57,17 +59,12 @@ void addSubcommands(CLI::App& app, Status& status)
 Status run(int argc, char** argv)
 {
     const std::span<const char* const> line(argv, static_cast<std::size_t>(argc));
-    // Until the options are known, of which an operator's words are none.
-    if (std::find(line.begin(), line.end(), std::string_view("--json")) != line.end())
-        Varnix::Tool::endWithoutMemory();
-
     CLI::App app("Builds, shows, compares and checks Varnix database files, and reads parameters "
                  "as a client does.",
                  "varnix");
     app.set_version_flag("--version", "varnix " VARNIX_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit status: 0 done; 1 the answer is no; 2 wrong usage; 3 a file cannot be opened, "
-               "read or written; 4 an input is not valid; 5 the node cannot be used.");
+    app.footer(StatusHelp::text(statusMeanings));
 
     Status status = Status::DONE;
     bool asDocument = false;
@@ -79,8 +76,8 @@ Status run(int argc, char** argv)
 
     try {
         asDocument = Varnix::Tool::asksForDocument(app, line);
-        if (!asDocument)
-            std::set_new_handler(nullptr);
+        if (asDocument)
+            Varnix::Tool::endWithoutMemory();
         app.parse(argc, argv);
         return status;
     } catch (const CLI::ParseError& error) {
