@@ -33,6 +33,9 @@ public:
 
     bool struck() const noexcept { return m_asked > m_first; }
 
+    /** How many calls there were. */
+    std::size_t asked() const noexcept { return m_asked; }
+
     /** What is to become of the call that the thread is about to make. */
     static CallEffect next(const char* call) noexcept;
 

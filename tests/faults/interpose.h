@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <type_traits>
 
@@ -22,6 +23,8 @@ Function* realOf(const char* name)
 
 inline bool fails(const CallEffect& effect)
 {
+    if (effect.signal != 0)
+        ::raise(effect.signal);
     if (effect.error != 0)
         errno = effect.error;
     return effect.error != 0;

@@ -18,6 +18,8 @@ ROOMS = {
 }
 # Sources whose path begins so are judged by these instead.
 SOURCES = {
+    "dbfile/replaceFile": ("dbfile_test", "fault_test"),
+    "dbfile/temporaryFile": ("dbfile_test", "fault_test"),
     "src/checksum": ("unit_test",),
     "src/configFile": ("selection_test", "unit_test"),
     "src/configText": ("selection_test", "unit_test"),

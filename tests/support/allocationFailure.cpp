@@ -1,8 +1,11 @@
 #include "tests/support/allocationFailure.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <system_error>
 
 namespace Varnix::Test {
 
@@ -12,6 +15,10 @@ constinit thread_local AllocationFailure* ofThread = nullptr;
 constinit std::atomic<AllocationFailure*> ofProcess{nullptr};
 constinit std::atomic<std::size_t> blocksOfProcess{0};
 constinit thread_local std::size_t blocksOfThread = 0;
+
+constinit std::atomic<std::size_t> largeSize{SIZE_MAX};
+constinit std::atomic<bool> isLargeAsked{false};
+constinit CallEffect largeEffect{}; // written before largeSize, read after it
 
 void* counted(void* memory) noexcept
 {
@@ -59,10 +66,29 @@ void* allocateOrNull(Allocation kind, std::size_t size, Alignment... alignment)
     }
 }
 
-template <typename... Form>
-void* allocateOrThrow(Form... form)
+/** Makes what becomes of an allocation of this size happen. */
+void strikeLarge(std::size_t size)
 {
-    if (void* const memory = allocateOrNull(Allocation::THROWING, form...))
+    const std::size_t large = largeSize;
+    if (size < large)
+        return;
+    const CallEffect effect = largeEffect;
+    isLargeAsked = true;
+    if (effect.waits)
+        largeSize.wait(large);
+    if (effect.error == ENOMEM)
+        throw std::bad_alloc();
+    if (effect.error != 0)
+        throw std::system_error(effect.error, std::generic_category());
+    if (effect.errnoAfter != 0)
+        errno = effect.errnoAfter;
+}
+
+template <typename... Alignment>
+void* allocateOrThrow(std::size_t size, Alignment... alignment)
+{
+    strikeLarge(size);
+    if (void* const memory = allocateOrNull(Allocation::THROWING, size, alignment...))
         return memory;
     throw std::bad_alloc();
 }
@@ -100,6 +126,24 @@ bool AllocationFailure::strikes(Allocation form, std::size_t size) noexcept
 {
     AllocationFailure* const active = ofThread != nullptr ? ofThread : ofProcess.load();
     return active != nullptr && active->counts(form, size);
+}
+
+LargeAllocation::LargeAllocation(std::size_t size, CallEffect effect)
+{
+    isLargeAsked = false;
+    largeEffect = effect;
+    largeSize = size;
+}
+
+LargeAllocation::~LargeAllocation()
+{
+    largeSize = SIZE_MAX;
+    largeSize.notify_all();
+}
+
+bool LargeAllocation::isAsked() const noexcept
+{
+    return isLargeAsked;
 }
 
 std::size_t liveBlocks(AllocationScope scope) noexcept

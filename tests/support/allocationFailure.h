@@ -1,6 +1,8 @@
 #ifndef VARNIX_TESTS_ALLOCATIONFAILURE_H
 #define VARNIX_TESTS_ALLOCATIONFAILURE_H
 
+#include "tests/support/callEffect.h"
+
 #include <atomic>
 #include <cstddef>
 
@@ -60,6 +62,22 @@ private:
     AllocationScope m_scope;
     std::atomic<std::size_t> m_asked{0};
     std::atomic<std::size_t> m_bytes{0};
+};
+
+/**
+ * While it lives, what becomes of every allocation of `size` bytes and more by a throwing form, in
+ * any thread. A failure is std::bad_alloc for ENOMEM and std::system_error for another error.
+ */
+class LargeAllocation
+{
+public:
+    LargeAllocation(std::size_t size, CallEffect effect);
+    ~LargeAllocation();
+    LargeAllocation(const LargeAllocation&) = delete;
+    LargeAllocation& operator=(const LargeAllocation&) = delete;
+
+    /** Whether there was one. */
+    bool isAsked() const noexcept;
 };
 
 /** The blocks that operator new has given and operator delete not taken back. */

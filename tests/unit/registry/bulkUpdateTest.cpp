@@ -1,6 +1,7 @@
 #include "registryFixture.h"
-#include "throwingAllocation.h"
+#include "tests/support/allocationFailure.h"
 
+#include <cerrno>
 #include <stdexcept>
 
 namespace {
@@ -135,7 +136,7 @@ TEST_F(BulkUpdate, RepeatWritesCopies)
 
 TEST_F(BulkUpdate, LargestRepeatIsRefusedByItsParametersSizeInLittleMemory)
 {
-    const ThrowingAllocation little(std::size_t{1} << 20U, AllocationFailure::BAD_ALLOC);
+    const LargeAllocation little(std::size_t{1} << 20U, CallEffect::failing(ENOMEM));
     registry().updateDbs("/n", "5", 0, 16777215);
     const std::string error =
         "ERROR " + storeSites + "Can not update a key with 5 values, with  16777215 values";

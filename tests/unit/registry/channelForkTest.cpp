@@ -1,6 +1,6 @@
 #include "channelTest.h"
+#include "tests/support/allocationFailure.h"
 #include "tests/support/endChild.h"
-#include "throwingAllocation.h"
 
 #include <atomic>
 #include <thread>
@@ -51,7 +51,7 @@ TEST_F(ChannelFork, DoesNotWaitForAWriteThatDoesNotEnd)
     std::atomic<bool> read{false};
     std::thread reader;
     {
-        const HeldAllocation memory(large * sizeof(std::uint16_t));
+        const LargeAllocation memory(large * sizeof(std::uint16_t), CallEffect::waiting());
         reader = std::thread([&] {
             EXPECT_EQ(largeOnes().size(), large);
             read = true;

@@ -1,9 +1,10 @@
 #include "channelTest.h"
+#include "tests/support/allocationFailure.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
-#include "throwingAllocation.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <new>
@@ -31,7 +32,7 @@ TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
 struct Exhaustion
 {
     const char* name;
-    AllocationFailure failure;
+    int error;
     const char* text;
 };
 
@@ -45,9 +46,10 @@ TEST_P(ChannelOutOfMemory, ExceptionIsTracedAndTheThreadGoesOn)
     // Only the word's copy is that large: the message itself is there before the words are read.
     constexpr std::size_t large = 1U << 20U;
     const Bytes indication = writeIndication({"", "", "/unit/gain", std::string(large, '1')});
-    std::unique_ptr<ThrowingAllocation> throwing;
-    m_itc.onReceived(
-        [&] { throwing = std::make_unique<ThrowingAllocation>(large, GetParam().failure); });
+    std::unique_ptr<LargeAllocation> throwing;
+    m_itc.onReceived([&] {
+        throwing = std::make_unique<LargeAllocation>(large, CallEffect::failing(GetParam().error));
+    });
     receives(indication);
     throwing.reset();
     m_itc.onReceived(nullptr);
@@ -58,10 +60,9 @@ TEST_P(ChannelOutOfMemory, ExceptionIsTracedAndTheThreadGoesOn)
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, ChannelOutOfMemory,
-                         testing::Values(Exhaustion{"BadAlloc", AllocationFailure::BAD_ALLOC,
-                                                    "std::bad_alloc"},
-                                         Exhaustion{"LengthError", AllocationFailure::LENGTH_ERROR,
-                                                    "too long for the test"}),
+                         testing::Values(Exhaustion{"BadAlloc", ENOMEM, "std::bad_alloc"},
+                                         Exhaustion{"AnotherError", EOVERFLOW,
+                                                    "Value too large for defined data type"}),
                          [](const auto& tested) { return tested.param.name; });
 
 /** A channel whose messages of one kind cannot be allocated for a while. */

@@ -1,10 +1,11 @@
 #include "database.h"
 #include "registryTest.h"
+#include "tests/support/allocationFailure.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
-#include "throwingAllocation.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -73,7 +74,7 @@ TEST_F(Registry, RemovalWaitsForAWriteThatIsAmongTheStores)
     std::atomic<bool> removed{false};
     {
         // The write waits for a read of the first store, and the read for memory.
-        const HeldAllocation memory(large * sizeof(std::uint16_t));
+        const LargeAllocation memory(large * sizeof(std::uint16_t), CallEffect::waiting());
         threads.push_back(runUntilItSleeps(read, [&] { elements<std::uint16_t>(*first, "/who"); }));
         EXPECT_TRUE(memory.isAsked());
         threads.push_back(runUntilItSleeps(written, [] { writeNumbers("/who", {"7"}, 0); }));
@@ -139,15 +140,15 @@ TEST_F(Registry, StoresOutliveTheRegistryUnreached)
 TEST_F(Registry, HandleHidesNothingAtItsEndButALackOfMemoryForANewRegistry)
 {
     identities("a_1");
-    const auto drop = [&](AllocationFailure failure) {
+    const auto drop = [&](int error) {
         auto handle = std::make_unique<Varnix::V1::Database>(component(DbBuilder()));
         DbRegistryImpl::freeInstance();
-        const ThrowingAllocation memory(sizeof(DbRegistryImpl), failure);
+        const LargeAllocation memory(sizeof(DbRegistryImpl), CallEffect::failing(error));
         handle.reset();
         std::_Exit(0);
     };
-    EXPECT_EXIT(drop(AllocationFailure::BAD_ALLOC), testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(drop(AllocationFailure::LENGTH_ERROR), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(drop(ENOMEM), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(drop(EOVERFLOW), testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST_F(Registry, HandleTakesItsStoreOutOfTheRegistryWithoutAnyMemory)
@@ -157,7 +158,7 @@ TEST_F(Registry, HandleTakesItsStoreOutOfTheRegistryWithoutAnyMemory)
     auto handle = std::make_unique<Varnix::V1::Database>(store);
     EXPECT_TRUE(isReached(*store));
     {
-        const ThrowingAllocation memory(1, AllocationFailure::BAD_ALLOC);
+        const LargeAllocation memory(1, CallEffect::failing(ENOMEM));
         handle.reset();
     }
     EXPECT_FALSE(isReached(*store));
