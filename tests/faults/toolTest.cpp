@@ -85,11 +85,6 @@ protected:
             result.status == m_expected.status && answerIn(result.out) == answerIn(m_expected.out);
         const bool refused = (result.status == unreadable || result.status == nodeUnusable) &&
                              (!result.err.empty() || isExplained(result.out));
-        if (!whole && isDocument() && !isExplained(result.out)) {
-            EXPECT_TRUE(result.out.starts_with("{\n") && result.out.ends_with("\n}\n") &&
-                        result.out.find("\"message\": \"varnix: ") != std::string::npos)
-                << "no document of the failure: " << result.out;
-        }
         EXPECT_TRUE(whole || refused)
             << "status " << result.status << ", out " << result.out << ", err " << result.err;
         const std::string content = readFile(m_node / "out.db");
@@ -98,12 +93,6 @@ protected:
         EXPECT_TRUE(result.status != 0 || content == m_built) << "status 0 without the output";
         for (const fs::directory_entry& entry : fs::directory_iterator(m_node / ""))
             EXPECT_NE(entry.path().extension(), ".tmp") << "a temporary file stays";
-    }
-
-    static bool isDocument()
-    {
-        const std::vector<std::string>& words = GetParam().arguments;
-        return std::find(words.begin(), words.end(), "--json") != words.end();
     }
 
     /** What explain finds beside its answer depends on files that the answer does not. */

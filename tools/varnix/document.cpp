@@ -3,7 +3,6 @@
 #include "dbfile/finding.h"
 #include "dbfile/types.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -73,21 +72,14 @@ void printLine(const Json& document)
     std::cout << textOf(document, -1) << '\n';
 }
 
-void printDocument(Json&& document)
+void printDocument(const Json& document)
 {
-    alignas(Json) static std::array<std::byte, sizeof(Json)> kept;
-    const auto* const lasting = new (&kept) Json(std::move(document));
-    const std::string text = textOf(*lasting, 2);
-    std::set_new_handler(nullptr); // no second document
-    std::cout << text << '\n';
+    std::cout << textOf(document, 2) << '\n';
 }
 
 void endWithoutMemory() noexcept
 {
     std::set_new_handler([] {
-        static_cast<void>(std::printf("{\n  \"errors\": [\n    {\n      \"message\": \"%s\",\n"
-                                      "      \"status\": %d\n    }\n  ]\n}\n",
-                                      outOfMemory, static_cast<int>(Status::UNREADABLE)));
         static_cast<void>(std::fflush(stdout));
         static_cast<void>(std::fprintf(stderr, "%s\n", outOfMemory));
         std::_Exit(static_cast<int>(Status::UNREADABLE));

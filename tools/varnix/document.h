@@ -11,18 +11,13 @@
 
 namespace Varnix::Tool {
 
-/**
- * Prints the one document of a `--json` run and keeps it for good: to destroy one takes memory,
- * which may have run out.
- */
-void printDocument(nlohmann::ordered_json&& document);
+/** Prints the one document of a `--json` run. */
+void printDocument(const nlohmann::ordered_json& document);
 
 /** Prints one of several documents, on a line of its own. */
 void printLine(const nlohmann::ordered_json& document);
 
-/**
- * Makes a lack of memory end the process with its document, message and status: a document that is
- * half made could not be destroyed.
+/** From now on a lack of memory ends the process at once: to destroy a document takes memory too.
  */
 void endWithoutMemory() noexcept;
 

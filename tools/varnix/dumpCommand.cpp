@@ -114,7 +114,7 @@ Status dumpFile(const DumpOptions& options)
         Json document = documentOf(options.file, database);
         if (overlap)
             document["overlap"] = documentOf(*overlap);
-        printDocument(std::move(document));
+        printDocument(document);
     } else {
         std::cout << (options.like.empty() ? printSource(database)
                                            : printLike(database, readSource(options.like)))

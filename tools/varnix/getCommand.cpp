@@ -185,7 +185,7 @@ Status get(const GetOptions& options)
         }
     }
     if (document)
-        printDocument(*std::move(document));
+        printDocument(*document);
     return status;
 }
 

@@ -90,7 +90,7 @@ Status ps(bool json)
         Json document{{"processes", Json::array()}, {"errors", Json::array()}};
         for (const Seen& seen : all)
             document["processes"].push_back(documentOf(seen));
-        printDocument(std::move(document));
+        printDocument(document);
     } else {
         for (const Seen& seen : all)
             printLine(seen);

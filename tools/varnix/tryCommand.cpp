@@ -9,7 +9,6 @@
 
 #include <iostream>
 #include <memory>
-#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -46,7 +45,7 @@ Status tryWords(const TryOptions& options, const std::vector<std::string>& words
                       {"errors", Json::array()}};
         for (const TriedDatabase& database : databases)
             document["databases"].push_back(documentOf(database));
-        printDocument(std::move(document));
+        printDocument(document);
     } else {
         for (const TriedDatabase& database : databases)
             std::cout << lineOf(database) << '\n';

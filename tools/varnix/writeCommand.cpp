@@ -165,7 +165,7 @@ void printAsDocument(const std::vector<std::string>& words, const std::vector<Re
     if (failure)
         document["errors"].push_back(
             {{"message", failure->what()}, {"status", static_cast<int>(failure->status())}});
-    printDocument(std::move(document));
+    printDocument(document);
 }
 
 Status write(const WriteOptions& options, const std::vector<std::string>& words)
