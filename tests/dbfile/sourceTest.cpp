@@ -1,5 +1,6 @@
 #include "dbfile/sourceParser.h"
 #include "dbfile/sourcePrinter.h"
+#include "tests/support/badLine.h"
 #include "tests/support/dbBuilder.h"
 
 #include <string>
@@ -11,6 +12,7 @@ namespace Varnix::DbFile {
 namespace {
 
 using namespace std::string_literals;
+using Test::BadLine;
 using Test::DbBuilder;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -106,18 +108,6 @@ INSTANTIATE_TEST_SUITE_P(
         GoodLine{"Extra", "  #!extra 61\n#! extra 62", DbBuilder().extra("ab")}),
     [](const auto& test) { return std::string(test.param.name); });
 
-struct BadLine
-{
-    const char* name;
-    std::string text;
-    std::string error;
-};
-
-void PrintTo(const BadLine& line, std::ostream* out)
-{
-    *out << line.text;
-}
-
 class BadLines : public testing::TestWithParam<BadLine>
 {
 };
@@ -187,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "in:1:14: error: a record's key"},
         BadLine{"ParameterBehindAnotherTag", "#! record 47 \"/a\" U8\n/b U8 1",
                 "in:2:1: error: nothing is read after the record of another tag at in:1:4"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    Test::nameOf);
 
 TEST(Source, ErrorSaysWhatIsWrongAndWhatWouldBeRight)
 {

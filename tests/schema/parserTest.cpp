@@ -1,4 +1,5 @@
 #include "tests/schema/schemaText.h"
+#include "tests/support/badLine.h"
 
 namespace Varnix::Test {
 namespace {
@@ -44,25 +45,13 @@ TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
     EXPECT_FALSE(schema.lines().at(0).isRequired);
 }
 
-struct BadLine
-{
-    const char* name;
-    std::string line;
-    const char* error;
-};
-
-void PrintTo(const BadLine& line, std::ostream* out)
-{
-    *out << line.line;
-}
-
 class BadSchemaLines : public testing::TestWithParam<BadLine>
 {
 };
 
 TEST_P(BadSchemaLines, AreNamedWithTheirPlace)
 {
-    EXPECT_THAT(schemaErrors(GetParam().line), ElementsAre(GetParam().error));
+    EXPECT_THAT(schemaErrors(GetParam().text), ElementsAre(GetParam().error));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -123,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "s:1:1: error: a schema's key has at most 255 bytes"},
         BadLine{"KeyTwice", "\n/a U8\n/a U8", "s:3:1: error: /a is given twice; first in line 2"},
         BadLine{"NoText", "/a U8 \x01", "s:1:7: error: not a text source: byte 0x1"}),
-    [](const auto& tested) { return tested.param.name; });
+    nameOf);
 
 TEST(SchemaParser, NamesAllErrors)
 {

@@ -14,16 +14,9 @@ namespace {
 
 std::string valueText(const Answer& answer)
 {
-    switch (answer.kind) {
-    case Answer::Kind::NO_DATABASE:
-        return "no database";
-    case Answer::Kind::ABSENT:
-        return "absent";
-    case Answer::Kind::MISMATCH:
-        return "type mismatch";
-    default:
-        return DbFile::printValue(answer.value.type, answer.value.data);
-    }
+    return answer.kind == Answer::Kind::VALUE
+               ? DbFile::printValue(answer.value.type, answer.value.data)
+               : nameOf(answer.kind);
 }
 
 std::string counted(std::size_t count, const std::string& noun)

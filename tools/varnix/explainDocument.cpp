@@ -40,20 +40,6 @@ Json documentOf(const ExplainedFile& file)
             {"problem", file.problem ? Json(*file.problem) : Json()}};
 }
 
-const char* nameOf(Answer::Kind kind) noexcept
-{
-    switch (kind) {
-    case Answer::Kind::NO_DATABASE:
-        return "no database";
-    case Answer::Kind::ABSENT:
-        return "absent";
-    case Answer::Kind::MISMATCH:
-        return "type mismatch";
-    default:
-        return "value";
-    }
-}
-
 Json answerDocument(const Explanation& explanation, const std::string& key)
 {
     const Answer answer = explanation.answerFor(key);

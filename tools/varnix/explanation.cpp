@@ -90,6 +90,20 @@ void setValue(Answer& answer, const DbFile::Value& stored)
 
 } // namespace
 
+const char* nameOf(Answer::Kind kind) noexcept
+{
+    switch (kind) {
+    case Answer::Kind::NO_DATABASE:
+        return "no database";
+    case Answer::Kind::ABSENT:
+        return "absent";
+    case Answer::Kind::MISMATCH:
+        return "type mismatch";
+    default:
+        return "value";
+    }
+}
+
 const DbFile::StoredValue* ExplainedFile::find(const std::string& key) const
 {
     return content ? content->store.find(key) : nullptr;

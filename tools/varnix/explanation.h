@@ -74,6 +74,9 @@ struct Answer
     std::optional<std::uint8_t> hiddenType;
 };
 
+/** As a document names it. */
+const char* nameOf(Answer::Kind kind) noexcept;
+
 /** What a running process holds beside what the files say. */
 struct HeldValues
 {

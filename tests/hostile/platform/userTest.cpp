@@ -17,6 +17,18 @@ namespace {
 
 class HostileUser : public MailboxDirectory
 {
+protected:
+    /** Creates the server's mailbox when the client has begun, and waits for the client's end. */
+    static void serveNobody(const Event& begun, const Event& created, Process& client)
+    {
+        ASSERT_TRUE(begun.wait());
+        Process server([&] {
+            open("server");
+            created.set();
+            receiveRaw();
+        });
+        EXPECT_EQ(0, client.wait());
+    }
 };
 
 TEST_F(HostileUser, AUserThatIsGivenUpIsReportedWhenAServerAppears)
@@ -41,13 +53,7 @@ TEST_F(HostileUser, AUserThatIsGivenUpIsReportedWhenAServerAppears)
                               "use of mailboxes"))
             << report;
     });
-    ASSERT_TRUE(begun.wait());
-    Process server([&] {
-        open("server");
-        created.set();
-        receiveRaw();
-    });
-    EXPECT_EQ(0, client.wait());
+    serveNobody(begun, created, client);
 }
 
 TEST_F(HostileUser, AUserThatIsGivenUpKeepsWhatIsConnected)
@@ -137,13 +143,7 @@ TEST_F(HostileUser, AChangedRootWithoutProcIsNamed)
                             "bytes"))
             << text;
     });
-    ASSERT_TRUE(begun.wait());
-    Process server([&] {
-        open("server");
-        created.set();
-        receiveRaw();
-    });
-    EXPECT_EQ(0, client.wait());
+    serveNobody(begun, created, client);
 }
 
 } // namespace
