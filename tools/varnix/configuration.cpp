@@ -1,6 +1,7 @@
 #include "configuration.h"
 
 #include "command.h"
+#include "configHint.h"
 #include "dbfile/shown.h"
 
 #include <cerrno>
@@ -58,14 +59,17 @@ readConfiguration(const std::string& config, std::vector<DBUtils::ConfigText::Pl
                   const NodePlace& place)
 {
     refuseUnopened(place.locate(config));
+    const DBUtils::Locate locate = [&place](const std::string& path) { return place.locate(path); };
     std::vector<DBUtils::DbConfiguration> entries;
-    const auto error = DBUtils::readConfigFile(
-        config, entries, places, [&place](const std::string& path) { return place.locate(path); });
+    const auto error = DBUtils::readConfigFile(config, entries, places, locate);
     if (error && isReadFailure(*error))
         throw noConfiguration("cannot read " + DbFile::shown(place.locate(config)) + ": " +
                               error->reason);
-    if (error)
-        throw Failure(Status::INVALID, positionedText(*error, config));
+    if (error) {
+        const std::string hint = hintFor(*error, config, locate);
+        throw Failure(Status::INVALID,
+                      positionedText(*error, config) + (hint.empty() ? "" : '\n' + hint));
+    }
     return entries;
 }
 
