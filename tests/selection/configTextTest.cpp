@@ -42,6 +42,7 @@ std::string randomPiece(Random& random)
                                    "/* @include \"one\" */"s,
                                    "\n@include \"one\" e = 5;\n"s,
                                    "f = \"@ \\x41 \\\" \\q \\\\\";\n"s,
+                                   "k = \"\\xaF\\X0g\\xG1\\x`2\\x/3\\x:4\\x8@\";\n"s,
                                    "h = \"\n@include \\\"one\\\"\n\";\n"s,
                                    "n = \"a\0@b\\@c\";\n"s};
     static const std::array rare{"@"s,
@@ -64,6 +65,9 @@ std::string randomPiece(Random& random)
                                  "\\x4"s,
                                  "="s,
                                  "@include \"two\0z\"\n"s,
+                                 "@include \"o\\\"ne\"\n"s,
+                                 "@include \"\\"s,
+                                 "i = \"\\x4"s,
                                  "i = \"\\"s,
                                  "\r"s};
     return random() % 8 != 0 ? common[random() % common.size()] : rare[random() % rare.size()];
