@@ -217,6 +217,16 @@ TEST_F(Write, WhatNoConfigurationTakesIsNotSentButByForce)
     EXPECT_THAT(written({"/gian", "4"}, {"--config", second}).err, HasSubstr("the nearest: /gain"));
 }
 
+TEST_F(Write, WhatCannotBeTriedIsNotSentButByForce)
+{
+    startServer();
+    const std::string pid = subscribe({first});
+    EXPECT_EQ(written({"/gain", "4"}, {"--config", "absent.cfg"}).status, 5);
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
+    EXPECT_EQ(written({"/gain", "4"}, {"--config", "absent.cfg", "--force"}).status, 0);
+    EXPECT_THAT(lineOf(pid), HasSubstr("\t1 writes\t"));
+}
+
 TEST_F(Write, WhatASchemaRefusesIsNotSentButByForce)
 {
     write("s", "/gain U16 0..63\n");
@@ -250,6 +260,25 @@ TEST_F(Write, AsADocumentSaysTheSame)
     EXPECT_EQ(changed["result"], "taken");
     EXPECT_EQ(changed["after"]["value"], Json({5, 2}));
     EXPECT_EQ(subscriber["databases"][1]["result"], "refused");
+}
+
+TEST_F(Write, AsADocumentNamesWhatDidNotHappen)
+{
+    startServer();
+    subscribe({first});
+    const auto documentOf = [this](const std::vector<std::string>& words) {
+        return Json::parse(written(words, {"--json"}).out);
+    };
+    EXPECT_EQ(documentOf({"/gain", "1"})["subscribers"][0]["databases"][0]["result"], "unchanged");
+
+    const Json error = documentOf({"/gian", "1"})["errors"][0];
+    EXPECT_EQ(error["status"], 1);
+    EXPECT_EQ(error["message"],
+              "varnix: no database holds /gian; the nearest: /gain /board /label");
+
+    holders.back()->signal(SIGSTOP);
+    EXPECT_EQ(documentOf({"/gain", "4"})["subscribers"][0]["message"], "not applied yet");
+    holders.back()->signal(SIGCONT);
 }
 
 } // namespace
