@@ -1,5 +1,4 @@
-#include "bench/peers.h"
-#include "bench/reads.h"
+#include "bench/peers/byteStore.h"
 
 #include <cstring>
 #include <memory>
@@ -98,28 +97,9 @@ private:
     MDB_dbi m_db = 0;
 };
 
-std::shared_ptr<void> load(const std::string& path)
-{
-    const auto store = std::make_shared<Store>(path);
-    store->walk();
-    return store;
-}
-
-void addAllReads(const Node& node)
-{
-    for (const Value& value : commonValues) {
-        const std::string path = node.directory() / (std::string(value.name) + ".mdb");
-        write(path, {value, keyCount});
-        const auto store = std::make_shared<Store>(path);
-        addReads(std::string(value.name) + "/LMDB", shuffledKeys(), [store, size = value.size] {
-            return [store, output = std::vector<unsigned char>(size)](
-                       const std::string& key) mutable { return store->read(key, output); };
-        });
-    }
-}
-
 } // namespace
 
-const Peer lmdb{"LMDB", write, load, addAllReads};
+const Peer lmdb{"LMDB", write, loadStore<Store>,
+                [](const Node& node) { addStoreReads<Store>(node, lmdb); }};
 
 } // namespace Varnix::Bench

@@ -1,5 +1,4 @@
-#include "bench/peers.h"
-#include "bench/reads.h"
+#include "bench/peers/byteStore.h"
 
 #include <cstring>
 #include <memory>
@@ -96,28 +95,9 @@ void write(const std::string& path, const Parameters& parameters)
     Store(path).fill(parameters);
 }
 
-std::shared_ptr<void> load(const std::string& path)
-{
-    const auto store = std::make_shared<Store>(path);
-    store->walk();
-    return store;
-}
-
-void addAllReads(const Node& node)
-{
-    for (const Value& value : commonValues) {
-        const std::string path = node.directory() / (std::string(value.name) + ".sqlite");
-        const auto store = std::make_shared<Store>(path);
-        store->fill({value, keyCount});
-        addReads(std::string(value.name) + "/SQLite", shuffledKeys(), [store, size = value.size] {
-            return [store, output = std::vector<unsigned char>(size)](
-                       const std::string& key) mutable { return store->read(key, output); };
-        });
-    }
-}
-
 } // namespace
 
-const Peer sqlite{"SQLite", write, load, addAllReads};
+const Peer sqlite{"SQLite", write, loadStore<Store>,
+                  [](const Node& node) { addStoreReads<Store>(node, sqlite); }};
 
 } // namespace Varnix::Bench

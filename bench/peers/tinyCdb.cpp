@@ -1,8 +1,6 @@
-#include "bench/peers.h"
-#include "bench/reads.h"
+#include "bench/peers/byteStore.h"
 #include "src/fileDescriptor.h"
 
-#include <memory>
 #include <stdexcept>
 
 #include <cdb.h>
@@ -70,28 +68,9 @@ private:
     cdb m_cdb{};
 };
 
-std::shared_ptr<void> load(const std::string& path)
-{
-    const auto store = std::make_shared<Store>(path);
-    store->walk();
-    return store;
-}
-
-void addAllReads(const Node& node)
-{
-    for (const Value& value : commonValues) {
-        const std::string path = node.directory() / (std::string(value.name) + ".cdb");
-        write(path, {value, keyCount});
-        const auto store = std::make_shared<Store>(path);
-        addReads(std::string(value.name) + "/tinycdb", shuffledKeys(), [store, size = value.size] {
-            return [store, output = std::vector<unsigned char>(size)](
-                       const std::string& key) mutable { return store->read(key, output); };
-        });
-    }
-}
-
 } // namespace
 
-const Peer tinyCdb{"tinycdb", write, load, addAllReads};
+const Peer tinyCdb{"tinycdb", write, loadStore<Store>,
+                   [](const Node& node) { addStoreReads<Store>(node, tinyCdb); }};
 
 } // namespace Varnix::Bench
