@@ -32,6 +32,7 @@ packages_lint="clang clang-format clang-tidy"
 packages_fuzz="clang libclang-rt-dev llvm" # the last names functions in reports, and so what leaks
 packages_compared="udev dconf-cli tinycdb lmdb-utils libubootenv-tool"
 packages_coverage="gcovr"
+packages_fleet="mosquitto mosquitto-clients jq openssl python3"
 
 # Installs those of the named packages that are missing; asks the archive only when one is.
 need_packages() {
