@@ -184,5 +184,18 @@ TEST(ConfigText, OfRandomFilesMeansWhatTheyMeanToLibconfig)
     EXPECT_LT(otherLine, cases / 100);
 }
 
+TEST(ConfigText, OfADirectiveThatIsNoneMeansWhatItMeansToLibconfig)
+{
+    const TemporaryDirectory directory;
+    std::filesystem::current_path(directory.path());
+    write("one", "a = 1;\n");
+    for (const std::string top :
+         {"@include\"one\"\n", "@include", "@include  ", "@include one\n", "@include \"one",
+          "@include \"one\\", "@include \"\\\"\"\n", "@includes \"one\"\n"}) {
+        write("top", top);
+        EXPECT_EQ(actual("top"), expected("top")) << top;
+    }
+}
+
 } // namespace
 } // namespace Varnix::Test
