@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -14,8 +15,7 @@ namespace Varnix::Tool {
 
 namespace {
 
-using V1::DatabaseIf;
-using RetCode = DatabaseIf::RetCode;
+using RetCode = V1::DatabaseIf::RetCode;
 using Data = ClientValue::Data;
 
 std::string lineOf(const std::string& text)
@@ -48,64 +48,41 @@ Data decodedAs(const DbFile::Value& value)
     }
 }
 
-template <typename Output>
-RetCode readAs(const DatabaseIf& database, const std::string& key, Data& value)
+/** The types that the interface reads, in the order of what they are read into. */
+constexpr std::array readable{"CHAR", "U8", "S8", "U16", "S16", "U32", "S32"};
+static_assert(readable.size() == std::variant_size_v<Data>);
+
+template <std::size_t... alternatives>
+Data decodedAs(std::size_t wanted, const DbFile::Value& value,
+               std::index_sequence<alternatives...> /*all*/)
 {
-    return database.get(key, value.emplace<Output>());
+    Data data;
+    static_cast<void>(
+        ((alternatives == wanted &&
+          (data = decodedAs<std::variant_alternative_t<alternatives, Data>>(value), true)) ||
+         ...));
+    return data;
 }
-
-/** The reads of the interface, one for each type. */
-struct TypedRead
-{
-    const char* type;
-    RetCode (*read)(const DatabaseIf&, const std::string&, Data&);
-    Data (*decoded)(const DbFile::Value&);
-};
-
-template <typename Output>
-constexpr TypedRead typedRead(const char* type)
-{
-    return {type, readAs<Output>, decodedAs<Output>};
-}
-
-constexpr std::array typedReads{
-    typedRead<std::string>("CHAR"),
-    typedRead<std::vector<std::uint8_t>>("U8"),
-    typedRead<std::vector<std::int8_t>>("S8"),
-    typedRead<std::vector<std::uint16_t>>("U16"),
-    typedRead<std::vector<std::int16_t>>("S16"),
-    typedRead<std::vector<std::uint32_t>>("U32"),
-    typedRead<std::vector<std::int32_t>>("S32"),
-};
 
 } // namespace
 
 std::vector<std::string> readableTypes()
 {
-    std::vector<std::string> names;
-    names.reserve(typedReads.size());
-    for (const TypedRead& typed : typedReads)
-        names.emplace_back(typed.type);
-    return names;
+    return {readable.begin(), readable.end()};
 }
 
-RetCode readValue(const DatabaseIf& database, const std::string& key, ClientValue& value)
+const char* readableType(std::size_t alternative) noexcept
 {
-    for (const TypedRead& typed : typedReads) {
-        value.type = typed.type;
-        const RetCode result = typed.read(database, key, value.data);
-        if (result != RetCode::TYPE_MISMATCH)
-            return result;
-    }
-    return RetCode::TYPE_MISMATCH;
+    return readable[alternative];
 }
 
 RetCode decodeValue(const DbFile::Value& stored, ClientValue& value)
 {
     const DbFile::Type* const type = DbFile::findType(stored.type);
-    for (const TypedRead& typed : typedReads)
-        if (type != nullptr && type->name == typed.type) {
-            value = {typed.type, typed.decoded(stored)};
+    for (std::size_t i = 0; i < readable.size(); ++i)
+        if (type != nullptr && type->name == readable[i]) {
+            value = {readable[i],
+                     decodedAs(i, stored, std::make_index_sequence<readable.size()>())};
             return RetCode::OK;
         }
     return RetCode::TYPE_MISMATCH;

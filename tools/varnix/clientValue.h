@@ -3,6 +3,7 @@
 
 #include "dbfile/store.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>
@@ -28,9 +29,8 @@ struct ClientValue
 /** The names of the types that a read accepts. */
 std::vector<std::string> readableTypes();
 
-/** Reads the key with the one read that accepts it; TYPE_MISMATCH: there is none. */
-V1::DatabaseIf::RetCode readValue(const V1::DatabaseIf& database, const std::string& key,
-                                  ClientValue& value);
+/** The name of the type whose values are that alternative of a ClientValue's data. */
+const char* readableType(std::size_t alternative) noexcept;
 
 /** What the read that accepts a stored value makes of it; TYPE_MISMATCH: there is none. */
 V1::DatabaseIf::RetCode decodeValue(const DbFile::Value& stored, ClientValue& value);

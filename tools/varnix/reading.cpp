@@ -4,6 +4,10 @@
 #include "dbfile/sourceLine.h"
 #include "nodeDiagnosis.h"
 
+#include <cstddef>
+#include <utility>
+#include <variant>
+
 #include <nlohmann/json.hpp>
 #include <varnix/dbRegistryIf.h>
 
@@ -22,7 +26,26 @@ std::string placeOf(const Target& target)
     return target.config ? process + " --config " + DbFile::shown(*target.config) : process;
 }
 
+/** With each read of the interface in its turn, until one accepts the key. */
+template <std::size_t... alternatives>
+RetCode readAs(const V1::DatabaseIf& database, const std::string& key, ClientValue& value,
+               std::index_sequence<alternatives...> /*all*/)
+{
+    RetCode result = RetCode::TYPE_MISMATCH;
+    static_cast<void>(((value.type = readableType(alternatives),
+                        result = database.get(key, value.data.emplace<alternatives>()),
+                        result != RetCode::TYPE_MISMATCH) ||
+                       ...));
+    return result;
+}
+
 } // namespace
+
+RetCode readValue(const V1::DatabaseIf& database, const std::string& key, ClientValue& value)
+{
+    return readAs(database, key, value,
+                  std::make_index_sequence<std::variant_size_v<ClientValue::Data>>());
+}
 
 std::shared_ptr<V1::DatabaseIf> openDatabase(const std::string& config)
 {

@@ -16,6 +16,10 @@ namespace Varnix::Tool {
 /** The database that a client process on this node gets; Failure with NODE_UNUSABLE. */
 std::shared_ptr<V1::DatabaseIf> openDatabase(const std::string& config);
 
+/** Reads the key with the one read that accepts it; TYPE_MISMATCH: there is none. */
+V1::DatabaseIf::RetCode readValue(const V1::DatabaseIf& database, const std::string& key,
+                                  ClientValue& value);
+
 /** Why there is no value for a key; explain knows where it was looked for. */
 Failure noValue(const Target& target, const std::string& key, const std::string& why);
 
