@@ -15,6 +15,16 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
+/** The status of a process that the host does not let a test start. */
+constexpr int notPermitted = 99;
+
+bool isPermittedHere(const ProcessResult& result, const char* what)
+{
+    if (result.status == notPermitted)
+        std::printf("not permitted here: %s\n", what);
+    return result.status != notPermitted;
+}
+
 /** Runs the command where no session daemon runs. */
 class TraceDaemon : public ToolTest
 {
@@ -40,15 +50,11 @@ protected:
         return run({"/bin/sh", "-c", script}, setup);
     }
 
-    /** Says whether the host lets root have mounts of its own. */
+    /** Says so where the host does not let root have mounts of its own. */
     static bool isPermitted(const ProcessResult& result)
     {
-        if (result.status == notPermitted)
-            std::puts("not permitted here: mounts of its own");
-        return result.status != notPermitted;
+        return isPermittedHere(result, "mounts of its own");
     }
-
-    static constexpr int notPermitted = 99;
 };
 
 TEST_F(TraceDaemon, IsStartedAndEndedWithTheRecording)
@@ -124,12 +130,8 @@ protected:
 
     static bool isPermitted(const ProcessResult& result)
     {
-        if (result.status == notPermitted)
-            std::puts("not permitted here: another user who runs the command");
-        return result.status != notPermitted;
+        return isPermittedHere(result, "another user who runs the command");
     }
-
-    static constexpr int notPermitted = 99;
 };
 
 TEST_F(TraceUser, RecordsProcessesOfTheirOwn)
