@@ -35,6 +35,9 @@ public:
                 const std::size_t repeated = limited(last * repetitions());
                 sum = limited(sum + repeated);
                 last = repeated;
+            } else if (c == '+') { // as xx*
+                sum = limited(sum + last);
+                last = limited(2 * last);
             } else {
                 skipRest(c);
                 last = 1;
@@ -50,19 +53,23 @@ private:
         return std::min(size, Expression::maxExpandedSize + 1);
     }
 
-    /** The largest number between braces. */
+    /** The largest number between braces; one more where it has no upper one, as in x{2,} for xxx*.
+     */
     std::size_t repetitions() noexcept
     {
         std::size_t most = 1;
         const char* const end = m_text.data() + m_text.size();
+        bool isOpen = false;
         for (; m_position < m_text.size() && m_text[m_position] != '}'; ++m_position) {
+            isOpen = m_text[m_position] == ',';
             std::size_t number = 0;
             if (std::from_chars(m_text.data() + m_position, end, number).ec ==
                 std::errc::result_out_of_range)
                 number = Expression::maxExpandedSize + 1;
             most = std::max(most, limited(number));
         }
-        return most;
+        ++m_position;
+        return limited(most + (isOpen ? 1 : 0));
     }
 
     void skipRest(char first)

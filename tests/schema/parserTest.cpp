@@ -45,6 +45,9 @@ TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
     EXPECT_FALSE(schema.lines().at(0).isRequired);
 }
 
+constexpr const char* repeatsTooMuch =
+    "s:1:9: error: the expression repeats too much: written out it has more than 1000 characters";
+
 class BadSchemaLines : public testing::TestWithParam<BadLine>
 {
 };
@@ -91,9 +94,12 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"Expression", "/a CHAR /(/", "s:1:9: error: not an expression: Unmatched ( or \\("},
         BadLine{"ExpressionWithBackReference", "/a CHAR /(a)\\1/",
                 "s:1:9: error: an expression has no back-reference"},
-        BadLine{"ExpressionTooLarge", "/a CHAR /((a{99}){99}){99}/",
-                "s:1:9: error: the expression repeats too much: written out it has more than 1000 "
-                "characters"},
+        BadLine{"ExpressionTooLarge", "/a CHAR /((a{99}){99}){99}/", repeatsTooMuch},
+        BadLine{"ExpressionOfStackedNumbers", "/a CHAR /a{30}{30}{30}/", repeatsTooMuch},
+        BadLine{"ExpressionOfStackedSigns", "/a CHAR /a" + std::string(20, '+') + "/",
+                repeatsTooMuch},
+        BadLine{"ExpressionOfStackedOpenRanges",
+                "/a CHAR /a{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}/", repeatsTooMuch},
         BadLine{"NoUnit", "/a U8 unit", "s:1:11: error: the unit is missing"},
         BadLine{"NoDefault", "/a U8 default", "s:1:14: error: the default is missing"},
         BadLine{"DefaultOfAnotherType", "/a U8 default x",
