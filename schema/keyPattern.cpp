@@ -47,10 +47,11 @@ KeyPattern::KeyPattern(std::string text) : m_text(std::move(text))
             readBracket(i);
         else if (c != '\\')
             m_elements.push_back({false, onlyCharacter(c)});
-        else if (++i < m_text.size())
+        else if (++i < m_text.size() && m_text[i] != '/') // fnmatch() takes "*\/" for no slash
             m_elements.push_back({false, onlyCharacter(m_text[i])});
         else
-            throw std::invalid_argument("a key's backslash stands before a character");
+            throw std::invalid_argument(
+                "a key's backslash stands before a character other than \"/\"");
     }
     m_isLiteral = m_text.find_first_of("*?[") == std::string::npos ||
                   std::none_of(m_elements.begin(), m_elements.end(),

@@ -48,6 +48,9 @@ TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
 constexpr const char* repeatsTooMuch =
     "s:1:9: error: the expression repeats too much: written out it has more than 1000 characters";
 
+constexpr const char* backslashWithoutCharacter =
+    "s:1:1: error: a key's backslash stands before a character other than \"/\"";
+
 class BadSchemaLines : public testing::TestWithParam<BadLine>
 {
 };
@@ -112,8 +115,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"SlashInABracket", "/a[b/c] U8",
                 "s:1:1: error: a key's bracket holds no \"/\", no \"[\" and no backslash"},
         BadLine{"BracketOfNothing", "/a[z-a] U8", "s:1:1: error: a key's bracket matches nothing"},
-        BadLine{"KeyOfABackslash", "/a\\ U8",
-                "s:1:1: error: a key's backslash stands before a character"},
+        BadLine{"KeyOfABackslash", "/a\\ U8", backslashWithoutCharacter},
+        BadLine{"KeyOfAnEscapedSlash", "/a*\\/ U8", backslashWithoutCharacter},
         BadLine{"KeyTooLong", "/" + std::string(255, 'a') + " U8",
                 "s:1:1: error: a schema's key has at most 255 bytes"},
         BadLine{"KeyTwice", "\n/a U8\n/a U8", "s:3:1: error: /a is given twice; first in line 2"},
