@@ -56,9 +56,11 @@ public:
             m_bytes[m_change.place % m_bytes.size()] = m_change.value;
         for (const Inspection::Range& range : ranges) {
             require(range.size <= bytes.size(), "a read has room for its ranges");
+            if (range.size == 0)
+                continue;
             if (range.start < start || range.start - start > m_bytes.size() ||
                 range.size > m_bytes.size() - (range.start - start))
-                return range.size == 0;
+                return false;
             std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(range.start - start),
                         range.size, bytes.begin());
             bytes = bytes.subspan(range.size);
