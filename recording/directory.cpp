@@ -72,19 +72,24 @@ Directory::~Directory()
     removeTree(m_path);
 }
 
-void removeOrphans(std::string_view prefix, const std::function<void(const std::string&)>& first)
+bool isOrphan(const fs::path& directory, std::string_view prefix)
+{
+    std::error_code ignored;
+    return isName(directory.filename().native(), prefix) &&
+           (fs::symlink_status(directory, ignored).type() == fs::file_type::not_found ||
+            lockOn(directory).isOpen());
+}
+
+void removeOrphans(std::string_view prefix)
 {
     std::error_code ignored; // other processes' directories come and go
     for (fs::directory_iterator entry(fs::temp_directory_path(), ignored), end;
          !ignored && entry != end; entry.increment(ignored)) {
-        const std::string name = entry->path().filename();
-        if (!isName(name, prefix))
+        if (!isName(entry->path().filename().native(), prefix))
             continue;
         const DbFile::Descriptor lock = lockOn(entry->path());
-        if (!lock.isOpen())
-            continue;
-        first(name);
-        removeTree(entry->path());
+        if (lock.isOpen())
+            removeTree(entry->path());
     }
 }
 

@@ -4,7 +4,6 @@
 #include "dbfile/descriptor.h"
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -31,10 +30,13 @@ private:
 };
 
 /**
- * Removes what dead processes of this user left of the directories whose names begin with `prefix`,
- * each after `first` was called with its name.
+ * Whether the directory has the name of a recording that begins with `prefix`, and is what a dead
+ * process of this user left or is there no more.
  */
-void removeOrphans(std::string_view prefix, const std::function<void(const std::string&)>& first);
+bool isOrphan(const std::filesystem::path& directory, std::string_view prefix);
+
+/** Removes the temporary directories that dead processes of this user left, if isOrphan(). */
+void removeOrphans(std::string_view prefix);
 
 } // namespace Varnix::Recording
 

@@ -116,6 +116,17 @@ void followNobody(const std::string& session)
             "lttng_process_attr_tracker_handle_set_tracking_policy");
 }
 
+/** Destroys the sessions of dead processes, whoever has removed their directories. */
+void destroyOrphans(const std::string& prefix)
+{
+    lttng_session* list = nullptr;
+    const int count = checked(lttng_list_sessions(&list), "lttng_list_sessions");
+    const std::unique_ptr<lttng_session, Free> owned(list);
+    for (const lttng_session& session : std::span(list, static_cast<std::size_t>(count)))
+        if (isOrphan(fs::path(session.path), prefix))
+            lttng_destroy_session(session.name);
+}
+
 } // namespace
 
 Session::Session(const Settings& settings)
@@ -124,8 +135,8 @@ Session::Session(const Settings& settings)
     {
         const DaemonLock lock;
         startDaemon(m_use);
-        removeOrphans(settings.prefix,
-                      [](const std::string& orphan) { lttng_destroy_session(orphan.c_str()); });
+        destroyOrphans(settings.prefix);
+        removeOrphans(settings.prefix);
         const std::string url = "file://" + m_directory.path().string();
         checked(lttng_create_session(m_name.c_str(), url.c_str()), "lttng_create_session");
     }

@@ -34,7 +34,7 @@ protected:
     {
         ProcessSetup setup;
         setup.directory = m_directory.path();
-        setup.environment = {"TOOL=" VARNIX_TOOL};
+        setup.environment = {"TOOL=" VARNIX_TOOL, "TMPDIR=" + m_directory.path().string()};
         if (::geteuid() == 0) { // root's daemon has a fixed place
             setup.environment.emplace_back("PIDFILE=/run/lttng/lttng-sessiond.pid");
             setup.before = [] {
@@ -88,6 +88,14 @@ TEST_F(TraceDaemon, OfARecordingThatWasKilledEndsWithTheNext)
     const ProcessResult result =
         alone("$TOOL trace -- sh -c 'kill -KILL $PPID'; test -s $PIDFILE && echo runs; "
               "$TOOL trace -- true; test ! -e $PIDFILE && echo ended");
+    EXPECT_TRUE(!isPermitted(result) || result.out == "runs\nended\n") << result.out << result.err;
+}
+
+TEST_F(TraceDaemon, OfAKilledRecordingEndsWithTheNextEvenIfItsDirectoryIsGone)
+{
+    const ProcessResult result = alone(
+        "$TOOL trace -- sh -c 'kill -KILL $PPID'; test -s $PIDFILE && echo runs; "
+        "rm -r $TMPDIR/varnix-trace-*; $TOOL trace -- true; test ! -e $PIDFILE && echo ended");
     EXPECT_TRUE(!isPermitted(result) || result.out == "runs\nended\n") << result.out << result.err;
 }
 
