@@ -22,7 +22,7 @@ struct Written
     /** Its lines, and the comments in them alone. */
     std::string text;
     std::string comment;
-    /** What stands before its type. */
+    /** What comes before its type. */
     std::string key;
     std::uint8_t type = 0;
     std::string data;

@@ -10,8 +10,8 @@ namespace Varnix::DbFile {
 
 /**
  * The text source of a database as printSource() gives it, with the comments and the spelling of
- * another source: a parameter that is the same stands as it does there, and comments stay before
- * and behind the parameters that they are written to. `source` must be one without errors.
+ * another source: a parameter that is the same is written as it is there, and comments stay before
+ * and after the parameters that they are written to. `source` must be one without errors.
  */
 std::string printLike(const Database& database, std::string_view source);
 

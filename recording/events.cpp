@@ -200,7 +200,7 @@ constexpr EventText table[] = {
 };
 // clang-format on
 
-/** What stands in a message for the names in braces. */
+/** What a message has for the names in braces. */
 using Values = std::map<std::string_view, std::string_view>;
 
 struct Match
@@ -210,7 +210,7 @@ struct Match
     Values values;
 };
 
-/** Takes `fixed`, the text after a name, from the message; returns what stands for the name. */
+/** Takes `fixed`, the text after a name, from the message; returns what it has for the name. */
 std::optional<std::string_view> takeUpTo(std::string_view fixed, bool isLast,
                                          std::string_view& message)
 {

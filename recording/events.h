@@ -11,7 +11,7 @@ namespace Varnix::Recording {
 struct EventText
 {
     std::string_view event;
-    /** What varies stands in braces: "Size of Db: {BYTES}". */
+    /** What varies is in braces: "Size of Db: {BYTES}". */
     std::string_view text;
     /** Empty where the text says it all. */
     std::string_view meaning;

@@ -13,8 +13,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** This user has no place for recordings; the text says what to do, and nothing is to be installed.
- */
+/** This user has no place for recordings; the text says what to do. Nothing is to be installed. */
 class NoPlace : public Failure
 {
 public:

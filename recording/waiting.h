@@ -1,8 +1,9 @@
 #ifndef VARNIX_RECORDING_WAITING_H
 #define VARNIX_RECORDING_WAITING_H
 
+#include "shared/waiting.h"
+
 #include <chrono>
-#include <thread>
 
 namespace Varnix::Recording {
 
@@ -13,13 +14,7 @@ inline constexpr std::chrono::seconds longest{120};
 template <typename Condition>
 bool waitFor(const Condition& condition, std::chrono::seconds limit = longest)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return Waiting::waitFor(condition, limit);
 }
 
 } // namespace Varnix::Recording

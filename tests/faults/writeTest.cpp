@@ -36,7 +36,7 @@ protected:
         EXPECT_EQ(m_subscriber->out().line(), "ready");
     }
 
-    /** Writes with the `first` such call failing; answers whether there was one. */
+    /** Writes with the `first` such call failing; returns whether there was one. */
     bool strike(const Fault& fault, std::size_t first)
     {
         std::vector<std::string> command{VARNIX_TOOL, "write"};

@@ -1,9 +1,10 @@
 #ifndef VARNIX_TESTS_WAITUNTIL_H
 #define VARNIX_TESTS_WAITUNTIL_H
 
+#include "shared/waiting.h"
+
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 
 namespace Varnix::Test {
 
@@ -21,13 +22,7 @@ inline const std::chrono::seconds patience{30 * slowness()};
 template <typename Condition>
 bool waitUntil(const Condition& condition, std::chrono::milliseconds limit = patience)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return Waiting::waitFor(condition, limit);
 }
 
 } // namespace Varnix::Test

@@ -190,7 +190,7 @@ Result subcommandsOf(const Reader& reader)
     return result;
 }
 
-/** "--pid=17": the values of the option, each with what stands before it. */
+/** "--pid=17": the values of the option, each with what comes before it. */
 Result attachedValues(const Reader& reader, const std::string& word, const Values& values)
 {
     const std::string name = word.substr(0, word.find('='));

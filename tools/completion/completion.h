@@ -24,7 +24,7 @@ struct Candidate
     std::string description;
 };
 
-/** What stands before the word that is completed. */
+/** What comes before the word that is completed. */
 struct Line
 {
     std::multimap<std::string, std::string> options; ///< by the long name, "--pid", with the value

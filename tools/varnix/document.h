@@ -17,8 +17,7 @@ void printDocument(const nlohmann::ordered_json& document);
 /** Prints one of several documents, on a line of its own. */
 void printLine(const nlohmann::ordered_json& document);
 
-/** From now on a lack of memory ends the process at once: to destroy a document takes memory too.
- */
+/** Makes a lack of memory end the process at once: to destroy a document takes memory too. */
 void endWithoutMemory() noexcept;
 
 inline constexpr const char* outOfMemory = "varnix: out of memory";
