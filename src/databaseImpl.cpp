@@ -100,10 +100,10 @@ bool DatabaseImpl::fitsInDataType(std::int64_t value, TypeOfData_t type) const n
 
 bool DatabaseImpl::populate(DbContainer& container)
 {
-    const auto parameters = container.countParameters();
-    if (!parameters)
+    const auto contents = container.measure();
+    if (!contents)
         return false;
-    m_params.reserve(m_params.size() + *parameters);
+    m_params.reserve(contents->parameters, contents->keyBytes);
     const auto end = DbContainer::iterator::end(&container);
     auto it = DbContainer::iterator::begin(&container);
     for (ParamKey next(it.key()); it != end;) {

@@ -2,7 +2,7 @@
 
 #include "dbUtils.h"
 #include "fileDescriptor.h"
-#include "hugePages.h"
+#include "pages.h"
 #include "trace.h"
 
 #include <algorithm>
@@ -101,7 +101,7 @@ bool DbContainer::loadSwDb(const std::string& path)
         Trace::error([&] { return "Failed to allocate memory buffer for db file " + path; });
         return false;
     }
-    preferHugePages(image.get(), total);
+    populatePages(image.get(), std::min(total, size)); // the header may claim more
     if (!file.seekg(0).read(reinterpret_cast<char*>(image.get()), total)) {
         Trace::info([&] { return "ABN: Error loading db image from file " + path; });
         return false;
@@ -194,10 +194,10 @@ std::span<const unsigned char> DbContainer::bytes() const noexcept
     return {m_image.get(), m_image ? m_imageSize + std::size_t{DBUtils::trailerSize} : 0};
 }
 
-std::optional<std::size_t> DbContainer::countParameters() const noexcept
+std::optional<Contents> DbContainer::measure() const noexcept
 {
     const auto image = bytes();
-    std::size_t count = 0;
+    Contents contents;
     for (std::uint32_t position = firstRecord; position < m_imageSize;) {
         const auto place = placeAt(image, position);
         if (!place)
@@ -205,11 +205,12 @@ std::optional<std::size_t> DbContainer::countParameters() const noexcept
         if (place->isParameter() && place->type() != TypeOfData_t::UNDEFINED) {
             if (place->size() > image.size() - position)
                 return std::nullopt;
-            ++count;
+            ++contents.parameters;
+            contents.keyBytes += place->keyLength;
         }
         position = positionAfter(*place, position, m_imageSize);
     }
-    return count;
+    return contents;
 }
 
 DbContainer::iterator::iterator(DbContainer* container, std::uint32_t position) noexcept

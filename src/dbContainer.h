@@ -50,6 +50,13 @@ struct RecordPlace
     std::uint32_t word; ///< type in the high byte, then length
 };
 
+/** How much a store keeps of a file. */
+struct Contents
+{
+    std::size_t parameters = 0;
+    std::size_t keyBytes = 0; ///< of all their keys
+};
+
 /**
  * Loads one database file and walks its records. A container is loaded once and used by one thread.
  */
@@ -76,10 +83,10 @@ public:
     unsigned char* loadProductionDbBody(int fd, DB_HeaderS* header) const;
 
     /**
-     * The records that a store keeps, those of an equal key included. Nothing where the image
+     * What a store keeps of the records, those of an equal key included. Nothing where the image
      * cannot be read: a record's key or its word, or data to be kept, does not end inside it.
      */
-    std::optional<std::size_t> countParameters() const noexcept;
+    std::optional<Contents> measure() const noexcept;
 
 private:
     /** The whole file as its header counts it. */
@@ -93,7 +100,7 @@ private:
 /**
  * A position in a container's image. It reads nothing outside the image: a record whose key or word
  * does not end there has no key and no type and is the last. Whether a record's data is all there
- * is for countParameters() to say.
+ * is for measure() to say.
  */
 class DbContainer::iterator
 {

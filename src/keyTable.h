@@ -1,7 +1,8 @@
 #ifndef VARNIX_KEYTABLE_H
 #define VARNIX_KEYTABLE_H
 
-#include "hugePages.h"
+#include "pages.h"
+#include "textArena.h"
 
 #include <algorithm>
 #include <bit>
@@ -9,8 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory_resource>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Varnix::Backend {
@@ -90,7 +91,7 @@ public:
         if (size() + 1 > m_slots.size() / slotsPerEntry)
             rehash(m_slots.size() * 2);
         const auto length = static_cast<std::uint32_t>(key.text.size());
-        m_entries.push_back({copyOf(key.text), length, key.hash, Value()});
+        m_entries.push_back({m_texts.copyOf(key.text), length, key.hash, Value()});
         fillSlot(key.hash, size());
         return m_entries.back().value;
     }
@@ -116,9 +117,18 @@ public:
         __builtin_prefetch(&m_slots[key.hash & m_mask]);
     }
 
-    /** Makes room for `count` entries in all, and for more where that is not the first time. */
-    void reserve(std::size_t count)
+    /**
+     * Makes room for `count` more entries with keys of `textSize` bytes in all, and for others
+     * where these are not the first: they may have been counted in vain, for keys that are there.
+     */
+    void reserve(std::size_t count, std::size_t textSize)
     {
+        if (m_entries.empty()) {
+            m_entries.reserve(count);
+            populatePages(m_entries.data(), count * sizeof(Entry));
+            m_texts.reserve(textSize);
+        }
+        count += size();
         if (count > m_entries.capacity()) {
             m_entries.reserve(std::max(count, 2 * m_entries.capacity()));
             preferHugePages(m_entries.data(), count * sizeof(Entry));
@@ -143,25 +153,21 @@ private:
 
     void rehash(std::size_t slots)
     {
-        m_slots.assign(slots, emptySlot);
+        std::vector<Slot> empty;
+        empty.reserve(slots);
+        populatePages(empty.data(), slots * sizeof(Slot));
+        empty.assign(slots, emptySlot);
+        m_slots = std::move(empty);
         m_mask = static_cast<Slot>(slots - 1);
         for (std::size_t number = 1; number <= size(); ++number)
             fillSlot(m_entries[number - 1].hash, number);
-    }
-
-    /** The text in memory of the table's own. */
-    const char* copyOf(std::string_view key)
-    {
-        auto* const text = static_cast<char*>(m_texts.allocate(key.size(), 1));
-        std::copy(key.begin(), key.end(), text);
-        return text;
     }
 
     std::vector<Slot> m_slots = std::vector<Slot>(slotsPerEntry);
     /** The bits of a hash that choose a slot, and those of a slot that number an entry. */
     Slot m_mask = slotsPerEntry - 1;
     std::vector<Entry> m_entries;
-    std::pmr::monotonic_buffer_resource m_texts;
+    TextArena m_texts;
 };
 
 } // namespace Varnix::Backend

@@ -16,7 +16,7 @@ inline unsigned slowness()
 }
 
 /** How long a test waits for what must happen: long enough for a loaded machine. */
-inline const std::chrono::seconds patience{30 * slowness()};
+inline const std::chrono::seconds patience{120 * slowness()};
 
 /** Waits until `condition` holds; returns whether it ever did. */
 template <typename Condition>

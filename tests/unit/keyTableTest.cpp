@@ -79,7 +79,7 @@ TEST_F(KeyTables, AnEmptyTableHoldsNoKey)
 
 TEST_F(KeyTables, ReservingMakesNoEntry)
 {
-    table.reserve(100);
+    table.reserve(100, 0);
 
     EXPECT_EQ(table.size(), 0U);
     EXPECT_EQ(table.find("/a"), nullptr);
@@ -133,7 +133,7 @@ TEST_F(KeyTables, EveryKeyIsFoundWhileTheTableGrows)
 
 TEST_F(KeyTables, EveryKeyIsFoundWithinWhatWasReservedAndBeyond)
 {
-    table.reserve(100);
+    table.reserve(100, 0);
     fill(0, 100);
     EXPECT_THAT(found(100), ElementsAreArray(numbersTo(100)));
 
@@ -145,12 +145,12 @@ TEST_F(KeyTables, ReservingForLaterFillsKeepsWhatIsThere)
 {
     int first = 0;
     for (const int end : {3, 50, 51, 128, 129, 400}) { // 128 fill what was reserved
-        table.reserve(static_cast<std::size_t>(end));
+        table.reserve(static_cast<std::size_t>(end - first), 16);
         EXPECT_THAT(found(first), ElementsAreArray(numbersTo(first)));
         fill(first, end);
         first = end;
     }
-    table.reserve(10); // less than there is
+    table.reserve(0, 0);
 
     EXPECT_EQ(table.size(), 400U);
     EXPECT_THAT(found(400), ElementsAreArray(numbersTo(400)));
@@ -161,14 +161,14 @@ TEST_F(KeyTables, ReservingALittleMoreAgainAndAgainMovesTheEntriesSeldom)
     int moves = 0;
     for (int number = 0; number < 1000; ++number) {
         const auto* const before = table.begin();
-        table.reserve(static_cast<std::size_t>(number) + 1);
+        table.reserve(1, 8);
         moves += table.begin() == before ? 0 : 1;
         fill(number, number + 1);
     }
     EXPECT_LE(moves, 11); // 1, 2, 4 ... 1024
 }
 
-TEST_F(KeyTables, EntriesStandInTheOrderInWhichTheyCame)
+TEST_F(KeyTables, EntriesAreInTheOrderInWhichTheyCame)
 {
     for (const char* const key : {"/z", "/a", "/m", "/a", "/b", "/z", "/c"})
         table.findOrInsert(key);
@@ -178,7 +178,7 @@ TEST_F(KeyTables, EntriesStandInTheOrderInWhichTheyCame)
 
 TEST_F(KeyTables, TheTableOwnsTheTextOfItsKeys)
 {
-    std::string key = "/a key that is too long to stand in the string itself";
+    std::string key = "/a key that is too long for the string itself";
     const std::string same = key;
     table.findOrInsert(key) = 1;
 
@@ -187,6 +187,23 @@ TEST_F(KeyTables, TheTableOwnsTheTextOfItsKeys)
     EXPECT_EQ(valueOf(same), 1);
     EXPECT_EQ(valueOf(key), -1);
     EXPECT_THAT(keysInOrder(), ElementsAre(same));
+}
+
+TEST_F(KeyTables, KeysStayWhateverWasReservedForTheirTexts)
+{
+    for (const std::size_t textSize : {0U, 1U, 7U, 100U, 100000U}) {
+        KeyTable<int> filled;
+        filled.reserve(3, textSize);
+        std::vector<std::string> keys;
+        for (std::size_t i = 0; i < 40; ++i)
+            keys.emplace_back(i * i, static_cast<char>('a' + i % 26));
+        for (const std::string& key : keys)
+            filled.findOrInsert(key);
+        std::vector<std::string> kept;
+        for (const auto& entry : filled)
+            kept.emplace_back(entry.key());
+        EXPECT_THAT(kept, ElementsAreArray(keys)) << textSize;
+    }
 }
 
 TEST_F(KeyTables, KeysDifferWhereverTheyDiffer)
@@ -218,7 +235,7 @@ TEST_F(KeyTables, KeysOfOneHashAreKeptApart)
 TEST_F(KeyTables, KeysOfOneSlotAreKeptApart)
 {
     // Eight slots; the low three bits of all these hashes are equal.
-    table.reserve(4);
+    table.reserve(4, 16);
     table.findOrInsert(hashed("/a", 0x00000005)) = 1;
     table.findOrInsert(hashed("/b", 0x80000005)) = 2;
     table.findOrInsert(hashed("/c", 0x0000000D)) = 3;
@@ -232,7 +249,7 @@ TEST_F(KeyTables, KeysOfOneSlotAreKeptApart)
 TEST_F(KeyTables, ARunOfSlotsGoesOnAtTheFirst)
 {
     // Eight slots; all these start at the last one.
-    table.reserve(4);
+    table.reserve(4, 16);
     for (int number = 0; number < 4; ++number)
         table.findOrInsert(hashed(nameOf(number), 7)) = number;
 

@@ -1,5 +1,6 @@
-#include "hugePages.h"
+#include "pages.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -80,6 +81,58 @@ TEST(HugePages, AreNotPreferredWhereNoneLiesInsideWholly)
     EXPECT_TRUE(preferredIn(4096, 2 * hugePage - 4097).empty());
     EXPECT_TRUE(preferredIn(0, hugePage - 1).empty());
     EXPECT_TRUE(preferredIn(0, 0).empty());
+}
+
+/** Memory of so many pages, none of which is resident. */
+class PopulatedPages : public testing::Test
+{
+protected:
+    static constexpr std::size_t page = 4096;
+    static constexpr std::size_t count = 64;
+
+    ~PopulatedPages() override { ::munmap(m_memory, count * page); }
+
+    char* at(std::size_t offset) const { return m_memory + offset; }
+
+    std::vector<bool> resident() const
+    {
+        std::vector<unsigned char> flags(count);
+        ::mincore(m_memory, count * page, flags.data());
+        std::vector<bool> result;
+        for (const unsigned char flag : flags)
+            result.push_back((flag & 1U) != 0);
+        return result;
+    }
+
+private:
+    char* m_memory = static_cast<char*>(::mmap(nullptr, count* page, PROT_READ | PROT_WRITE,
+                                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+};
+
+TEST_F(PopulatedPages, AreThoseThatLieInsideWholly)
+{
+    // A kernel that cannot leaves all as it was.
+    const bool can = ::madvise(at(0), page, MADV_POPULATE_WRITE) == 0;
+    ::madvise(at(0), page, MADV_DONTNEED);
+
+    populatePages(at(page + 1), 20 * page);
+
+    std::vector<bool> expected(count);
+    std::fill_n(expected.begin() + 2, 19, can);
+    EXPECT_EQ(resident(), expected);
+}
+
+TEST_F(PopulatedPages, KeepWhatIsInThem)
+{
+    *at(5 * page) = 'x';
+    populatePages(at(0), count * page);
+    EXPECT_EQ(*at(5 * page), 'x');
+}
+
+TEST_F(PopulatedPages, AreNotWorthACallWhereTheyAreFew)
+{
+    populatePages(at(0), 8 * page);
+    EXPECT_EQ(resident(), std::vector<bool>(count));
 }
 
 } // namespace
