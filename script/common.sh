@@ -97,3 +97,10 @@ configure_preset() {
     [ -f "build/$preset/build.ninja" ] && [ $# -eq 0 ] ||
         cmake --preset "$preset" "$@" >/dev/null
 }
+
+# Puts programs on PATH: those of the build directory that is named, or else of the preset demo, which is
+# built.
+use_programs() {
+    [ $# -gt 0 ] || build_preset demo
+    PATH=$(realpath "${1:-build/demo}")/bin:$PATH
+}
