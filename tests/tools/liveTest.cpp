@@ -10,6 +10,7 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -93,6 +94,20 @@ TEST_F(Live, GetFromOneOfSeveralNeedsToKnowWhich)
     EXPECT_THAT(varnix({"get", "--pid", pid, "--config", second, "/label"}).err,
                 HasSubstr("; see varnix explain --pid " + pid + " --config " + second + " /label"));
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", "/other.cfg", "/gain"}).status, 2);
+}
+
+TEST_F(Live, AListOfDatabasesCannotActOnATerminal)
+{
+    const std::string database = node.database("plain.db", DbBuilder().u8("/a", {1}));
+    const std::string hostile =
+        node.configuration("\x1b[2J\n  x.cfg", {{"unit", "R1", {database}}});
+    const std::string pid = hold({first, hostile});
+    const std::string list =
+        "\n  " + first + "\n  " + (node / "\\x1b[2J\\n  x.cfg").string() + '\n';
+    EXPECT_THAT(varnix({"get", "--pid", pid, "/a"}).err, EndsWith("with --config:" + list));
+    EXPECT_THAT(varnix({"get", "--pid", pid, "--config", "\x1b[2J\n", "/a"}).err,
+                EndsWith("has no database of \\x1b[2J\\n; it has:" + list));
+    EXPECT_EQ(varnix({"get", "--pid", pid, "--config", hostile, "/a"}).out, "1\n");
 }
 
 TEST_F(Live, GetOfAnEmptyKeyIsRefusedAsAClientIs)

@@ -1,6 +1,7 @@
 #include "liveDatabase.h"
 
 #include "command.h"
+#include "dbfile/shown.h"
 #include "inspection/notInspected.h"
 
 #include <algorithm>
@@ -25,7 +26,7 @@ std::string listOf(const std::vector<Inspection::StoreView>& stores)
 {
     std::string list;
     for (const Inspection::StoreView& store : stores)
-        list.append("\n  ").append(store.config);
+        list.append("\n  ").append(DbFile::shown(store.config));
     return list;
 }
 
@@ -46,7 +47,7 @@ Inspection::StoreView chosenFrom(std::vector<Inspection::StoreView> stores, pid_
                       who + " has several databases; choose one with --config:" + all);
     if (stores.empty())
         throw Failure(Status::WRONG_USAGE,
-                      who + " has no database of " + *config + "; it has:" + all);
+                      who + " has no database of " + DbFile::shown(*config) + "; it has:" + all);
     return std::move(stores.front()); // of equal ones, as they get the same writes, the oldest
 }
 
