@@ -49,6 +49,19 @@ TEST_F(ServerQueueLimit, ASubscriberThatReadsNothingIsDroppedAndNamed)
     EXPECT_EQ(server().wait(), 1);
 }
 
+TEST_F(ServerQueueLimit, ALimitIsDecimalWhateverItBeginsWith)
+{
+    startServer({"--queue-limit", "050"});
+    const auto stopped = subscriber();
+    stopped->signal(SIGSTOP);
+    // 50 bytes, as StatusTellsWhatWaits says: not more than the limit.
+    for (const char* wanted :
+         {"sent to 1 subscriber", "sent to 1 subscriber", "sent to 0 subscribers"}) {
+        type("db write /a 1");
+        EXPECT_EQ(answer(), wanted);
+    }
+}
+
 TEST_F(ServerQueueLimit, StatusTellsWhatWaits)
 {
     startServer();

@@ -11,6 +11,7 @@ namespace {
 
 using namespace ServerTests;
 using testing::EndsWith;
+using testing::StartsWith;
 
 class ServerLife : public ServerFixture
 {
@@ -97,6 +98,19 @@ TEST_F(ServerLife, OptionsFollowTheToolsRules)
     Child unknown(serverCommand({"--unknown"}));
     EXPECT_EQ(unknown.wait(), 2);
     EXPECT_EQ(unknown.out().rest(), "");
+
+    for (const char* limit : {"", "-1", "+1", " 1", "1 ", "1k", "0x10", "99999999999999999999"}) {
+        SCOPED_TRACE(limit);
+        Child child(serverCommand({"--queue-limit", limit}));
+        child.endInput();
+        EXPECT_EQ(child.wait(), 2);
+        EXPECT_THAT(child.err().rest(), StartsWith("--queue-limit: \"" + std::string(limit) +
+                                                   "\" is no number of bytes"));
+    }
+    Child unnamed(serverCommand({"--journal", ""}));
+    unnamed.endInput();
+    EXPECT_EQ(unnamed.wait(), 2);
+    EXPECT_THAT(unnamed.err().rest(), StartsWith("--journal: "));
 }
 
 /** A shell's redirection of the server, and how it ends. */

@@ -1,9 +1,9 @@
 #include "journalText.h"
 
+#include "decimal.h"
 #include "wordSplitter.h"
 
 #include <algorithm>
-#include <charconv>
 #include <ctime>
 #include <iomanip>
 #include <span>
@@ -30,22 +30,13 @@ std::string lead(const std::string& user)
     return text.str();
 }
 
-template <typename Number>
-std::optional<Number> number(std::string_view text)
-{
-    Number value{};
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && stop == text.data() + text.size() ? std::optional(value)
-                                                                     : std::nullopt;
-}
-
 std::optional<ProcessId> parseId(std::string_view text)
 {
     const std::size_t at = text.find('@');
     if (at == std::string_view::npos)
         return std::nullopt;
-    const auto process = number<std::int32_t>(text.substr(0, at));
-    const auto startTime = number<std::uint64_t>(text.substr(at + 1));
+    const auto process = Decimal::number<std::int32_t>(text.substr(0, at));
+    const auto startTime = Decimal::number<std::uint64_t>(text.substr(at + 1));
     if (!process || !startTime)
         return std::nullopt;
     return ProcessId{*process, *startTime};
@@ -58,7 +49,7 @@ std::optional<Comment> parseSending(Rest words)
     if (words.empty() || !words[0].ends_with(':'))
         return std::nullopt;
     const auto count =
-        number<std::size_t>(std::string_view(words[0]).substr(0, words[0].size() - 1));
+        Decimal::number<std::size_t>(std::string_view(words[0]).substr(0, words[0].size() - 1));
     words = words.subspan(1);
     if (!count || words.size() / 2 < *count)
         return std::nullopt;
@@ -82,10 +73,10 @@ std::optional<Comment> parseReplaying(Rest words)
     constexpr std::size_t fewest = 4; // COUNT "to" PROCESS COMMAND
     if (words.size() < fewest || words[1] != "to")
         return std::nullopt;
-    auto count = number<std::size_t>(words[0]);
+    auto count = Decimal::number<std::size_t>(words[0]);
     const auto id = parseId(words[2]);
     if (words.size() == fewest + 2 && words[fewest] == "only")
-        count = number<std::size_t>(words[fewest + 1]);
+        count = Decimal::number<std::size_t>(words[fewest + 1]);
     if (!count || !id)
         return std::nullopt;
     return Comment{Comment::Kind::REPLAYED, {}, {{*id, words[3]}}, *count};

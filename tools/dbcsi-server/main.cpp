@@ -1,5 +1,6 @@
 #include "complain.h"
 #include "completion/completion.h"
+#include "decimal.h"
 #include "endSignals.h"
 #include "exitStatus.h"
 #include "journalFile.h"
@@ -12,6 +13,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -93,29 +95,47 @@ ExitStatus serve(const Options& options)
     return atTerminal ? ExitStatus::DONE : console.status();
 }
 
-ExitStatus run(int argc, char** argv)
+std::uint64_t bytes(const std::string& text)
 {
-    CLI::App app("The subscription server of a development host: sends an operator's commands to "
-                 "every process that has loaded libvarnix.",
-                 "dbcsi-server");
-    Options options;
+    if (const auto number = Decimal::number<std::uint64_t>(text))
+        return *number;
+    throw CLI::ValidationError(
+        "--queue-limit", '"' + text + "\" is no number of bytes in decimal digits, or too large");
+}
+
+void addOptions(CLI::App& app, Options& options)
+{
     app.set_version_flag("--version", DBCSI_SERVER_VERSION);
     Settings& settings = options.settings;
     app.add_flag("--reject-connection", settings.rejectConnection, "Refuse every connection");
     app.add_flag("--reject-subscription", settings.rejectSubscription, "Refuse every subscription");
-    app.add_option("--queue-limit", settings.queueLimit,
-                   "Drop a subscriber for which more BYTES wait")
+    // Not as a number: the parser takes -1 for the largest, and 010 for 8.
+    app.add_option_function<std::string>(
+           "--queue-limit",
+           [&settings](const std::string& text) { settings.queueLimit = bytes(text); },
+           "Drop a subscriber for which more BYTES wait")
         ->type_name("BYTES")
-        ->capture_default_str();
-    auto* const journal = app.add_option("--journal", settings.journal,
-                                         "Append every write to FILE before it is sent")
-                              ->type_name("FILE");
+        ->default_str(std::to_string(settings.queueLimit));
+    auto* const journal =
+        app.add_option("--journal", settings.journal,
+                       "Append every write to FILE before it is sent")
+            ->type_name("FILE")
+            ->check([](const std::string& name) { return name.empty() ? "no file's name" : ""; });
     app.add_flag("--replay", settings.replay,
                  "First send a subscriber the journal's writes that its process has not had")
         ->needs(journal);
     app.add_flag("--stay", options.stay,
                  "Go on serving after the end of standard input, until a signal");
     app.footer(footer());
+}
+
+ExitStatus run(int argc, char** argv)
+{
+    CLI::App app("The subscription server of a development host: sends an operator's commands to "
+                 "every process that has loaded libvarnix.",
+                 "dbcsi-server");
+    Options options;
+    addOptions(app, options);
     if (Varnix::Completion::isAsked(argc, argv)) {
         Varnix::Completion::answer(app, argc, argv,
                                    [](const auto&, const auto&) { return std::nullopt; });

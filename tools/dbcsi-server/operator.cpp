@@ -1,10 +1,10 @@
 #include "operator.h"
 
+#include "decimal.h"
 #include "nearest.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
@@ -13,14 +13,6 @@
 
 namespace Dbcsi {
 namespace {
-
-std::optional<unsigned> parseNumber(const std::string& text)
-{
-    unsigned value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc{} && stop == end ? std::optional(value) : std::nullopt;
-}
 
 std::string counted(std::size_t count)
 {
@@ -112,8 +104,8 @@ bool Operator::run(const Words& words)
 
 bool Operator::waitForSubscribers(const Words& words)
 {
-    const auto wanted = words.size() >= 2 ? parseNumber(words[1]) : std::nullopt;
-    const auto seconds = words.size() == 3 ? parseNumber(words[2]) : std::nullopt;
+    const auto wanted = words.size() >= 2 ? Decimal::number<unsigned>(words[1]) : std::nullopt;
+    const auto seconds = words.size() == 3 ? Decimal::number<unsigned>(words[2]) : std::nullopt;
     if (!wanted || words.size() > 3 || (words.size() == 3 && !seconds)) {
         fail(ExitStatus::INVALID, "usage: wait N [SECONDS]");
         return true;
@@ -134,7 +126,7 @@ bool Operator::waitForSubscribers(const Words& words)
 
 bool Operator::settle(const Words& words)
 {
-    const auto seconds = words.size() == 2 ? parseNumber(words[1]) : std::nullopt;
+    const auto seconds = words.size() == 2 ? Decimal::number<unsigned>(words[1]) : std::nullopt;
     if (words.size() > 2 || (words.size() == 2 && !seconds)) {
         fail(ExitStatus::INVALID, "usage: settle [SECONDS]");
         return true;
