@@ -178,7 +178,7 @@ Record parseRecord(std::string_view line)
             record.fields.emplace_back(name, std::move(value));
     }
     record.file = valueOr(record, "file", "");
-    record.line = static_cast<unsigned int>(std::stoul(valueOr(record, "line", "0")));
+    record.line = static_cast<unsigned int>(Reader(valueOr(record, "line", "0")).number());
     record.obj = valueOr(record, "obj", "");
     record.msg = valueOr(record, "msg", "");
     return record;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -43,10 +44,25 @@ std::vector<Record> TraceFiles::take()
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         const std::string_view line = rest.substr(0, end);
         if (m_taken.insert(std::hash<std::string_view>()(line)).second)
-            records.push_back(parseRecord(line));
+            add(line, records);
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return records;
+}
+
+void TraceFiles::add(std::string_view line, std::vector<Record>& records)
+{
+    try {
+        records.push_back(parseRecord(line));
+    } catch (const std::runtime_error&) {
+        ++m_leftOut;
+    }
+}
+
+void TraceFiles::begin(std::filesystem::path directory)
+{
+    m_directory = std::move(directory);
+    m_taken.clear();
 }
 
 void requireReader()

@@ -33,5 +33,23 @@ TEST(Record, OfALineThatIsCutIsRefused)
         EXPECT_THROW(parseRecord(line.substr(0, size)), std::runtime_error) << size;
 }
 
+/** The line with a piece in place of another. */
+std::string with(const std::string& piece, const std::string& other)
+{
+    std::string text = line;
+    return text.replace(text.find(piece), piece.size(), other);
+}
+
+TEST(Record, OfALineOfAnotherFormIsRefused)
+{
+    for (const char* const field :
+         {"line = 1.5", "line = 99999999999999999999", "line = \"x\"", "line = { a = 1 }",
+          "line = ( \"A\" : container = 1 )", "line = [ [0] = 1.5 ]"})
+        EXPECT_THROW(parseRecord(with("line = 145", field)), std::runtime_error) << field;
+    EXPECT_THROW(parseRecord(with("(6)", "(-)")), std::runtime_error);
+    EXPECT_THROW(parseRecord(with(":INFO", "")), std::runtime_error);
+    EXPECT_THROW(parseRecord("another line"), std::runtime_error);
+}
+
 } // namespace
 } // namespace Varnix::Recording

@@ -65,6 +65,8 @@ std::vector<TraceRecord> TraceSession::take()
 {
     m_session.stop();
     std::vector<TraceRecord> records = m_files.take();
+    if (m_files.leftOut() != 0)
+        throw std::runtime_error("the library traced a record of another form");
     const std::uint64_t discarded = m_session.discarded();
     if (std::exchange(m_discarded, discarded) != discarded)
         throw std::runtime_error("the tracer discarded records");

@@ -98,6 +98,33 @@ TEST_F(Trace, AsADocumentIsWholeWithoutAnEvent)
               Json({{"events", Json::array()}, {"errors", Json::array()}}));
 }
 
+TEST_F(Trace, LeavesOutEventsOfAnotherFormAndCountsThem)
+{
+    const std::string script = FOREIGN "; exec $TOOL get absent.cfg /a 2>/dev/null";
+    const std::string said =
+        "varnix: 2 events have a form that this release does not know and were left out\n";
+    const ProcessResult text = traced({}, script);
+    EXPECT_EQ(text.status, 5) << "the command's";
+    EXPECT_THAT(text.out, AllOf(HasSubstr("file: absent.cfg\n"), Not(HasSubstr("foreign"))));
+    EXPECT_EQ(text.err, said);
+
+    const ProcessResult result = traced({"--json"}, script);
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.err, said);
+    EXPECT_THAT(Json::parse(result.out)["events"].back()["message"], HasSubstr("absent.cfg"));
+}
+
+TEST_F(Trace, AsADocumentIsWholeWhereARecordingHasNoDirectory)
+{
+    const ProcessResult result =
+        varnix({"trace", "--json", "--", "true"}, {.environment = {"TMPDIR=/absent"}});
+    EXPECT_EQ(result.status, 3);
+    const Json document = Json::parse(result.out);
+    EXPECT_EQ(document.at("events"), Json::array());
+    EXPECT_EQ(document["errors"][0]["status"], 3);
+    EXPECT_EQ(document["errors"][0]["message"].get<std::string>() + '\n', result.err);
+}
+
 std::ptrdiff_t occurrences(const std::string& text, const std::string& all)
 {
     std::ptrdiff_t count = 0;

@@ -2,8 +2,9 @@
 #include "recording/failure.h"
 #include "traceRun.h"
 
-#include <iostream>
+#include <exception>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace Varnix::Tool {
@@ -16,9 +17,9 @@ constexpr const char* packages = "lttng-tools babeltrace2";
 Status trace(const TraceOptions& options)
 {
     TracePrinter printer(options.json);
-    const auto fail = [&](const std::string& text) {
-        printer.fail(Status::NODE_UNUSABLE, text);
-        return Status::NODE_UNUSABLE;
+    const auto fail = [&](const std::string& text, Status status = Status::NODE_UNUSABLE) {
+        printer.fail(status, text);
+        return status;
     };
     try {
         const EndSignals signals;
@@ -31,6 +32,10 @@ Status trace(const TraceOptions& options)
     } catch (const Recording::Failure& failure) {
         return fail(std::string(unusable) + failure.what() +
                     "\nInstall what it takes: apt-get install " + packages);
+    } catch (const std::bad_alloc&) {
+        throw; // to end a document takes memory too
+    } catch (const std::exception& error) {
+        return fail(std::string("varnix: ") + error.what(), Status::UNREADABLE);
     }
 }
 

@@ -62,7 +62,7 @@ void TracePrinter::print(const std::vector<Recording::Record>& records)
 void TracePrinter::printText(const Recording::Record& record)
 {
     std::cout << shownTime(record.time) << ' ' << record.vpid << ' '
-              << DbFile::shown(record.command) << ' ' << record.event << ' '
+              << DbFile::shown(record.command) << ' ' << DbFile::shown(record.event) << ' '
               << DbFile::shown(withoutLineFeed(record.msg)) << '\n';
     const std::string advice = Recording::adviceFor(record.event, record.msg);
     if (!advice.empty())

@@ -148,7 +148,7 @@ void TraceRun::rotate()
     m_printer.print(m_files.take());
     std::error_code ignored;
     std::filesystem::remove_all(part, ignored);
-    m_files = Recording::TraceFiles(m_session.files());
+    m_files.begin(m_session.files());
     m_readAt = Clock::now();
 }
 
@@ -158,6 +158,9 @@ void TraceRun::printRest()
     m_printer.print(m_files.take());
     if (const std::uint64_t lost = m_session.discarded(); lost > 0)
         std::cerr << "varnix: " << lost << " events came too fast and were lost\n";
+    if (m_files.leftOut() > 0)
+        std::cerr << "varnix: " << m_files.leftOut()
+                  << " events have a form that this release does not know and were left out\n";
 }
 
 } // namespace Varnix::Tool
