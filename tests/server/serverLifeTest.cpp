@@ -68,6 +68,39 @@ TEST_F(ServerLife, ASignalEndsAWait)
     EXPECT_EQ(server().wait(), 0);
 }
 
+/** A shell's words that have two signals ignored by what it executes. */
+std::vector<std::string> ignoringHangupAndInterrupt()
+{
+    return {"/bin/sh", "-c",
+            std::string("trap '' HUP INT; exec '") + DBCSI_SERVER_PROGRAM + "' --stay"};
+}
+
+TEST_F(ServerLife, ASignalThatIsIgnoredOnEntryDoesNotEndIt)
+{
+    start(ignoringHangupAndInterrupt());
+    type("status");
+    EXPECT_EQ(answer(), "0 subscribers");
+    for (const int number : {SIGHUP, SIGINT}) {
+        server().signal(number);
+        type("status");
+        EXPECT_EQ(answer(), "0 subscribers");
+    }
+    server().signal(SIGTERM);
+    EXPECT_EQ(server().wait(), 0);
+}
+
+TEST_F(ServerLife, AtATerminalASignalThatIsIgnoredOnEntryDoesNotEndIt)
+{
+    Child terminal(ignoringHangupAndInterrupt(), true);
+    terminal.out().readUntil("dbcsi> ");
+    terminal.signal(SIGHUP);
+    terminal.write("status\n");
+    terminal.out().readUntil("0 subscribers");
+    terminal.out().readUntil("dbcsi> ");
+    terminal.signal(SIGTERM);
+    EXPECT_EQ(terminal.wait(), 0);
+}
+
 TEST_F(ServerLife, ServesAfterTheEndOfInputOnlyWithStay)
 {
     startServer();

@@ -39,6 +39,8 @@ Pipe makePipe()
     for (std::string& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) // whoever runs the tests may ignore them
+        ::signal(signal, SIG_DFL);
     ::execv(argv[0], argv.data());
     ::_exit(127);
 }

@@ -184,6 +184,17 @@ TEST_P(TraceEnd, LeavesNothing)
 
 INSTANTIATE_TEST_SUITE_P(Signals, TraceEnd, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
+TEST_F(Trace, ASignalThatIsIgnoredOnEntryDoesNotEndIt)
+{
+    Child recorder({"/bin/sh", "-c", "trap '' HUP; exec '" VARNIX_TOOL "' trace"});
+    recorder.err().readUntil("Ctrl-C ends it\n");
+    recorder.signal(SIGHUP);
+    varnix({"get", m_directory / "first.cfg", "/a"});
+    recorder.out().readUntil("first.cfg");
+    recorder.signal(SIGTERM);
+    EXPECT_EQ(recorder.wait(), 0);
+}
+
 TEST_F(Trace, ThatWasKilledIsClearedAwayByTheNext)
 {
     Recorder recorder;

@@ -68,6 +68,21 @@ TEST_F(Watch, EndsByASignalAsDone)
     }
 }
 
+TEST_F(Watch, ASignalThatIsIgnoredOnEntryDoesNotEndIt)
+{
+    startServer();
+    const std::string script = "trap '' HUP; exec '" VARNIX_TOOL "' watch --every 5 ";
+    Child child({"/bin/sh", "-c", script + first + " /gain"});
+    EXPECT_EQ(child.out().line(), "/gain\t1 2");
+    const std::string pid = std::to_string(child.id());
+    EXPECT_TRUE(waitUntil([&] { return lineOf(pid).find("\tsubscribed\t") != std::string::npos; }));
+    child.signal(SIGHUP);
+    EXPECT_EQ(written({"/gain", "5"}).status, 0);
+    EXPECT_EQ(child.out().line(), "/gain\t5 2");
+    child.signal(SIGTERM);
+    EXPECT_EQ(child.wait(), 0);
+}
+
 TEST_F(Watch, AsDocumentsIsOneALine)
 {
     startServer();

@@ -1,5 +1,7 @@
 #include "endSignals.h"
 
+#include "endingSignals.h"
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -16,12 +18,8 @@ constexpr int noDescriptor = -1;
 
 int blockedSignals()
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        sigaddset(&signals, number);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    const EndingSignals::Blocked blocked = EndingSignals::block();
+    return ::signalfd(-1, &blocked.awaited, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 int millisecondsUntil(const EndSignals::Deadline& deadline)

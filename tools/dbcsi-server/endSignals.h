@@ -4,14 +4,14 @@
 #include "fileDescriptor.h"
 
 #include <chrono>
-#include <csignal>
 #include <optional>
 
 namespace Dbcsi {
 
 /**
  * SIGTERM, SIGINT and SIGHUP as an event to wait for, so that they end the server between two
- * commands and never within one. Made before any thread, so that no thread takes them.
+ * commands and never within one; but not one of them that is ignored. Made before any thread, so
+ * that no thread takes them.
  */
 class EndSignals
 {

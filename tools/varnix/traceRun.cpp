@@ -1,5 +1,6 @@
 #include "traceRun.h"
 
+#include "endingSignals.h"
 #include "recording/failure.h"
 
 #include <algorithm>
@@ -44,11 +45,11 @@ Recording::Settings settingsFor(const TraceOptions& options)
 
 EndSignals::EndSignals() : m_fd(-1)
 {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD})
-        ::sigaddset(&signals, number);
-    ::pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    const EndingSignals::Blocked blocked = EndingSignals::block();
+    m_before = blocked.before;
+    sigset_t signals = blocked.awaited;
+    ::sigaddset(&signals, SIGCHLD);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     static_cast<void>(
         ::signal(SIGPIPE, SIG_IGN)); // what is left of the recording is cleared away first
     m_fd = DbFile::Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));

@@ -1,4 +1,5 @@
 #include "command.h"
+#include "endingSignals.h"
 #include "reading.h"
 
 #include <chrono>
@@ -34,14 +35,8 @@ struct WatchOptions
 class EndSignals
 {
 public:
-    EndSignals()
-    {
-        ::sigemptyset(&m_signals);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-            ::sigaddset(&m_signals, signal);
-        ::pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
-    }
-    ~EndSignals() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    EndSignals() = default;
+    ~EndSignals() { ::pthread_sigmask(SIG_SETMASK, &m_blocked.before, nullptr); }
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
 
@@ -51,12 +46,11 @@ public:
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
         const timespec limit{static_cast<time_t>(seconds.count()),
                              static_cast<long>(std::chrono::nanoseconds(time - seconds).count())};
-        return ::sigtimedwait(&m_signals, nullptr, &limit) > 0;
+        return ::sigtimedwait(&m_blocked.awaited, nullptr, &limit) > 0;
     }
 
 private:
-    sigset_t m_signals{};
-    sigset_t m_before{};
+    const EndingSignals::Blocked m_blocked = EndingSignals::block();
 };
 
 /** The keys' values, each printed when it is another than before. */
