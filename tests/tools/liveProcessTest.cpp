@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <future>
+#include <optional>
 
 #include <unistd.h>
 
@@ -12,8 +13,11 @@ namespace Varnix::Test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::AllOf;
 using testing::AnyOf;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 /** Processes whose library or surroundings are not the command's own. */
 class LiveProcess : public Live
@@ -34,6 +38,55 @@ protected:
     }
 
     fs::path libraryCopy() const { return m_directory / "libvarnix.so.0"; }
+
+    /**
+     * Starts a holder of a configuration after commands of the shell's that mount, and returns its
+     * id; nothing where that is not permitted.
+     */
+    std::optional<std::string> holdAfter(const std::string& mounts, const std::string& config)
+    {
+        std::vector<std::string> command{"/usr/bin/unshare", "--mount", "--pid", "--fork",
+                                         "--kill-child"};
+        if (::geteuid() != 0)
+            command.emplace_back("--map-root-user");
+        std::vector<std::string> probe = command;
+        probe.emplace_back("true");
+        if (run(probe).status != 0) {
+            std::puts("not permitted here: namespaces of its own");
+            return std::nullopt;
+        }
+        command.insert(command.end(), {"/bin/sh", "-ec", mounts + "\nexec " HOLDER " " + config});
+        start(command);
+        const std::string all = varnix({"ps"}).out;
+        const std::size_t at = all.find("\t" + config + " ");
+        EXPECT_NE(at, std::string::npos) << all;
+        const std::size_t before = all.rfind('\n', at);
+        const std::size_t line = before == std::string::npos ? 0 : before + 1;
+        return all.substr(line, all.find('\t', line) - line);
+    }
+
+    /** Makes a directory that the process shall see in the place of the node's. */
+    void makeInner() const
+    {
+        fs::create_directory(inner);
+        DbBuilder()
+            .text("/componentConfigId", "other_R2")
+            .u8("/board", {9})
+            .write(inner / "production.db");
+        DbBuilder().u16("/gain", {7}).write(inner / "first.db");
+        DbBuilder().u8("/fan", {8}).write(inner / "near.db");
+        DbBuilder().u8("/fan", {9}).write(inner / "spare.db");
+        writeFile(inner / "first.cfg",
+                  configText({{"other", "R2", {node / "first.db", "near.db"}}}));
+    }
+
+    std::string mountInner() const
+    {
+        return "mount --bind " + inner.string() + ' ' + (node / "").string() + "\ncd " +
+               (node / "").string();
+    }
+
+    const fs::path inner = m_directory / "inner";
 };
 
 TEST_F(LiveProcess, WithAStrippedLibraryIsLookedAt)
@@ -63,29 +116,58 @@ TEST_F(LiveProcess, OfAnotherReleaseSaysSo)
 
 TEST_F(LiveProcess, InNamespacesOfItsOwnIsLookedAt)
 {
-    std::vector<std::string> command{"/usr/bin/unshare", "--mount", "--pid", "--fork",
-                                     "--kill-child"};
-    if (::geteuid() != 0)
-        command.emplace_back("--map-root-user");
-    std::vector<std::string> probe = command;
-    probe.emplace_back("true");
-    if (run(probe).status != 0) {
-        std::puts("not permitted here: namespaces of its own");
-        return;
-    }
     // What the process sees at its database's path is not what there is here.
-    command.insert(command.end(), {"/bin/sh", "-c",
-                                   "exec 3<\"$1\"; mount --bind /dev/null \"$2\"; exec \"$0\" "
-                                   "\"$1\"",
-                                   HOLDER, first, (node / "second.db").string()});
-    start(command);
-    std::string pid;
-    const std::string all = varnix({"ps"}).out;
-    const std::size_t at = all.find("\t" + first + " ");
-    ASSERT_NE(at, std::string::npos) << all;
-    const std::size_t line = all.rfind('\n', at) == std::string::npos ? 0 : all.rfind('\n', at) + 1;
-    pid = all.substr(line, all.find('\t', line) - line);
-    EXPECT_EQ(varnix({"get", "--pid", pid, "/gain"}).out, "1 2\n");
+    const auto pid = holdAfter(
+        "exec 3<" + first + "\nmount --bind /dev/null " + (node / "second.db").string(), first);
+    if (!pid)
+        return;
+    EXPECT_EQ(varnix({"get", "--pid", *pid, "/gain"}).out, "1 2\n");
+}
+
+TEST_F(LiveProcess, InNamespacesOfItsOwnIsExplained)
+{
+    const auto pid = holdAfter("mount --bind " + (node / "second.db").string() + ' ' +
+                                   (node / "first.db").string(),
+                               first);
+    if (!pid)
+        return;
+    const ProcessResult result = varnix({"explain", "--pid", *pid, "/gain"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out,
+                HasSubstr("=> a client gets U16 3 from " + (node / "first.db").string() +
+                          "\n  process " + *pid + " holds U16 3\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("Findings")));
+}
+
+TEST_F(LiveProcess, WithFilesOfItsOwnAloneIsExplained)
+{
+    makeInner();
+    const auto pid = holdAfter(mountInner(), first);
+    if (!pid)
+        return;
+    const ProcessResult all = varnix({"explain", "--all", "--pid", *pid});
+    EXPECT_EQ(all.status, 0);
+    EXPECT_THAT(all.out, AllOf(HasSubstr("\nIdentities: other_R2\n"), HasSubstr("holds U8 9\n"),
+                               HasSubstr("holds U16 7\n"), HasSubstr("holds U8 8\n")));
+    EXPECT_THAT(all.out,
+                EndsWith("\nFindings:\nspare.db: note: no entry lists this database file\n"));
+
+    DbBuilder().u16("/gain", {8}).write(inner / "first.db");
+    const ProcessResult changed = varnix({"explain", "--pid", *pid});
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_THAT(changed.out,
+                HasSubstr("=> a client gets U16 8 from " + (node / "first.db").string()));
+}
+
+TEST_F(LiveProcess, InNamespacesOfItsOwnIsNamedWhereItHoldsAnOldValue)
+{
+    makeInner();
+    const auto pid = holdAfter(mountInner(), first);
+    DbBuilder().u16("/gain", {8}).write(m_directory / "new.db");
+    if (!pid)
+        return;
+    EXPECT_THAT(varnix({"install", "new.db", inner / "first.db"}).out,
+                HasSubstr("process " + *pid + " (holder) still holds the old value of /gain"));
 }
 
 TEST_F(LiveProcess, ThatDiesMeanwhileIsAnAnswer)

@@ -45,16 +45,16 @@ Status statusOf(const Explanation& explanation, const std::vector<std::string>& 
     return isEveryKeyRead ? Status::DONE : Status::NO;
 }
 
-Explanation explanationOf(const ExplainOptions& options, const FileReader& read)
+/** Of a process, `place` becomes its own. */
+Explanation explanationOf(const Target& target, NodePlace& place, const FileReader& read)
 {
-    const Target& target = options.target;
     if (target.process == 0)
-        return explain(target.config.value(), options.place, read);
+        return explain(target.config.value(), place, read);
     const LiveDatabase database(target.process, target.config);
-    takePlaceOf(target.process);
+    place = takePlaceOf(target.process);
     // Read afterwards: this fails where the process has ended and its id is another's.
     HeldValues held{target.process, database.values({})};
-    Explanation explanation = explain(database.config(), {}, read);
+    Explanation explanation = explain(database.config(), place, read);
     explanation.held = std::move(held);
     return explanation;
 }
@@ -84,12 +84,13 @@ bool isRefusedBySchema(const std::vector<NodeFinding>& findings)
 Status runExplain(const ExplainOptions& options)
 {
     const Judgement judgement = judgementOf(options.schemas);
-    const Explanation explanation = explanationOf(options, plainReader(judgement));
+    NodePlace place = options.place;
+    const Explanation explanation = explanationOf(options.target, place, plainReader(judgement));
     const std::vector<std::string> keys = keysOf(options, explanation);
     std::vector<NodeFinding> findings = findingsIn(judgement.schema);
     for (NodeFinding& finding :
          findingsIn(explanation, keys,
-                    {.place = options.place, .schema = judgement.schema, .unlisted = options.all}))
+                    {.place = place, .schema = judgement.schema, .unlisted = options.all}))
         findings.push_back(std::move(finding));
     const Status status = statusOf(explanation, explanation.held ? keys : options.target.keys);
     if (options.json)

@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string_view>
-#include <system_error>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace Varnix::Tool {
 
@@ -76,31 +78,37 @@ void findInFile(const Explanation& explanation, const ExplainedFile& file,
         findDefects(file.path, *file.content, scope, findings);
 }
 
-fs::path resolved(const fs::path& path)
+/**
+ * Which file it is, whatever its path; nothing where it is no regular file. A path cannot tell:
+ * that of a process's working directory may have no name here.
+ */
+std::optional<std::pair<dev_t, ino_t>> identityOf(const fs::path& path)
 {
-    std::error_code error;
-    return fs::weakly_canonical(path, error);
+    struct stat facts
+    {
+    };
+    if (::stat(path.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode))
+        return std::nullopt;
+    return std::pair(facts.st_dev, facts.st_ino);
 }
 
 /** Database files beside the listed ones that nothing lists. */
 void findUnlisted(const Explanation& explanation, const NodePlace& place, Findings& findings)
 {
-    std::set<fs::path> known;
+    std::set<std::optional<std::pair<dev_t, ino_t>>> known{std::nullopt};
     std::set<fs::path> directories;
     for (const ExplainedFile& file : explanation.files) {
-        known.insert(resolved(place.locate(file.path)));
+        known.insert(identityOf(place.locate(file.path)));
         directories.insert(fs::path(file.path).parent_path());
     }
     if (explanation.production)
-        known.insert(resolved(explanation.production->file.place));
+        known.insert(identityOf(explanation.production->file.place));
     std::set<fs::path> unlisted;
     for (const fs::path& directory : directories) {
-        std::error_code error;
         const fs::path located = place.locate(directory.empty() ? "." : directory.string());
         for (const std::string& name : DbFile::namesIn(located)) {
             const fs::path path = located / name;
-            if (fs::is_regular_file(path, error) && known.insert(resolved(path)).second &&
-                looksLikeDatabase(path))
+            if (known.insert(identityOf(path)).second && looksLikeDatabase(path))
                 unlisted.insert(directory / name);
         }
     }

@@ -1,5 +1,6 @@
 #include "oldValues.h"
 
+#include "command.h"
 #include "configFile.h"
 #include "inspection/notInspected.h"
 #include "inspection/process.h"
@@ -26,7 +27,8 @@ class ProcessFiles
 {
 public:
     ProcessFiles(pid_t process, const fs::path& file)
-        : m_process(process), m_directory("/proc/" + std::to_string(process) + "/cwd"), m_file(file)
+        : m_process(process), m_place(placeOf(process)),
+          m_directory("/proc/" + std::to_string(process) + "/cwd"), m_file(file)
     {
     }
 
@@ -36,10 +38,16 @@ public:
     }
 
 private:
+    /** Where the process's `path` is for this one. */
+    std::string located(const std::string& path) const
+    {
+        return (m_directory / m_place.locate(path)).string();
+    }
+
     bool isFile(const std::string& path) const
     {
         std::error_code error;
-        return fs::equivalent(m_directory / path, m_file, error);
+        return fs::equivalent(located(path), m_file, error);
     }
 
     bool isProduction() const
@@ -52,7 +60,8 @@ private:
     bool isListed(const std::string& config) const
     {
         std::vector<Backend::DBUtils::DbConfiguration> entries;
-        readConfigFile((m_directory / config).string(), entries);
+        readConfigFile(config, entries, nullptr,
+                       [this](const std::string& path) { return located(path); });
         return std::any_of(entries.begin(), entries.end(), [this](const auto& entry) {
             return std::any_of(entry.filePaths.begin(), entry.filePaths.end(),
                                [this](const std::string& path) { return isFile(path); });
@@ -60,6 +69,7 @@ private:
     }
 
     pid_t m_process;
+    NodePlace m_place;
     fs::path m_directory;
     const fs::path& m_file;
 };
@@ -97,6 +107,8 @@ std::optional<OldHolder> look(pid_t id, const fs::path& file,
         return OldHolder{id, process.command(), {keys.begin(), keys.end()}};
     } catch (const NotInspected&) {
         return std::nullopt; // it has no registry, is gone or is somebody else's
+    } catch (const Failure&) {
+        return std::nullopt; // its paths lead nowhere
     }
 }
 

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <system_error>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Varnix::Tool {
@@ -39,9 +40,32 @@ std::string directoryOf(pid_t process)
     return "/proc/" + std::to_string(process);
 }
 
+/** Whether both are there and are not the same file. */
+bool areDifferent(const std::string& one, const std::string& other)
+{
+    struct stat first
+    {
+    };
+    struct stat second
+    {
+    };
+    return ::stat(one.c_str(), &first) == 0 && ::stat(other.c_str(), &second) == 0 &&
+           (first.st_dev != second.st_dev || first.st_ino != second.st_ino);
+}
+
 } // namespace
 
-void takePlaceOf(pid_t process)
+NodePlace placeOf(pid_t process)
+{
+    const std::string directory = directoryOf(process);
+    NodePlace place;
+    if (areDifferent("/proc/self/ns/mnt", directory + "/ns/mnt") ||
+        areDifferent("/", directory + "/root"))
+        place.root = directory + "/root";
+    return place;
+}
+
+NodePlace takePlaceOf(pid_t process)
 {
     std::ifstream environment(directoryOf(process) + "/environ", std::ios::binary);
     if (!environment)
@@ -53,6 +77,7 @@ void takePlaceOf(pid_t process)
     });
     if (::chdir((directoryOf(process) + "/cwd").c_str()) != 0)
         throw notReached(process, "working directory", errno);
+    return placeOf(process);
 }
 
 std::vector<std::string> productionPathsOf(pid_t process)
