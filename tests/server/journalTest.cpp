@@ -80,7 +80,7 @@ TEST_F(ServerJournal, EveryWriteIsALineWithTimeUserAndProcessesInAComment)
     EXPECT_EQ(all[3], R"(db write '/unit/a label' -c 'it'\''s')");
     EXPECT_TRUE(
         std::regex_match(all[4], std::regex(timeAndUser + " to 1: " + std::to_string(only->id()) +
-                                            "@[0-9]+ dbcsi_test_subscriber")))
+                                            "@[0-9]+/[0-9]+ dbcsi_test_subscriber")))
         << all[4];
 }
 
@@ -144,6 +144,40 @@ TEST_F(ServerJournal, AProcessThatReconnectsIsSentOnlyWhatItHasNotHad)
     writeTo(2, "three");
     expectGot(*first, {"three"});
     expectGot(*second, {"three"});
+}
+
+TEST_F(ServerJournal, AProcessThatExecutesItselfAnewIsSentEverything)
+{
+    startReplaying();
+    const auto only = subscriber();
+    writeTo(1, "one");
+    expectGot(*only, {"one"});
+    only->signal(SIGUSR1);
+    EXPECT_EQ(only->out().line(), "subscribed");
+    expectGot(*only, {"one"});
+    killServer();
+    startReplaying();
+    EXPECT_EQ(only->out().line(), "server down");
+    EXPECT_EQ(only->out().line(), "subscribed");
+    writeTo(1, "two");
+    expectGot(*only, {"two"});
+}
+
+TEST_F(ServerJournal, AJournalThatNamesNoMailboxesTellsWhatItsProcessesHaveHad)
+{
+    startReplaying();
+    const auto only = subscriber();
+    writeTo(1, "one");
+    expectGot(*only, {"one"});
+    killServer();
+    EXPECT_EQ(only->out().line(), "server down");
+    const std::string text = content();
+    writeFile(journal(), std::regex_replace(text, std::regex("(@[0-9]+)/[0-9]+"), "$1"));
+    ASSERT_NE(content(), text);
+    startReplaying();
+    EXPECT_EQ(only->out().line(), "subscribed");
+    writeTo(1, "two");
+    expectGot(*only, {"two"});
 }
 
 TEST_F(ServerJournal, HoweverOftenTheServerIsKilledEveryProcessIsSentEveryWriteOnce)

@@ -15,8 +15,8 @@ namespace {
 
 using namespace Dbcsi;
 
-const ProcessInfo alice{{71, 940}, "alice"};
-const ProcessInfo bob{{75, 1020}, "a 'bob' to 2:"};
+const ProcessInfo alice{{71, 940, 5}, "alice"};
+const ProcessInfo bob{{75, 1020, 4294967295}, "a 'bob' to 2:"};
 
 using Kind = JournalText::Comment::Kind;
 
@@ -49,6 +49,16 @@ TEST(JournalText, AReplayTellsHowManyWritesWereSent)
     EXPECT_EQ(JournalText::parse(line + JournalText::only(3))->count, 3u);
 }
 
+TEST(JournalText, AProcessMayBeNamedWithoutItsMailbox)
+{
+    const auto sent = JournalText::parse("# t u to 2: 71@940 alice 75@1020/7 bob except 71@940");
+    ASSERT_TRUE(sent);
+    ASSERT_EQ(sent->processes.size(), 1u);
+    EXPECT_EQ(sent->processes[0].id, (ProcessId{75, 1020, 7}));
+    EXPECT_EQ(JournalText::parse("# t u replayed 1 to 71@940 alice")->processes[0].id,
+              (ProcessId{71, 940, 0}));
+}
+
 TEST(JournalText, ABootIsNamed)
 {
     EXPECT_EQ(JournalText::parse(JournalText::boot("4f6c"))->boot, "4f6c");
@@ -58,8 +68,8 @@ TEST(JournalText, ABootIsNamed)
 TEST(JournalText, ACommentThatIsCutOffBeforeItsLastProcessTellsNothing)
 {
     const std::string whole = JournalText::sending("root", {alice, bob});
-    const std::size_t last = whole.find("75@1020");
-    for (std::size_t size = 0; size <= last + std::string("75@1020 ").size(); ++size)
+    const std::size_t last = whole.find("75@1020/4294967295");
+    for (std::size_t size = 0; size <= last + std::string("75@1020/4294967295 ").size(); ++size)
         EXPECT_FALSE(JournalText::parse(whole.substr(0, size))) << whole.substr(0, size);
 }
 
@@ -80,6 +90,11 @@ TEST(JournalText, OtherCommentsTellNothing)
                              "# t u to 1: 1@2",
                              "# t u to 1: x@2 a",
                              "# t u to 99999999999999999999: 1@2 a",
+                             "# t u to 1: 1@2/ a",
+                             "# t u to 1: 1@2/x a",
+                             "# t u to 1: 1@2/-3 a",
+                             "# t u to 1: 1@2/4294967296 a",
+                             "# t u to 1: 1/2@3 a",
                              "# t u to 'x",
                              "# t u replayed 1",
                              "# t u replayed x to 1@2 a",
@@ -149,13 +164,28 @@ TEST_F(JournalHistory, TheFirstOfTheMissingAreHadInTheirOrder)
     EXPECT_EQ(missing(), Indices{});
 }
 
-TEST_F(JournalHistory, AProcessIsItsIdAndItsStartTime)
+TEST_F(JournalHistory, AProcessIsItsIdItsStartTimeAndItsMailbox)
 {
     m_history.had(alice.id, 0);
-    EXPECT_EQ(m_history.missing({alice.id.process, alice.id.startTime + 1}).size(), 6u);
-    EXPECT_EQ(m_history.missing({alice.id.process + 1, alice.id.startTime}).size(), 6u);
-    m_history.had({alice.id.process, 0}, 0);
-    EXPECT_EQ(m_history.missing({alice.id.process, 0}).size(), 6u);
+    const auto [process, startTime, mailbox] = alice.id;
+    EXPECT_EQ(m_history.missing({process, startTime + 1, mailbox}).size(), 6u);
+    EXPECT_EQ(m_history.missing({process + 1, startTime, mailbox}).size(), 6u);
+    EXPECT_EQ(m_history.missing({process, startTime, mailbox + 1}).size(), 6u);
+    m_history.had({process, 0, mailbox}, 0);
+    EXPECT_EQ(m_history.missing({process, 0, mailbox}).size(), 6u);
+}
+
+TEST_F(JournalHistory, WhatAProcessHadThroughAMailboxThatIsNotNamedItHasHad)
+{
+    const ProcessId unnamed{alice.id.process, alice.id.startTime, 0};
+    m_history.had(unnamed, 1);
+    EXPECT_EQ(missing(), (Indices{0, 2, 3, 4, 5}));
+    m_history.had(alice.id, 3);
+    m_history.had(unnamed, 4);
+    EXPECT_EQ(missing(), (Indices{0, 2, 5}));
+    m_history.hadFirstMissing(alice.id, 2);
+    EXPECT_EQ(missing(), (Indices{5}));
+    EXPECT_EQ(m_history.missing(unnamed), (Indices{0, 2, 3, 5}));
 }
 
 TEST_F(JournalHistory, AfterABootNoProcessHasHadAnything)

@@ -1,10 +1,12 @@
 /*
  * A subscriber for the tests: follows the subscription server for ever and tells on standard output
- * what happens to it, a line each. A write's words stand in brackets.
+ * what happens to it, a line each. A write's words stand in brackets. SIGUSR1 has it execute itself
+ * anew.
  */
 #include "dbcsiMessages.h"
 #include "mailbox.h"
 
+#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -87,10 +89,20 @@ void handle(const Mailbox::Message& message)
     }
 }
 
+char** commandLine = nullptr;
+
+void executeAnew(int)
+{
+    ::execv(commandLine[0], commandLine);
+    ::_exit(1);
+}
+
 } // namespace
 
-int main()
+int main(int, char** argv)
 {
+    commandLine = argv;
+    std::signal(SIGUSR1, executeAnew);
     if (!Mailbox::initialise(1) ||
         Mailbox::create((subscriberMailboxPrefix + std::to_string(::getpid())).c_str()) ==
             ITC_NO_MBOX_ID)

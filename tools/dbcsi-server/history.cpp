@@ -1,6 +1,7 @@
 #include "history.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Dbcsi {
 
@@ -33,6 +34,19 @@ void History::hadFirstMissing(const ProcessId& process, std::size_t count)
 }
 
 std::vector<std::size_t> History::missing(const ProcessId& process) const
+{
+    std::vector<std::size_t> indices = missingByName(process);
+    const ProcessId unnamed{process.process, process.startTime, 0};
+    if (!m_had.contains(unnamed))
+        return indices;
+    const std::vector<std::size_t> others = missingByName(unnamed);
+    std::vector<std::size_t> both;
+    std::set_intersection(indices.begin(), indices.end(), others.begin(), others.end(),
+                          std::back_inserter(both));
+    return both;
+}
+
+std::vector<std::size_t> History::missingByName(const ProcessId& process) const
 {
     std::vector<std::size_t> indices;
     std::size_t next = 0;

@@ -31,6 +31,9 @@ public:
     std::vector<std::size_t> missing(const ProcessId& process) const;
 
 private:
+    /** The same, without what the process had through a mailbox that is not named. */
+    std::vector<std::size_t> missingByName(const ProcessId& process) const;
+
     /** From the first index on, up to the second. */
     struct Range
     {

@@ -17,7 +17,8 @@ constexpr std::size_t wordsBeforeVerb = 2; // time and user
 
 std::string idText(const ProcessId& id)
 {
-    return std::to_string(id.process) + '@' + std::to_string(id.startTime);
+    return std::to_string(id.process) + '@' + std::to_string(id.startTime) + '/' +
+           std::to_string(id.mailbox);
 }
 
 std::string lead(const std::string& user)
@@ -36,10 +37,15 @@ std::optional<ProcessId> parseId(std::string_view text)
     if (at == std::string_view::npos)
         return std::nullopt;
     const auto process = Decimal::number<std::int32_t>(text.substr(0, at));
-    const auto startTime = Decimal::number<std::uint64_t>(text.substr(at + 1));
-    if (!process || !startTime)
+    const std::string_view rest = text.substr(at + 1);
+    const std::size_t slash = rest.find('/');
+    const auto startTime = Decimal::number<std::uint64_t>(rest.substr(0, slash));
+    const auto mailbox = slash == std::string_view::npos
+                             ? std::optional(std::uint32_t{0})
+                             : Decimal::number<std::uint32_t>(rest.substr(slash + 1));
+    if (!process || !startTime || !mailbox)
         return std::nullopt;
-    return ProcessId{*process, *startTime};
+    return ProcessId{*process, *startTime, *mailbox};
 }
 
 using Rest = std::span<const std::string>;

@@ -11,15 +11,15 @@
 
 /**
  * The comments of a journal, which say who had its writes. Their words are quoted as those of the
- * writes; times are UTC, a process is its id and start time:
+ * writes; times are UTC, a process is its id, start time and mailbox:
  *
  *     # boot 4f6c…                                            of the host, for what follows
- *     # 2026-01-31T12:00:00Z root to 2: 71@940 client 75@1020 other [except 75@1020]
- *     # 2026-01-31T12:00:00Z root replayed 16 to 80@2200 client [only 3]
+ *     # 2026-01-31T12:00:00Z root to 2: 71@940/5 client 75@1020/6 other [except 75@1020/6]
+ *     # 2026-01-31T12:00:00Z root replayed 16 to 80@2200/7 client [only 3]
  *
  * The second follows the write that it is about. The third says that a process was sent the first
  * 16 writes that it had not had. Both are written before the sending and get their line's end after
- * it. Any other comment means nothing.
+ * it. Any other comment means nothing. An older journal does not name the mailboxes.
  */
 namespace Dbcsi::JournalText {
 

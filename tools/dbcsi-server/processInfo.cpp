@@ -55,11 +55,11 @@ std::string ProcessInfo::text() const
     return "process " + std::to_string(id.process) + " (" + command + ")";
 }
 
-ProcessInfo processInfo(std::int32_t process)
+ProcessInfo processInfo(std::int32_t process, std::uint32_t mailbox)
 {
     const std::string directory = "/proc/" + std::to_string(process) + "/";
     return {
-        {process, startTime(contentOf(directory + "stat"))},
+        {process, startTime(contentOf(directory + "stat")), mailbox},
         wholeCommand(firstLine(contentOf(directory + "comm")), contentOf(directory + "cmdline"))};
 }
 

@@ -7,11 +7,15 @@
 
 namespace Dbcsi {
 
-/** A process of this boot of the host: ids are given again, but not with the same start time. */
+/**
+ * A client of this boot of the host. Process ids are given again, but not with the same start time.
+ * A process that executes a program anew keeps both, and loses its mailbox with all that it had.
+ */
 struct ProcessId
 {
     std::int32_t process = 0;    ///< 0 where it cannot be told
     std::uint64_t startTime = 0; ///< in clock ticks since boot; 0 where it cannot be told
+    std::uint32_t mailbox = 0;   ///< the client's; 0 where a journal does not name it
 
     auto operator<=>(const ProcessId&) const = default; // NOLINT(modernize-use-nullptr)
 
@@ -28,8 +32,8 @@ struct ProcessInfo
     std::string text() const;
 };
 
-/** What /proc tells of a process; of one that has ended, nothing but its id. */
-ProcessInfo processInfo(std::int32_t process);
+/** What /proc tells of a mailbox's process; of one that has ended, nothing but its id. */
+ProcessInfo processInfo(std::int32_t process, std::uint32_t mailbox);
 
 /** What tells this boot of the host from every other; empty where /proc does not say. */
 std::string bootId();

@@ -148,7 +148,7 @@ void Service::handleConnect(const Mailbox::Message& message)
         return;
     }
     const auto peer = Mailbox::peerOf(client);
-    const ProcessInfo process = peer ? processInfo(peer->process) : ProcessInfo{};
+    const ProcessInfo process = peer ? processInfo(peer->process, client) : ProcessInfo{};
     // First whatever may fail: no connection is left that nobody confirms or ends.
     Mailbox::Message down = Mailbox::allocate(clientDownSize, clientDownInd);
     Mailbox::Message confirmation = confirmationOf(0);
