@@ -53,7 +53,7 @@ enum class ControlOutcome : std::uint32_t
 /** Why nothing was sent to anybody. */
 enum class ControlRefusal : std::uint32_t
 {
-    INVALID = 1,   ///< no write: too few words, too many bytes, a line break, a malformed request
+    INVALID = 1,   ///< no write: malformed, too short or too large, a command of the server
     JOURNAL = 2,   ///< the journal cannot be written
     EXHAUSTED = 3, ///< the server has no memory
     VERSION = 4    ///< the request's version is not known

@@ -103,6 +103,10 @@ TEST_F(ServerControl, WhatIsNoWriteIsRefused)
         expectRefused(few, ControlRefusal::INVALID, "a write has at least 4 words");
     expectRefused({"db", "write", "/a", "1\n2"}, ControlRefusal::INVALID,
                   "a word holds a line break");
+    for (const char* own : {"status", "wait", "settle", "help", "quit"})
+        expectRefused({own, "/x", "/unit/gain", "7"}, ControlRefusal::INVALID,
+                      std::string("a write does not begin with \"") + own +
+                          "\", a command of the server");
     // The request leads its words, which end with a NUL each, with four numbers.
     expectRefused({"db", "write", "/a", std::string(1 << 20, 'x')}, ControlRefusal::INVALID,
                   "a message of " + std::to_string(16 + 3 + 6 + 3 + (1 << 20) + 1) +

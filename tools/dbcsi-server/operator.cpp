@@ -1,10 +1,10 @@
 #include "operator.h"
 
+#include "commands.h"
 #include "decimal.h"
 #include "nearest.h"
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
@@ -19,14 +19,10 @@ std::string counted(std::size_t count)
     return std::to_string(count) + (count == 1 ? " subscriber" : " subscribers");
 }
 
-/** Every command of the server itself, and the one that is sent. */
-constexpr std::array<std::string_view, 6> commands = {"status", "wait", "settle",
-                                                      "help",   "quit", "db"};
-
 /** For a line that is too short to be sent. */
 std::string notACommand(const std::string& command)
 {
-    const std::string_view nearest = Nearest::candidate(command, commands);
+    const std::string_view nearest = Nearest::candidate(command, Commands::all);
     return '"' + command + "\" is no command of the server, and a write has at least 4 words; " +
            "did you mean \"" + (nearest == "db" ? "db write KEY VALUE..." : std::string(nearest)) +
            "\"?";
@@ -89,7 +85,7 @@ bool Operator::run(const Words& words)
         return waitForSubscribers(words);
     if (command == "settle")
         return settle(words);
-    if (command != "status" && command != "help" && command != "quit")
+    if (!Commands::isOwn(command))
         write(words);
     else if (words.size() > 1)
         fail(ExitStatus::INVALID, "\"" + command + "\" takes no arguments");

@@ -1,5 +1,6 @@
 #include "service.h"
 
+#include "commands.h"
 #include "complain.h"
 #include "dbcsiMessages.h"
 #include "packet.h"
@@ -101,6 +102,8 @@ std::string faultOf(const Words& words)
 {
     if (words.size() < fewestUsefulWords)
         return "a write has at least 4 words";
+    if (Commands::isOwn(words.front()))
+        return "a write does not begin with \"" + words.front() + "\", a command of the server";
     const bool breaks = std::any_of(words.begin(), words.end(), [](const std::string& word) {
         return word.find('\n') != std::string::npos;
     });
