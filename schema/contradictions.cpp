@@ -78,16 +78,39 @@ private:
     /** A pattern's default is judged by the pattern alone: its exceptions may have others. */
     void checkDefault(const Line& line)
     {
-        if (!line.fallback)
+        if (line.key.isLiteral())
+            checkDefaultOf(line);
+        else if (line.fallback)
+            reportDefault(line.place, *line.fallback, "the default: ", judge(line, valueOf(line)));
+    }
+
+    /** The default of a line's one key, which may be that of a pattern. */
+    void checkDefaultOf(const Line& line)
+    {
+        const std::string key = line.key.literal();
+        const Line* const source = line.fallback ? &line : m_schema.defaultOf(key);
+        if (source == nullptr || source->type != line.type)
             return;
-        const DbFile::Value value{.type = line.type->number, .data = line.fallback->data};
-        const auto findings =
-            line.key.isLiteral() ? judge(m_schema, line.key.literal(), value) : judge(line, value);
-        DbFile::SourcePlace place = line.place;
-        place.column = line.fallback->column;
+        const auto findings = judge(m_schema, key, valueOf(*source));
+        if (source == &line)
+            reportDefault(line.place, *line.fallback, "the default: ", findings);
+        else if (!source->key.isLiteral()) // that line reports its own
+            reportDefault(line.place, {{}, line.place.column},
+                          "the default (" + source->reference() + "): ", findings);
+    }
+
+    static DbFile::Value valueOf(const Line& line)
+    {
+        return {.type = line.type->number, .data = line.fallback->data};
+    }
+
+    void reportDefault(DbFile::SourcePlace place, const Default& given, const std::string& lead,
+                       const std::vector<Finding>& findings)
+    {
+        place.column = given.column;
         for (const Finding& finding : findings)
             if (!isWarning(finding.check) && finding.check != Check::TYPE)
-                m_findings.push_back({Check::DEFAULT, {place, "the default: " + finding.text}});
+                m_findings.push_back({Check::DEFAULT, {place, lead + finding.text}});
     }
 
     const Schema& m_schema;

@@ -37,6 +37,8 @@ struct Accessor
     const Line& line;
     /** The line itself and those that hold for its key too. */
     std::vector<const Line*> lines;
+    /** The line with the key's default, or null. */
+    const Line* withDefault;
 
     bool isSingle() const
     {
@@ -44,13 +46,6 @@ struct Accessor
                std::any_of(lines.begin(), lines.end(), [](const Line* l) {
                    return l->count && *l->count == Count{1, 1};
                });
-    }
-
-    const Line* withDefault() const
-    {
-        const auto found = std::find_if(lines.begin(), lines.end(),
-                                        [](const Line* l) { return l->fallback.has_value(); });
-        return found == lines.end() ? nullptr : *found;
     }
 };
 
@@ -79,11 +74,10 @@ std::string numberText(const Type& type, std::int64_t number)
 
 std::string defaultText(const Accessor& accessor)
 {
-    const Line* const source = accessor.withDefault();
-    if (source == nullptr)
+    if (accessor.withDefault == nullptr)
         return {};
     const Type& type = *accessor.line.type;
-    const std::string& data = source->fallback->data;
+    const std::string& data = accessor.withDefault->fallback->data;
     if (type.number == DbFile::charType)
         return ", std::string(" + literalOf(data) + ", " + std::to_string(data.size()) + ")";
     std::string numbers;
@@ -153,7 +147,7 @@ std::string accessorText(const Accessor& accessor, const std::string& name)
 {
     const bool isDeprecated = std::any_of(accessor.lines.begin(), accessor.lines.end(),
                                           [](const Line* line) { return line->isDeprecated; });
-    const std::string type = "Varnix::Kit::Parameter<" + valueType(accessor) + ">";
+    const std::string type = "::Varnix::Kit::Parameter<" + valueType(accessor) + ">";
     const auto [arguments, key] = keyText(accessor.line.key);
     std::string text = commentOf(accessor);
     text.append(isDeprecated ? "    [[deprecated]] " : "    ").append(type).append(" ");
@@ -185,7 +179,7 @@ std::string headText(const Schema& schema, const std::string& space)
            "<varnix/kit/parameter.h>\n\nnamespace " +
            space +
            " {\n\n/** The parameters of a database, each by its name. */\nclass Parameters\n{\n"
-           "public:\n    explicit Parameters(std::shared_ptr<const Varnix::V1::DatabaseIf> "
+           "public:\n    explicit Parameters(std::shared_ptr<const ::Varnix::V1::DatabaseIf> "
            "database)\n        : m_database(std::move(database))\n    {\n    }\n";
 }
 
@@ -195,7 +189,8 @@ bool isNamespace(std::string_view name)
 {
     while (true) {
         const std::size_t end = name.find("::");
-        if (!isIdentifier(name.substr(0, end)))
+        const std::string_view part = name.substr(0, end);
+        if (!isIdentifier(part) || part == "std") // in which nothing of ours may be, nor hide it
             return false;
         if (end == std::string_view::npos)
             return true;
@@ -218,9 +213,11 @@ GeneratedCpp generateCpp(const Schema& schema, const std::string& space)
         const std::string name = nameOf(line);
         const auto [first, isNew] = names.try_emplace(name, &line);
         if (isNew) {
-            Accessor accessor{line, {&line}};
-            if (line.key.isLiteral())
+            Accessor accessor{line, {&line}, line.fallback ? &line : nullptr};
+            if (line.key.isLiteral()) {
                 accessor.lines = schema.matching(line.key.literal());
+                accessor.withDefault = schema.defaultOf(line.key.literal());
+            }
             generated.text += '\n' + accessorText(accessor, name);
         } else if (first->second->key.text() != line.key.text()) {
             generated.errors.push_back({line.place, line.key.text() + " gives the name " + name +
@@ -229,9 +226,10 @@ GeneratedCpp generateCpp(const Schema& schema, const std::string& space)
                                                         ")"});
         }
     }
-    generated.text += "\nprivate:\n    std::shared_ptr<const Varnix::V1::DatabaseIf> m_database;\n"
-                      "};\n\n} // namespace " +
-                      space + "\n\n#endif\n";
+    generated.text +=
+        "\nprivate:\n    std::shared_ptr<const ::Varnix::V1::DatabaseIf> m_database;\n"
+        "};\n\n} // namespace " +
+        space + "\n\n#endif\n";
     return generated;
 }
 

@@ -113,6 +113,9 @@ private:
         if (token.kind == Token::Kind::TEXT) {
             refuseSecond(token, m_line.description.has_value(), "the description");
             m_line.description = token.text;
+            while (!m_tokens.empty() && m_tokens.front().kind == Token::Kind::TEXT &&
+                   m_tokens.front().isContinuation)
+                *m_line.description += next().text;
         } else if (token.text == unitWord) {
             refuseSecond(token, m_line.unit.has_value(), unitWord);
             m_line.unit = argumentOf(token, Token::Kind::WORD, "the unit").text;

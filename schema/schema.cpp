@@ -66,4 +66,18 @@ std::vector<const Line*> Schema::matching(const std::string& key) const
     return lines;
 }
 
+const Line* Schema::defaultOf(const std::string& key) const
+{
+    const Line* ofPattern = nullptr;
+    for (const Line* const line : matching(key)) {
+        if (!line->fallback)
+            continue;
+        if (line->key.isLiteral())
+            return line;
+        if (ofPattern == nullptr)
+            ofPattern = line;
+    }
+    return ofPattern;
+}
+
 } // namespace Varnix::Schema

@@ -74,6 +74,8 @@ public:
     const std::vector<Line>& lines() const noexcept { return m_lines; }
     /** The lines whose keys match, in their order. */
     std::vector<const Line*> matching(const std::string& key) const;
+    /** The line whose default the key has: one of its own before a pattern's; null: none. */
+    const Line* defaultOf(const std::string& key) const;
     /** The indices of the lines whose keys are patterns. */
     const std::vector<std::size_t>& patterns() const noexcept { return m_patterns; }
 

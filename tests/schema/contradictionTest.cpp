@@ -75,6 +75,16 @@ TEST(SchemaItself, ADefaultOutsideTheLimitsIsAFinding)
               Texts{"t:1:17: error: the default: 10 is above 9 (s:1)"});
 }
 
+TEST(SchemaItself, APatternsDefaultThatAKeyOfItsOwnLineDoesNotAllowIsAFinding)
+{
+    EXPECT_EQ(found("/a/* U8 default 5\n/a/b U8 0..3"),
+              Texts{"s:2:1: error: the default (s:1): 5 is above 3 (s:2)"});
+    EXPECT_EQ(found("/a/b U8 0..3", "/a/* U8 default 5"),
+              Texts{"s:1:1: error: the default (t:1): 5 is above 3 (s:1)"});
+    EXPECT_EQ(found("/a/* U8 default 5\n/a/b U8 0..3 default 2"), Texts());
+    EXPECT_EQ(found("/a/* U8 default 5\n/a/b U8 0..9"), Texts());
+}
+
 TEST(SchemaItself, ALineThatRequiresADeprecatedParameterIsAFinding)
 {
     EXPECT_EQ(found("/a U8 required deprecated"),

@@ -38,6 +38,17 @@ TEST(SchemaParser, TakesPropertiesInAnyOrder)
     EXPECT_EQ(line.unit, "m");
 }
 
+TEST(SchemaParser, ADescriptionMayGoOnOnFurtherLines)
+{
+    const Schema::Schema schema = schemaOf("/a CHAR x|y \"a long \" \\\n    \"description\" \\\n"
+                                           "  \", it is\" required\n/b CHAR default \"d\" \\\n"
+                                           "  \"of b\"\n");
+    EXPECT_EQ(schema.lines().at(0).description, "a long description, it is");
+    EXPECT_TRUE(schema.lines().at(0).isRequired);
+    EXPECT_EQ(schema.lines().at(1).fallback->data, "d") << "a default is one text";
+    EXPECT_EQ(schema.lines().at(1).description, "of b");
+}
+
 TEST(SchemaParser, ADefaultMayBeAWordOfTheSchema)
 {
     const Schema::Schema schema = schemaOf("/a CHAR default required\n");

@@ -119,6 +119,14 @@ TEST_F(Generate, TakesDefaultAndNumberFromEveryLineThatHoldsForAKey)
     EXPECT_THAT(result.out, HasSubstr("(m_database, \"/unit/a\", std::uint8_t{3U});"));
 }
 
+TEST_F(Generate, GivesAKeyItsOwnDefaultBeforeThatOfAPattern)
+{
+    const std::string pattern = "/board/*/offset S32[1] default 5\n";
+    const std::string own = "/board/a/offset S32[1] default 7\n";
+    for (const std::string& schema : {pattern + own, own + pattern})
+        EXPECT_THAT(header(schema), HasSubstr("\"/board/a/offset\", std::int32_t{7});")) << schema;
+}
+
 TEST_F(Generate, OfTwoKeysWithOneNameIsInvalidAndWritesNothing)
 {
     write("node.schema", "/unit/gain U8\n/unit-gain U8\n");
@@ -142,9 +150,18 @@ TEST_F(Generate, TakesANamespace)
         varnix({"generate", "cpp", "--namespace", "My::Node", "node.schema"});
     EXPECT_THAT(result.out, HasSubstr("\nnamespace My::Node {\n"));
     EXPECT_THAT(result.out, HasSubstr("#ifndef VARNIX_GENERATED_MY_NODE_H\n"));
-    for (const char* name : {"1", "a::", "class", "a b", "_A", "::a"})
+    for (const char* name : {"1", "a::", "class", "a b", "_A", "::a", "std", "A::std"})
         EXPECT_EQ(varnix({"generate", "cpp", "--namespace", name, "node.schema"}).status, 2)
             << name;
+}
+
+TEST_F(Generate, TakesANamespaceThatIsNamedAsTheLibrarys)
+{
+    const ProcessResult made =
+        varnix({"generate", "cpp", "--namespace", "Node::Varnix", "-o", "node.h", "node.schema"});
+    EXPECT_EQ(made.status, 0) << made.err;
+    write("node.h", read("node.h") + "namespace Node { using Varnix::Parameters; }\n");
+    expectCompiles("    return static_cast<int>(parameters.unitClass().value());\n");
 }
 
 TEST_F(Generate, MakesAPageOfTheSchema)
