@@ -250,6 +250,33 @@ TEST_F(AuditAgainst, ClientThatGetsNoDatabaseAnyMoreIsOneDifference)
                 HasSubstr("n1: /etc/node.cfg: a client gets no database any more\n"));
 }
 
+TEST_F(AuditAgainst, AConfigurationThatIsGoneOrNewIsADifference)
+{
+    const std::string config = configText({{"unit", "1", {"/flash/unit.db"}}});
+    write("n1/etc/new.cfg", config);
+    write("old/n1/etc/gone.cfg", config);
+    const ProcessResult result = varnix({"audit", "--against", "old", "n1"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, StartsWith("n1: /etc/new.cfg: a client gets a database now\n"
+                                       "n1: /etc/gone.cfg: a client gets no database any more\n"));
+}
+
+TEST_F(AuditAgainst, AConfigurationThatGaveNoDatabaseIsNotMissed)
+{
+    write("n1/etc/new.cfg", configText({{"unit", "1", {"/flash/absent.db"}}}));
+    write("old/n1/etc/gone.cfg", configText({{"unit", "1", {"/flash/absent.db"}}}));
+    EXPECT_THAT(varnix({"audit", "--against", "old", "n1"}).out, Not(HasSubstr("a client gets")));
+}
+
+TEST_F(AuditAgainst, SaysWhichSideCannotBeJudged)
+{
+    fs::remove(m_directory / "old/n1/flash/prod.db");
+    const ProcessResult result = varnix({"audit", "--against", "old", "n1"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, StartsWith("n1: error: old/n1: no production database: "));
+}
+
 TEST_F(AuditAgainst, NodeThatWasNotThereStillHasItsFindings)
 {
     makeNode("n4", DbBuilder().u16("gain", {17}));

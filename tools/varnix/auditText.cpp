@@ -32,7 +32,7 @@ std::string describe(const NodeDifference& difference)
     if (difference.key.empty())
         return config + (difference.after.kind == Answer::Kind::NO_DATABASE
                              ? "a client gets no database any more"
-                             : "a client gets a database again");
+                             : "a client gets a database now");
     return config + keyText(difference.key) + ": " + valueText(difference.before) + " -> " +
            valueText(difference.after);
 }

@@ -17,14 +17,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view commandName = "varnix: ";
+
 /** On one line, without the command's name. */
 std::string lineOf(std::string text)
 {
-    constexpr std::string_view name = "varnix: ";
-    if (text.starts_with(name))
-        text.replace(0, name.size(), "error: ");
+    if (text.starts_with(commandName))
+        text.replace(0, commandName.size(), "error: ");
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
+}
+
+/** Several configurations of a node may fail for one reason. */
+void addFailure(NodeVerdict& verdict, Status status, const std::string& text)
+{
+    if (std::none_of(verdict.failures.begin(), verdict.failures.end(),
+                     [&](const NodeFailure& failure) { return failure.text == text; }))
+        verdict.failures.push_back({status, text});
 }
 
 /** Calls `judge`; what it throws is a failure of the verdict. */
@@ -34,9 +43,9 @@ void guarded(NodeVerdict& verdict, const Judge& judge)
     try {
         judge();
     } catch (const Failure& failure) {
-        verdict.failures.push_back({failure.cause(), lineOf(failure.what())});
+        addFailure(verdict, failure.cause(), lineOf(failure.what()));
     } catch (const std::exception& error) {
-        verdict.failures.push_back({Status::UNREADABLE, std::string("error: ") + error.what()});
+        addFailure(verdict, Status::UNREADABLE, std::string("error: ") + error.what());
     }
 }
 
@@ -80,6 +89,22 @@ void addDifferences(const Explanation& before, const Explanation& after,
     }
 }
 
+/** What a client gets whose configuration is not there. */
+Answer noDatabase()
+{
+    Answer answer;
+    answer.kind = Answer::Kind::NO_DATABASE;
+    return answer;
+}
+
+void requireDirectory(const std::string& node)
+{
+    std::error_code error;
+    if (!fs::is_directory(node, error))
+        throw Failure(Status::UNREADABLE,
+                      "varnix: " + DbFile::shown(node) + " cannot be read as a directory");
+}
+
 /** The directory's own name, whatever follows it. */
 fs::path nameOf(const std::string& node)
 {
@@ -113,20 +138,29 @@ NodeVerdict NodeAuditor::judge(const std::string& node) const
     guarded(verdict, [&] {
         const NodePlace place = placeOf(node);
         std::unordered_set<std::string> said;
-        const std::vector<std::string> configs =
-            m_rules.configs.empty() ? configurationsIn(node) : m_rules.configs;
+        const std::vector<std::string> configs = configsOf(node);
         for (const std::string& config : configs)
             guarded(verdict, [&] { judge(config, place, verdict, said); });
+        if (m_rules.against && m_rules.configs.empty())
+            guarded(verdict, [&] { findRemoved(configs, node, verdict); });
     });
     return verdict;
 }
 
+std::vector<std::string> NodeAuditor::configsOf(const std::string& node) const
+{
+    if (!m_rules.configs.empty())
+        return m_rules.configs;
+    std::vector<std::string> configs = configurationsIn(node);
+    if (configs.empty())
+        throw Failure(Status::UNREADABLE, "varnix: no configuration: no file with the extension "
+                                          ".cfg has one; name it with --config");
+    return configs;
+}
+
 NodePlace NodeAuditor::placeOf(const std::string& node) const
 {
-    std::error_code error;
-    if (!fs::is_directory(node, error))
-        throw Failure(Status::UNREADABLE,
-                      "varnix: " + DbFile::shown(node) + " cannot be read as a directory");
+    requireDirectory(node);
     NodePlace place{
         .root = node, .production = m_rules.production, .identities = {}, .isWholeNode = true};
     if (place.productionFiles().empty())
@@ -150,11 +184,42 @@ void NodeAuditor::judge(const std::string& config, const NodePlace& place, NodeV
         guarded(verdict, [&] { compare(explanation, place.root, verdict); });
 }
 
+NodePlace NodeAuditor::oldPlaceOf(const std::string& node) const
+{
+    const std::string old = (fs::path(*m_rules.against) / nameOf(node)).string();
+    requireDirectory(old);
+    try {
+        return placeOf(old);
+    } catch (const Failure& failure) {
+        std::string text = failure.what();
+        text.insert(commandName.size(), DbFile::shown(old) + ": ");
+        throw Failure(failure.status(), text, failure.cause());
+    }
+}
+
 void NodeAuditor::compare(const Explanation& explanation, const std::string& node,
                           NodeVerdict& verdict) const
 {
-    const NodePlace old = placeOf((fs::path(*m_rules.against) / nameOf(node)).string());
-    addDifferences(explain(explanation.config, old, m_read), explanation, verdict.differences);
+    const NodePlace old = oldPlaceOf(node);
+    std::error_code error;
+    if (fs::exists(old.locate(explanation.config), error))
+        addDifferences(explain(explanation.config, old, m_read), explanation, verdict.differences);
+    else if (explanation.isUsable())
+        verdict.differences.push_back(
+            {explanation.config, "", noDatabase(), explanation.answerFor("")});
+}
+
+void NodeAuditor::findRemoved(const std::vector<std::string>& configs, const std::string& node,
+                              NodeVerdict& verdict) const
+{
+    const NodePlace old = oldPlaceOf(node);
+    for (const std::string& config : configurationsIn(old.root)) {
+        if (std::find(configs.begin(), configs.end(), config) != configs.end())
+            continue;
+        const Explanation before = explain(config, old, m_read);
+        if (before.isUsable())
+            verdict.differences.push_back({config, "", before.answerFor(""), noDatabase()});
+    }
 }
 
 } // namespace Varnix::Tool

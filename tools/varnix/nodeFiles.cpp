@@ -69,9 +69,6 @@ std::vector<std::string> configurationsIn(const std::string& node)
     for (std::string& path : filesBelow(node))
         if (isConfiguration(node, path))
             configs.push_back(std::move(path));
-    if (configs.empty())
-        throw Failure(Status::UNREADABLE, "varnix: no configuration: no file with the extension "
-                                          ".cfg has one; name it with --config");
     return configs;
 }
 

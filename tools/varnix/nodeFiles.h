@@ -11,8 +11,7 @@ namespace Varnix::Tool {
 
 /**
  * The component configurations below the node's directory, as paths of the node, in order: files
- * with the extension .cfg that have a list of components or cannot be understood. Failure with
- * UNREADABLE without any.
+ * with the extension .cfg that have a list of components or cannot be understood.
  */
 std::vector<std::string> configurationsIn(const std::string& node);
 
