@@ -7,7 +7,7 @@ namespace Varnix::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::StartsWith;
+using testing::HasSubstr;
 
 /** The example that leaves shares of the nodes to GNU parallel. */
 class Fleet : public ToolTest
@@ -28,12 +28,13 @@ protected:
         writeFile(node / "node.cfg", configText({{"unit", "1", {"/unit.db"}}}));
     }
 
-    ProcessResult audit(const std::vector<std::string>& options)
+    /** With the programs of a directory before all others. */
+    ProcessResult audit(const std::vector<std::string>& options,
+                        const fs::path& programs = fs::path(VARNIX_TOOL).parent_path())
     {
         std::vector<std::string> command{VARNIX_SOURCE_DIR "/examples/fleet/audit", "nodes"};
         command.insert(command.end(), options.begin(), options.end());
-        const std::string path =
-            fs::path(VARNIX_TOOL).parent_path().string() + ':' + std::getenv("PATH");
+        const std::string path = programs.string() + ':' + std::getenv("PATH");
         return run(command, {.directory = m_directory.path(),
                              .environment = {"PATH=" + path, "SHARE=3",
                                              "HOME=" + m_directory.path().string(), firstVariable,
@@ -66,7 +67,26 @@ TEST_F(Fleet, EndsWithTheGreatestStatus)
     writeFile(m_directory / "nodes/b node/node.cfg", "varnix: {");
     fs::remove(m_directory / "nodes/e node/node.cfg");
     EXPECT_EQ(audit({}).status, 4);
-    EXPECT_EQ(audit({"--unknown"}).status, 3);
+    EXPECT_EQ(audit({"--unknown"}).status, 2);
+}
+
+TEST_F(Fleet, AShareThatIsLostIsANodeThatCannotBeRead)
+{
+    fs::create_directory(m_directory / "bin");
+    for (const char* const end : {"exit 255", "kill -KILL $$"}) {
+        write("bin/varnix", std::string("#!/bin/sh\ncase $* in *'e node'*) ") + end +
+                                ";; esac\nexec " VARNIX_TOOL " \"$@\"\n");
+        fs::permissions(m_directory / "bin/varnix", fs::perms::owner_all);
+        const ProcessResult result = audit({}, m_directory / "bin");
+        EXPECT_EQ(result.status, 3) << end << result.err;
+        EXPECT_THAT(result.out, HasSubstr("\"nodes/j node\"")) << "the other shares are judged";
+    }
+}
+
+TEST_F(Fleet, WhatSchemasHoldAgainstEachOtherCounts)
+{
+    write("twice.schema", "/gain U16 0..9 default 10\n");
+    EXPECT_EQ(audit({"--schema", m_directory / "twice.schema"}).status, 1);
 }
 
 } // namespace
