@@ -4,6 +4,7 @@
 #include "inspection/notInspected.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <fstream>
@@ -12,8 +13,7 @@
 #include <system_error>
 
 #include <dirent.h>
-#include <poll.h>
-#include <sys/syscall.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace Varnix::Inspection {
@@ -37,12 +37,12 @@ std::string procFile(pid_t id, const char* name)
     throw NotInspected(Reason::GONE, named(id) + " has ended");
 }
 
-int openDescriptor(pid_t id)
+int openState(pid_t id)
 {
-    const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+    const int descriptor = ::open(procFile(id, "stat").c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor >= 0)
         return descriptor;
-    if (errno == ESRCH || errno == EINVAL)
+    if (errno == ENOENT || errno == ESRCH)
         throw NotInspected(Reason::GONE, "there is no " + named(id));
     throw std::system_error(errno, std::generic_category(), "cannot watch " + named(id));
 }
@@ -141,7 +141,7 @@ struct CloseDirectory
 
 } // namespace
 
-ProcessDescriptor::ProcessDescriptor(pid_t id) : m_descriptor(openDescriptor(id)) {}
+ProcessDescriptor::ProcessDescriptor(pid_t id) : m_descriptor(openState(id)) {}
 
 ProcessDescriptor::~ProcessDescriptor()
 {
@@ -150,8 +150,15 @@ ProcessDescriptor::~ProcessDescriptor()
 
 bool ProcessDescriptor::hasEnded() const noexcept
 {
-    pollfd ended{m_descriptor, POLLIN, 0};
-    return ::poll(&ended, 1, 0) != 0;
+    // "17 (name) S 1 ...": the name may have parentheses of its own, what follows it has none.
+    std::array<char, 512> text{};
+    const ssize_t size = ::pread(m_descriptor, text.data(), text.size(), 0);
+    const std::string_view line(text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    const std::size_t name = line.rfind(") ");
+    if (name == std::string_view::npos || name + 2 == line.size())
+        return true;
+    const char state = line[name + 2];
+    return state == 'Z' || state == 'X';
 }
 
 Process::Process(pid_t id) : m_id(id), m_descriptor(id), m_memory(id)
