@@ -88,7 +88,7 @@ std::string numbersText(const std::string& key, int index)
 /**
  * Characters of the longest list that is traced. LTTng-UST drops a record that does not fit into
  * one sub-buffer, and no session gives each CPU sub-buffers of 512 MiB. A list that a parameter
- * could take is shorter: 16777215 numbers of 11 characters and a comma.
+ * could take is shorter: it has 16777215 numbers of 11 characters and a comma at most.
  */
 constexpr std::size_t longestList = std::size_t{256} << 20U;
 
@@ -105,8 +105,8 @@ std::string withRepeated(std::string text, const std::string& value, std::size_t
 
 DbRegistryImpl* DbRegistryImpl::getInstance()
 {
-    const Inside inside;
     const std::lock_guard lock(singletonMutex);
+    const Inside inside;
     if (!m_instance.value)
         m_instance.value.reset(new DbRegistryImpl);
     return m_instance.value.get();

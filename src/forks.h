@@ -21,6 +21,12 @@ namespace Varnix::Backend::Forks {
 /** Differs between a process and the child that it forks; never 0. */
 std::uint32_t generation() noexcept;
 
+/**
+ * Waits while the flag has the generation of this process, that is until another thread changes it.
+ * In a child that a signal handler forks meanwhile there is no such thread: the flag is 0 there.
+ */
+void waitWhileRaised(std::atomic<std::uint32_t>& flag) noexcept;
+
 /** Where a change is written down while it is made. */
 struct Underway
 {

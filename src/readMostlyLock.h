@@ -124,11 +124,10 @@ private:
     /** Waits while another writer has the flag; one that nobody has is taken. */
     void raiseFlag()
     {
-        const std::uint32_t mine = Forks::generation();
         std::uint32_t found = 0;
-        while (!m_writing.compare_exchange_strong(found, mine)) {
-            if (found == mine) {
-                m_writing.wait(mine);
+        while (!m_writing.compare_exchange_strong(found, Forks::generation())) {
+            if (found == Forks::generation()) {
+                Forks::waitWhileRaised(m_writing);
                 found = 0;
             }
         }
@@ -149,7 +148,7 @@ private:
         while (isWriting()) {
             leave(slot);
             refuseDeadlock();
-            m_writing.wait(Forks::generation());
+            Forks::waitWhileRaised(m_writing);
             enter(slot);
         }
     }

@@ -1,8 +1,11 @@
 #include "dbRegistryImpl.h"
+#include "fileDescriptor.h"
+#include "readMostlyLock.h"
 #include "signalsBlocked.h"
 #include "tests/support/countOf.h"
 #include "tests/support/endChild.h"
 #include "tests/support/nodeDirectory.h"
+#include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
 
 #include <algorithm>
@@ -12,12 +15,15 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <shared_mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -194,6 +200,74 @@ TEST_F(Fork, InAHandlerThatInterruptedAReadWaitsForNothing)
     }
     ::sigaction(SIGUSR1, &before, nullptr);
     EXPECT_EQ(m_failures, 0);
+}
+
+/** What fork() returned in the last handler; -1 before. */
+std::atomic<pid_t> forked{-1};
+
+/** Has a handler fork on a thread that sleeps in `wait`; returns how the child ended, which goes
+ * on. */
+template <typename Wait>
+int forkWhileAsleepIn(const Wait& wait, const std::function<void()>& atLast)
+{
+    forked = -1;
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+        forked = ::fork();
+        if (forked == 0)
+            ::unsetenv("sys_uflash_prod_db_dev"); // what is loaded anew is loaded without it
+    };
+    struct sigaction before = {};
+    ::sigaction(SIGUSR1, &action, &before);
+    std::atomic<pid_t> id{0};
+    std::thread thread([&] {
+        id = ::gettid();
+        wait();
+        if (forked == 0)
+            endChild(0);
+    });
+    int looks = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        looks = id != 0 && isAsleep(id) ? looks + 1 : 0;
+        return looks == 50;
+    }));
+    ::pthread_kill(thread.native_handle(), SIGUSR1);
+    EXPECT_TRUE(waitUntil([] { return forked > 0; }));
+    int status = -1;
+    EXPECT_TRUE(waitUntil([&] { return ::waitpid(forked, &status, WNOHANG) == forked; }));
+    if (status == -1) {
+        ::kill(forked, SIGKILL);
+        ::waitpid(forked, nullptr, 0);
+    }
+    atLast();
+    thread.join();
+    ::sigaction(SIGUSR1, &before, nullptr);
+    return status;
+}
+
+TEST(ForkInAHandler, LetsTheChildGoOnWhereItsReaderSlept)
+{
+    ReadMostlyLock lock;
+    lock.lock();
+    const int status =
+        forkWhileAsleepIn([&] { const std::shared_lock reading(lock); }, [&] { lock.unlock(); });
+    EXPECT_EQ(status, 0);
+}
+
+TEST(ForkInAHandler, LetsTheChildGoOnWhereItWaitedForTheRegistry)
+{
+    const TemporaryDirectory directory;
+    const std::string production = directory / "production.db";
+    ASSERT_EQ(::mkfifo(production.c_str(), 0600), 0);
+    ::setenv("sys_uflash_prod_db_dev", production.c_str(), 1);
+    ::setenv("VARNIX_ITC_DIR", (directory / "itc").c_str(), 1);
+    std::thread first([] { DbRegistryImpl::getInstance(); });
+    const FileDescriptor writing(::open(production.c_str(), O_WRONLY)); // it is at its file now
+    const int status = forkWhileAsleepIn([] { DbRegistryImpl::getInstance(); },
+                                         [&] { EXPECT_EQ(::write(writing.get(), "none", 4), 4); });
+    first.join();
+    DbRegistryImpl::freeInstance();
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace
