@@ -16,8 +16,6 @@ constexpr std::size_t keyWord = 2;
 constexpr std::size_t optionWord = 3;
 constexpr std::size_t textFormWords = 5;
 
-constexpr int largestCount = 0xFFFFFF; // no parameter has more elements
-
 /** The number that `word` writes in decimal digits alone, if there is one that an int holds. */
 std::optional<int> number(std::string_view word) noexcept
 {
@@ -50,7 +48,7 @@ Request parseOptions(const Words& words)
                 return Rejected{Reason::INDEX, value};
             index = *converted;
         } else {
-            if (!converted || *converted > largestCount)
+            if (!converted)
                 return Rejected{Reason::COUNT, value};
             if (*converted == 0)
                 return Rejected{Reason::COUNT, "0"};

@@ -5,6 +5,7 @@
 #include "textValues.h"
 #include "writeIndication.h"
 
+#include <limits>
 #include <string>
 #include <variant>
 #include <vector>
@@ -18,7 +19,7 @@ using Backend::DbRegistryImpl;
 namespace TextValues = Backend::TextValues;
 namespace WriteIndication = Backend::WriteIndication;
 
-constexpr int longestRepeat = 16777215;
+constexpr int longestRepeat = std::numeric_limits<int>::max();
 const std::string tooLong(200, '7');
 
 /** The bytes that `operation` asks for. */

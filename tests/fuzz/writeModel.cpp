@@ -7,7 +7,6 @@ namespace Varnix::Fuzz {
 
 namespace {
 
-constexpr std::int64_t mostRepetitions = 0xFFFFFF;
 constexpr std::int64_t slowRepetitions = 1000;
 
 bool isDigit(char c)
@@ -99,7 +98,7 @@ std::optional<Options> optionsOf(const Words& words)
         if (words[next] == "-i") {
             options.index = *number;
         } else {
-            if (*number < 1 || *number > mostRepetitions)
+            if (*number < 1)
                 return std::nullopt;
             options.count = number;
         }

@@ -137,9 +137,9 @@ TEST_F(BulkUpdate, RepeatWritesCopies)
 TEST_F(BulkUpdate, LargestRepeatIsRefusedByItsParametersSizeInLittleMemory)
 {
     const LargeAllocation little(std::size_t{1} << 20U, CallEffect::failing(ENOMEM));
-    registry().updateDbs("/n", "5", 0, 16777215);
+    registry().updateDbs("/n", "5", 0, 2147483647);
     const std::string error =
-        "ERROR " + storeSites + "Can not update a key with 5 values, with  16777215 values";
+        "ERROR " + storeSites + "Can not update a key with 5 values, with  2147483647 values";
     EXPECT_EQ(traced(), (Records{error, error, error})); // a list so long finds no memory
 }
 

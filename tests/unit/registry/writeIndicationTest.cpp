@@ -96,7 +96,7 @@ TEST(WriteIndication, RepeatOptionRepeatsOneValue)
     EXPECT_EQ(request({"-r", "4", "-i", "1", "9"}), "repeat /unit/gain @1 x4 [9]");
     EXPECT_EQ(request({"-i", "1", "-r", "4", "9"}), "repeat /unit/gain @1 x4 [9]");
     EXPECT_EQ(request({"-r", "1", "9"}), "repeat /unit/gain @0 x1 [9]");
-    EXPECT_EQ(request({"-r", "16777215", "9"}), "repeat /unit/gain @0 x16777215 [9]");
+    EXPECT_EQ(request({"-r", "2147483647", "9"}), "repeat /unit/gain @0 x2147483647 [9]");
 }
 
 TEST(WriteIndication, LaterOptionOverrides)
@@ -104,6 +104,7 @@ TEST(WriteIndication, LaterOptionOverrides)
     EXPECT_EQ(request({"-i", "3", "-i", "4"}), "list /unit/gain @4");
     EXPECT_EQ(request({"-r", "3", "-r", "4", "-i", "1", "-i", "2", "9"}),
               "repeat /unit/gain @2 x4 [9]");
+    EXPECT_EQ(request({"-r", "99999999", "-r", "2", "9"}), "repeat /unit/gain @0 x2 [9]");
 }
 
 TEST(WriteIndication, ValuesBeginAtTheFirstOtherWord)
@@ -120,9 +121,9 @@ TEST(WriteIndication, IndexIsDigitsThatAnIntHolds)
         EXPECT_EQ(request({"-i", word, "7"}), invalidIndex + word);
 }
 
-TEST(WriteIndication, CountIsDigitsThatAParameterCanHold)
+TEST(WriteIndication, CountIsDigitsThatAnIntHolds)
 {
-    for (const std::string word : {"x", "-1", "+1", "", "16777216", "2147483648"})
+    for (const std::string word : {"x", "-1", "+1", "", "2147483648"})
         EXPECT_EQ(request({"-r", word, "7"}), invalidCount + word);
 }
 
@@ -136,6 +137,7 @@ TEST(WriteIndication, FirstBadOptionDecides)
 {
     EXPECT_EQ(request({"-r", "0", "-i", "x", "7"}), invalidCount + "0");
     EXPECT_EQ(request({"-i", "x", "-r", "0", "7"}), invalidIndex + "x");
+    EXPECT_EQ(request({"-r", "99999999", "-i", "x", "7"}), invalidIndex + "x");
 }
 
 TEST(WriteIndication, RepeatTakesExactlyOneValue)
