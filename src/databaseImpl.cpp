@@ -21,13 +21,16 @@ namespace {
 using DbParam_t = DatabaseImpl::DbParam_t;
 
 // A tool reads the table's entries out of this process as what the inspection's layout says.
-using Entry = KeyTable<DbParam_t>::Entry;
+using Entry = DatabaseImpl::ParamTable::Entry;
 using Shown = Inspection::Parameter;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof" // both compilers lay it out as DbParam_t
 static_assert(sizeof(Entry) == sizeof(Shown) && offsetof(Entry, text) == offsetof(Shown, key) &&
               offsetof(Entry, length) == offsetof(Shown, keySize) &&
               offsetof(Entry, value) + offsetof(DbParam_t, data) == offsetof(Shown, value) &&
               offsetof(Entry, value) + offsetof(DbParam_t, length) == offsetof(Shown, valueSize) &&
               offsetof(Entry, value) + offsetof(DbParam_t, type) == offsetof(Shown, type));
+#pragma GCC diagnostic pop
 
 /**
  * The bytes that there are: none where memory ran out under a parameter, whose length stays what it
@@ -144,7 +147,7 @@ bool DatabaseImpl::store(const ParamKey& key, const DbRecord& record)
 
 void DatabaseImpl::hideKeysOf(const std::shared_ptr<const DatabaseImpl>& production)
 {
-    m_params.forEachKeyOf(production->m_params, [](DbParam_t& param) { param.hidden = true; });
+    m_params.forEachKeyOf(production->m_params, [](StoredParam& param) { param.hidden = true; });
     m_hiding = production;
 }
 

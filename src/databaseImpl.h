@@ -38,10 +38,16 @@ public:
         unsigned char* data = nullptr; ///< owned by the store; as in the file, so big-endian
         std::uint32_t length = 0;      ///< in bytes
         TypeOfData_t type = TypeOfData_t::UNDEFINED;
-        bool hidden = false; ///< the production database holds the key too
     };
 
-    using ParamTable = KeyTable<DbParam_t>;
+    /** A parameter in the store. What it has of its own takes no room. */
+    struct StoredParam : DbParam_t
+    {
+        bool hidden = false; ///< the production database holds the key too
+    };
+    static_assert(sizeof(StoredParam) == sizeof(DbParam_t));
+
+    using ParamTable = KeyTable<StoredParam>;
 
     DatabaseImpl() = default;
     ~DatabaseImpl();

@@ -1,6 +1,7 @@
 #ifndef VARNIX_DBUTILS_H
 #define VARNIX_DBUTILS_H
 
+#include "checksum.h"
 #include "configFile.h"
 #include "swapEnd.h"
 #include "tokenize.h"

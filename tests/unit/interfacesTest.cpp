@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 // The forms of what the library's parts offer each other, held by the compiler.
@@ -65,7 +66,34 @@ static_assert(
     const std::string&, const std::vector<std::int64_t>&, unsigned char) = &DatabaseImpl::updateDb;
 
 static_assert(!std::is_copy_constructible_v<DatabaseImpl>);
+static_assert(std::same_as<decltype(&DatabaseImpl::sizeofDatatype),
+                           unsigned int (DatabaseImpl::*)(TypeOfData_t) const>);
+static_assert(std::same_as<decltype(&DatabaseImpl::fitsInDataType),
+                           bool (DatabaseImpl::*)(std::int64_t, TypeOfData_t) const noexcept>);
 
+/** Whether a parameter has these three fields and no other. */
+constexpr bool hasThreeFields(DatabaseImpl::DbParam_t param)
+{
+    auto& [data, length, type] = param;
+    return std::same_as<decltype(data), unsigned char*> &&
+           std::same_as<decltype(length), std::uint32_t> &&
+           std::same_as<decltype(type), TypeOfData_t> && data == nullptr;
+}
+static_assert(hasThreeFields({}));
+
+static_assert(
+    std::same_as<decltype(&DbContainer::loadSwDb), bool (DbContainer::*)(const std::string&)>);
+[[maybe_unused]] constexpr bool (DbContainer::*loadNamed)(const std::string&) =
+    &DbContainer::loadProductionDb;
+[[maybe_unused]] constexpr bool (DbContainer::*loadFromEnvironment)() =
+    &DbContainer::loadProductionDb;
+static_assert(std::same_as<decltype(&DbContainer::iterator::begin),
+                           DbContainer::iterator (*)(DbContainer*) noexcept>);
+static_assert(std::same_as<decltype(&DbContainer::iterator::end),
+                           DbContainer::iterator (*)(DbContainer*) noexcept>);
+static_assert(std::same_as<decltype(*std::declval<DbContainer::iterator&>()), DbRecord&>);
+static_assert(
+    std::same_as<decltype(++std::declval<DbContainer::iterator&>()), DbContainer::iterator&>);
 static_assert(std::same_as<decltype(&DbContainer::loadProductionDbBody),
                            unsigned char* (DbContainer::*)(int, DB_HeaderS*) const>);
 
@@ -92,6 +120,8 @@ static_assert(std::same_as<decltype(&DbConfiguration::filePaths),
 static_assert(sizeof(DBUtils::DbConfiguration) ==
               2 * sizeof(std::string) + sizeof(std::vector<std::string>));
 
+static_assert(std::same_as<decltype(&Checksum::checksum_crc16),
+                           std::uint16_t (*)(const unsigned char*, std::uint32_t) noexcept>);
 static_assert(std::same_as<decltype(&DBUtils::checkSumCheck),
                            bool (*)(const unsigned char*, std::uint32_t) noexcept>);
 static_assert(std::same_as<decltype(&DBUtils::parseDbConfigFile),
