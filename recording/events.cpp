@@ -186,17 +186,17 @@ constexpr EventText table[] = {
      "a command of fewer than four words; it is ignored",
      "`db write KEY VALUE` is the shortest"},
     {"ERROR", "DBCSI_DBWRITE_IND with invalid index: {WORD}",
-     "what follows `-i` is no number",
+     "what follows `-i` is no number, or one above 2147483647",
      "give `-i` a number"},
     {"ERROR", "DBCSI_DBWRITE_IND with invalid count: {WORD}",
-     "what follows `-r` is no number, or 0",
+     "what follows `-r` is no number, 0, or above 2147483647",
      "give `-r` a number above 0"},
     {"ERROR", "DBCSI_DBWRITE_IND with invalid number of arguments for repeat option.",
      "`-r` takes exactly one value",
      "give one value"},
     {"ERROR", "DBCSI_DBWRITE_IND could not be handled: {REASON}",
-     "a number or a count is too large, or a number is only `-`; the write is ignored",
-     "correct the command"},
+     "a number is only `-`, or memory ran out; the write is ignored",
+     "correct the number, or free memory and write again"},
 };
 // clang-format on
 

@@ -30,10 +30,10 @@ namespace V1 {
  * Errors: a read reports by its result alone. It throws only std::bad_alloc, when the output cannot
  * grow, and std::system_error, when a lock cannot be taken.
  *
- * Outputs: after OK the output holds the value and nothing of its earlier content; it may be empty,
- * where one file empties the value that another gave. After any other
- * result it is untouched, except in the word-list read, which empties it. After std::bad_alloc it
- * may have been emptied. A read allocates nothing where the output has room for the value.
+ * Outputs: after OK the output holds the value and nothing of its earlier content; it may be
+ * empty. After any other result it is untouched, except in the word-list read, which empties it.
+ * After std::bad_alloc it may have been emptied. A read allocates nothing where the output has room
+ * for the value; the word-list read always does.
  *
  * Keys are compared byte for byte, case and the leading "/" included.
  */
