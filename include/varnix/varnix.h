@@ -27,7 +27,8 @@
  * time, as the C++ interface does. Nothing else allocates but varnix_open.
  *
  * What a visitor may do: it may read, also through the same handle, and be cancelled with its
- * thread. It must not leave by longjmp. An exception that it throws becomes VARNIX_FAILED.
+ * thread. It must not leave by longjmp. An exception that it throws becomes VARNIX_FAILED,
+ * std::bad_alloc VARNIX_OUT_OF_MEMORY.
  */
 
 #include <stddef.h>

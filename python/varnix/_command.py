@@ -1,5 +1,6 @@
 """The command varnix, and what its documents and sources have in common."""
 
+import operator
 import os
 import shutil
 import subprocess
@@ -81,7 +82,10 @@ def source_value(value: Any) -> str:
     """A value in the form of a source."""
     if isinstance(value, (str, bytes)):
         return quoted(value)
-    return " ".join(str(int(number)) for number in value)
+    try:
+        return " ".join(str(operator.index(number)) for number in value)
+    except TypeError:
+        raise ValueError(f"{value!r} is no value of a source: a text or integers") from None
 
 
 class SourceFile:

@@ -1,6 +1,7 @@
 """Schemas, by the command varnix."""
 
 import json
+import operator
 import os
 import secrets
 import shutil
@@ -82,7 +83,7 @@ def _line(line: SchemaLine) -> str:
     kind = line.type
     if line.elements is not None:
         least, greatest = line.elements
-        kind += f"[{int(least)}..{int(greatest)}]"
+        kind += f"[{operator.index(least)}..{operator.index(greatest)}]"
     words = [key_word(line.key), kind, *map(_limit, line.limits.split())]
     if line.unit is not None:
         words += ["unit", word(line.unit, "a unit")]

@@ -54,6 +54,9 @@ class FilesTest(unittest.TestCase):
         for kind in ("U9", "U8 1\n/other U8", ""):
             with self.assertRaisesRegex(ValueError, "is no type"):
                 varnix.build_file(self.path, [Parameter("/a", kind, [1])])
+        for value in ([3.7], ["5"], 7, [None]):
+            with self.assertRaisesRegex(ValueError, "is no value"):
+                varnix.build_file(self.path, [Parameter("/a", "U8", value)])
         self.assertFalse(self.path.exists())
 
     def test_a_path_that_looks_like_an_option_is_a_path(self):
