@@ -61,8 +61,19 @@ TEST_F(Try, AValueThatASchemaDoesNotAllowIsRefusedWithBothPlaces)
     };
     expectResult(against({"/gain", "64"}), 1, config + "\trefused: 64 is above 63 (s:1)\n", "");
     expectResult(against({"/gain", "63"}), 0, config + "\t1 2 3 -> 63 2 3\n", "");
-    EXPECT_EQ(against({"/label", "-c", "new"}).status, 0);
     EXPECT_EQ(tried({"/offset", "1"}, {"--schema", "s", "--closed"}).status, 1);
+}
+
+TEST_F(Try, AWriteToADeprecatedParameterIsTakenWithAWarning)
+{
+    write("s", "/label CHAR deprecated\n");
+    expectResult(tried({"/label", "-c", "new"}, {"--schema", "s"}), 0,
+                 config + "\t\"old\" -> \"new\"\n",
+                 "varnix: warning: /label is deprecated (s:1)\n");
+    const ProcessResult result = tried({"/label", "-c", "new"}, {"--schema", "s", "--json"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(nlohmann::json::parse(result.out)["databases"][0]["warnings"],
+              nlohmann::json({"/label is deprecated (s:1)"}));
 }
 
 TEST_F(Try, AWriteThatIsTakenShowsTheOldAndTheNewValue)

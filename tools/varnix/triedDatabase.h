@@ -18,6 +18,7 @@ struct TriedDatabase
     std::string config; ///< empty for the production database
     DbFile::Value before;
     Effect effect;
+    std::vector<std::string> warnings; ///< a schema's, of the value as it would be
 };
 
 /**
@@ -34,6 +35,9 @@ inline bool isTaken(const std::vector<TriedDatabase>& databases)
         return database.effect.refusal.has_value();
     });
 }
+
+/** Prints the warnings on standard error, each once. */
+void printWarnings(const std::vector<TriedDatabase>& databases);
 
 /** A database as a line: its name, a tab and what becomes of the parameter. */
 std::string lineOf(const TriedDatabase& database);

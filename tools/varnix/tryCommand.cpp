@@ -30,6 +30,8 @@ Json documentOf(const TriedDatabase& database)
 {
     Json document{{"config", database.config.empty() ? Json() : Json(database.config)}};
     addEffect(document, database.before, database.effect);
+    if (!database.warnings.empty())
+        document["warnings"] = database.warnings;
     return document;
 }
 
@@ -49,6 +51,7 @@ Status tryWords(const TryOptions& options, const std::vector<std::string>& words
     } else {
         for (const TriedDatabase& database : databases)
             std::cout << lineOf(database) << '\n';
+        printWarnings(databases);
     }
     return isTaken(databases) ? Status::DONE : Status::NO;
 }

@@ -57,7 +57,9 @@ void tryFirst(const WriteOptions& options, const Trial& trial)
     std::string refusals;
     for (const std::string& config : options.configs)
         try {
-            for (const TriedDatabase& database : triedOn(config, trial, {}, judgement)) {
+            const std::vector<TriedDatabase> databases = triedOn(config, trial, {}, judgement);
+            printWarnings(databases);
+            for (const TriedDatabase& database : databases) {
                 taken = taken || !database.effect.refusal;
                 refusals.append("\n").append(lineOf(database));
             }
