@@ -1,9 +1,5 @@
-#include "tests/support/nodeDirectory.h"
-#include "tests/tools/toolTest.h"
+#include "auditFixture.h"
 
-#include <sstream>
-
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
 namespace Varnix::Test {
@@ -18,44 +14,6 @@ using testing::StartsWith;
 
 const std::string oneGood = "1 node: 1 good, 0 with findings, 0 not judged; 0 errors, 0 warnings, "
                             "0 notes\n";
-
-/** Nodes, each a directory with a configuration, a production database and one more. */
-class Audit : public ToolTest
-{
-protected:
-    Audit()
-    {
-        for (const char* name : {"n1", "n2", "n3"})
-            makeNode(name);
-    }
-
-    void makeNode(const std::string& node, const DbBuilder& unit = DbBuilder().u16("/gain", {17}))
-    {
-        for (const char* directory : {"/etc", "/flash"})
-            fs::create_directories(m_directory / (node + directory));
-        DbBuilder()
-            .text("/componentConfigId", "unit_1")
-            .write(m_directory / (node + "/flash/prod.db"));
-        unit.write(m_directory / (node + "/flash/unit.db"));
-        write(node + "/etc/node.cfg", configText({{"unit", "1", {"/flash/unit.db"}}}));
-    }
-
-    ProcessResult audit(std::vector<std::string> arguments)
-    {
-        arguments.insert(arguments.begin(),
-                         {"audit", "--config", "/etc/node.cfg", "--production", "/flash/prod.db"});
-        return varnix(std::move(arguments), {.environment = {firstVariable, secondVariable}});
-    }
-
-    static std::vector<Json> documents(const ProcessResult& result)
-    {
-        std::vector<Json> lines;
-        std::istringstream out(result.out);
-        for (std::string line; std::getline(out, line);)
-            lines.push_back(Json::parse(line));
-        return lines;
-    }
-};
 
 TEST_F(Audit, OfGoodNodesFindsNothing)
 {
@@ -200,90 +158,6 @@ TEST_F(Audit, DoesNotWaitForAPipe)
     ASSERT_EQ(::mkfifo((m_directory / "n1/flash/unit.db").c_str(), 0600), 0);
     EXPECT_THAT(audit({"n1"}).out,
                 HasSubstr("cannot read n1/flash/unit.db: it is not a regular file"));
-}
-
-class AuditAgainst : public Audit
-{
-protected:
-    AuditAgainst()
-    {
-        for (const char* name : {"old/n1", "old/n2", "old/n3"})
-            makeNode(name);
-    }
-};
-
-TEST_F(AuditAgainst, EqualNodesIsNothing)
-{
-    EXPECT_EQ(audit({"--against", "old", "n1/"}).out,
-              "1 node: 1 good, 0 with findings, 0 not judged; 0 errors, 0 warnings, 0 notes; "
-              "0 differ\n");
-}
-
-TEST_F(AuditAgainst, FoldsEqualChangesOfManyNodes)
-{
-    for (const char* name : {"n1", "n3"})
-        makeNode(name, DbBuilder().u16("/gain", {31}).text("/label", name));
-    expectResult(audit({"--against", "old", "n1", "n2", "n3"}), 1,
-                 "2 nodes, first n1: /etc/node.cfg: /gain: U16 17 -> U16 31\n"
-                 "n1: /etc/node.cfg: /label: absent -> CHAR \"n1\"\n"
-                 "n3: /etc/node.cfg: /label: absent -> CHAR \"n3\"\n"
-                 "3 nodes: 1 good, 2 with findings, 0 not judged; 0 errors, 0 warnings, 0 notes; "
-                 "2 differ\n",
-                 "");
-}
-
-TEST_F(AuditAgainst, ComparesWhatClientsReadAndNotFiles)
-{
-    DbBuilder().u8("/spare", {1}).u16("/gain", {17}).write(m_directory / "n1/flash/unit.db");
-    DbBuilder()
-        .text("/componentConfigId", "unit_1")
-        .u8("/spare", {2})
-        .write(m_directory / "n1/flash/prod.db");
-    EXPECT_THAT(audit({"--against", "old", "n1"}).out,
-                StartsWith("n1: /etc/node.cfg: /spare: absent -> U8 2\n1 node"));
-}
-
-TEST_F(AuditAgainst, ClientThatGetsNoDatabaseAnyMoreIsOneDifference)
-{
-    fs::remove(m_directory / "n1/flash/unit.db");
-    EXPECT_THAT(audit({"--against", "old", "n1"}).out,
-                HasSubstr("n1: /etc/node.cfg: a client gets no database any more\n"));
-}
-
-TEST_F(AuditAgainst, AConfigurationThatIsGoneOrNewIsADifference)
-{
-    const std::string config = configText({{"unit", "1", {"/flash/unit.db"}}});
-    write("n1/etc/new.cfg", config);
-    write("old/n1/etc/gone.cfg", config);
-    const ProcessResult result = varnix({"audit", "--against", "old", "n1"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "");
-    EXPECT_THAT(result.out, StartsWith("n1: /etc/new.cfg: a client gets a database now\n"
-                                       "n1: /etc/gone.cfg: a client gets no database any more\n"));
-}
-
-TEST_F(AuditAgainst, AConfigurationThatGaveNoDatabaseIsNotMissed)
-{
-    write("n1/etc/new.cfg", configText({{"unit", "1", {"/flash/absent.db"}}}));
-    write("old/n1/etc/gone.cfg", configText({{"unit", "1", {"/flash/absent.db"}}}));
-    EXPECT_THAT(varnix({"audit", "--against", "old", "n1"}).out, Not(HasSubstr("a client gets")));
-}
-
-TEST_F(AuditAgainst, SaysWhichSideCannotBeJudged)
-{
-    fs::remove(m_directory / "old/n1/flash/prod.db");
-    const ProcessResult result = varnix({"audit", "--against", "old", "n1"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_THAT(result.err, StartsWith("n1: error: old/n1: no production database: "));
-}
-
-TEST_F(AuditAgainst, NodeThatWasNotThereStillHasItsFindings)
-{
-    makeNode("n4", DbBuilder().u16("gain", {17}));
-    const ProcessResult result = audit({"--against", "old", "n4"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.err, "n4: error: old/n4 cannot be read as a directory\n");
-    EXPECT_THAT(result.out, StartsWith("n4: /flash/unit.db:@0xb: error: "));
 }
 
 class AuditReports : public Audit
