@@ -1,7 +1,11 @@
 #include "serverFixture.h"
+#include "tests/support/temporaryDirectory.h"
+#include "tests/support/waitUntil.h"
 
 #include <csignal>
 #include <string>
+
+#include <sys/wait.h>
 
 namespace {
 
@@ -19,6 +23,14 @@ protected:
                 return i;
         }
         return 0;
+    }
+
+    /** Whether it has come to a stop since it was asked last. */
+    static bool hasStopped(const Child& child)
+    {
+        int status = 0;
+        return ::waitpid(child.id(), &status, WUNTRACED | WNOHANG) == child.id() &&
+               WIFSTOPPED(status);
     }
 };
 
@@ -92,6 +104,62 @@ TEST_F(ServerQueueLimit, ADroppedSubscriberThatGoesOnIsOneAgainWhenItHasCaughtUp
         EXPECT_TRUE(stopped->out().line()->starts_with("write [db] [write] [/unit/label]"));
     EXPECT_EQ(stopped->out().line(), "subscribed");
     EXPECT_EQ(stopped->out().line(), "write [db] [write] [/a] [1]");
+}
+
+TEST_F(ServerQueueLimit, AReplayIsBoundedToo)
+{
+    const Varnix::Test::TemporaryDirectory directory;
+    startServer({"--queue-limit", "5000", "--replay", "--journal", directory / "journal"});
+    const auto value = [](int number) { return std::to_string(number) + std::string(1000, 'x'); };
+    constexpr int writes = 40;
+    for (int i = 0; i < writes; ++i) {
+        type("db write /unit/label -c " + value(i));
+        EXPECT_EQ(answer(), "sent to 0 subscribers");
+    }
+    Child stopped({TEST_SUBSCRIBER_PROGRAM, "stops"});
+    EXPECT_TRUE(Varnix::Test::waitUntil([&] { return hasStopped(stopped); }));
+    const std::string start = "dbcsi-server: process " + std::to_string(stopped.id()) +
+                              " (dbcsi_test_subscriber) is dropped: ";
+    const std::string text = complaint();
+    ASSERT_TRUE(text.starts_with(start) && text.ends_with(" bytes wait for it, more than 5000"))
+        << text;
+    // One write of more than 1,000 bytes over the limit, and a connection's messages.
+    EXPECT_LT(std::stoi(text.substr(start.size())), 6500);
+    type("status");
+    EXPECT_EQ(answer(), "0 subscribers");
+
+    stopped.signal(SIGCONT);
+    for (int i = 0; i < writes;) {
+        const auto line = stopped.out().line();
+        if (line == "subscribed") // first, and whenever it was too slow again
+            continue;
+        EXPECT_EQ(line, "write [db] [write] [/unit/label] [-c] [" + value(i++) + "]");
+    }
+}
+
+TEST_F(ServerQueueLimit, EachSubscriptionBringsAReplayFurtherHoweverLittleMayWait)
+{
+    const Varnix::Test::TemporaryDirectory directory;
+    startServer({"--queue-limit", "0", "--replay", "--journal", directory / "journal"});
+    constexpr int writes = 10;
+    for (int i = 0; i < writes; ++i) {
+        type("db write /a " + std::to_string(i));
+        EXPECT_EQ(answer(), "sent to 0 subscribers");
+    }
+    Child stopped({TEST_SUBSCRIBER_PROGRAM, "stops"});
+    EXPECT_TRUE(Varnix::Test::waitUntil([&] { return hasStopped(stopped); }));
+    EXPECT_NE(complaint().find(" is dropped: "), std::string::npos);
+    stopped.signal(SIGCONT);
+    bool hasJustSubscribed = false;
+    for (int i = 0; i < writes;) {
+        const auto line = stopped.out().line();
+        const bool isSubscription = line == "subscribed";
+        EXPECT_FALSE(isSubscription && hasJustSubscribed);
+        hasJustSubscribed = isSubscription;
+        if (isSubscription)
+            continue;
+        EXPECT_EQ(line, "write [db] [write] [/a] [" + std::to_string(i++) + "]");
+    }
 }
 
 TEST_F(ServerQueueLimit, ASubscriberThatReadsIsNeverDroppedHoweverMuchItIsSent)

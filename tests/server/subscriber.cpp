@@ -1,7 +1,7 @@
 /*
  * A subscriber for the tests: follows the subscription server for ever and tells on standard output
  * what happens to it, a line each. A write's words stand in brackets. SIGUSR1 has it execute itself
- * anew.
+ * anew. With an argument it stops when it has asked for its first subscription.
  */
 #include "dbcsiMessages.h"
 #include "mailbox.h"
@@ -9,12 +9,15 @@
 #include <csignal>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
 namespace {
 
 using namespace Dbcsi;
+
+bool stopsOnceSubscribing = false;
 
 void tell(const std::string& text)
 {
@@ -45,6 +48,8 @@ void subscribe(const Mailbox::Message& confirmation)
     Mailbox::setWordAt(request, offsetof(SubscribeReq, serverRef),
                        Mailbox::wordAt(confirmation, offsetof(ConnEstablishCfm, serverRef)));
     Mailbox::send(std::move(request), Mailbox::senderOf(confirmation));
+    if (std::exchange(stopsOnceSubscribing, false))
+        std::raise(SIGSTOP);
 }
 
 void tellWrite(const Mailbox::Message& indication)
@@ -99,9 +104,10 @@ void executeAnew(int)
 
 } // namespace
 
-int main(int, char** argv)
+int main(int argc, char** argv)
 {
     commandLine = argv;
+    stopsOnceSubscribing = argc > 1;
     std::signal(SIGUSR1, executeAnew);
     if (!Mailbox::initialise(1) ||
         Mailbox::create((subscriberMailboxPrefix + std::to_string(::getpid())).c_str()) ==

@@ -201,7 +201,8 @@ void Service::replay(Connection& connection)
     } catch (const JournalError& error) {
         complain(error.what());
     }
-    if (sent < missing.size())
+    // One that was dropped is sent the rest when it subscribes again.
+    if (connection.subscribed && sent < missing.size())
         complainOf(connection.process, "could not be sent " +
                                            std::to_string(missing.size() - sent) + " of " +
                                            std::to_string(missing.size()) + " earlier writes");
@@ -216,7 +217,9 @@ std::size_t Service::sendMissing(Connection& connection, const std::vector<Words
         m_journal->beginReplay(connection.process, count);
         std::size_t done = 0;
         while (reached && done < count) {
-            reached = sendCopy(encodeWriteIndication(missing[sent + done]), connection.mailbox);
+            // The first is sent whatever waits, so that each subscription brings it further.
+            reached = (sent + done == 0 || !dropIfOverfull(connection)) &&
+                      sendCopy(encodeWriteIndication(missing[sent + done]), connection.mailbox);
             done += reached ? 1 : 0;
         }
         m_journal->endReplay(done);
@@ -257,26 +260,33 @@ std::vector<Receiver> Service::write(const Words& words)
     return receivers;
 }
 
-/**
- * A subscriber that reads nothing must not fill the memory. It is asked to subscribe again behind
- * all that waits for it: one that goes on reading is a subscriber again when it has caught up.
- */
 std::vector<Receiver> Service::dropOverfull()
 {
     std::vector<Receiver> dropped;
     m_connections.forEachSubscriber([&](Connection& connection) {
-        const auto peer = Mailbox::peerOf(connection.mailbox);
-        if (!peer || peer->waiting <= m_settings.queueLimit)
-            return;
-        Mailbox::Message again = confirmationOf(connection.reference);
         dropped.push_back(receiverOf(connection, ControlOutcome::DROPPED));
-        Connections::unsubscribe(connection);
-        Mailbox::send(std::move(again), connection.mailbox);
-        complainOf(connection.process, "is dropped: " + std::to_string(peer->waiting) +
-                                           " bytes wait for it, more than " +
-                                           std::to_string(m_settings.queueLimit));
+        if (!dropIfOverfull(connection))
+            dropped.pop_back();
     });
     return dropped;
+}
+
+/**
+ * A subscriber that reads nothing must not fill the memory. It is asked to subscribe again behind
+ * all that waits for it: one that goes on reading is a subscriber again when it has caught up.
+ */
+bool Service::dropIfOverfull(Connection& connection) const
+{
+    const auto peer = Mailbox::peerOf(connection.mailbox);
+    if (!peer || peer->waiting <= m_settings.queueLimit)
+        return false;
+    Mailbox::Message again = confirmationOf(connection.reference);
+    Connections::unsubscribe(connection);
+    Mailbox::send(std::move(again), connection.mailbox);
+    complainOf(connection.process, "is dropped: " + std::to_string(peer->waiting) +
+                                       " bytes wait for it, more than " +
+                                       std::to_string(m_settings.queueLimit));
+    return true;
 }
 
 void Service::askAll()

@@ -48,6 +48,7 @@ private:
     bool accept(std::uint32_t client, const ProcessInfo& process);
     std::vector<std::byte> controlAnswer(const Mailbox::Message& request);
     std::vector<Receiver> dropOverfull();
+    bool dropIfOverfull(Connection& connection) const;
     void replay(Connection& connection);
     std::size_t sendMissing(Connection& connection, const std::vector<Words>& missing);
 
