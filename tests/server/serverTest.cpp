@@ -1,8 +1,11 @@
 #include "serverFixture.h"
+#include "tests/support/dbBuilder.h"
+#include "tests/support/temporaryDirectory.h"
 #include "tests/support/waitUntil.h"
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <regex>
@@ -10,9 +13,13 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
+
 namespace {
 
 using namespace ServerTests;
+using testing::EndsWith;
+using testing::StartsWith;
 
 class ServerCommand : public ServerFixture
 {
@@ -230,6 +237,31 @@ TEST_F(ServerCommand, UnderAFileSizeLimitTheNumberSaidIsTheNumberThatGotTheWrite
     EXPECT_EQ(server().wait(), said == 0 ? 1 : 0);
     EXPECT_EQ(only->out().line(),
               said == 0 ? "server down" : "write [db] [write] [/unit/label] [-c] [" + value + "]");
+}
+
+TEST_F(ServerCommand, WhatATerminalWouldObeyInAProcesssNameIsEscaped)
+{
+    const Varnix::Test::TemporaryDirectory directory;
+    const std::string name = "a\033[2J\xC2\x9B\xFF";
+    const std::string shown = R"(a\x1b[2J\xc2\x9b\xff)";
+    const std::string program = directory / name;
+    std::filesystem::create_symlink(TEST_SUBSCRIBER_PROGRAM, program);
+    startServer({"--queue-limit", "10", "--journal", directory / "journal"});
+    Child stopped({program});
+    stopped.out().readUntil("subscribed\n");
+    const std::string id = std::to_string(stopped.id());
+    type("status");
+    EXPECT_EQ(answer(), "1 subscriber");
+    EXPECT_THAT(answer(), StartsWith(id + "  " + shown + "  since "));
+
+    stopped.signal(SIGSTOP);
+    for (const char* line : {"db write /a 1", "db write /a 2"})
+        type(line);
+    EXPECT_THAT(complaint(),
+                StartsWith("dbcsi-server: process " + id + " (" + shown + ") is dropped: "));
+    EXPECT_THAT(complaint(), EndsWith("error: not sent to process " + id + " (" + shown + ")"));
+    const std::string written = Varnix::Test::readFile(directory / "journal");
+    EXPECT_EQ(written.find_first_of("\033\xC2\x9B\xFF"), std::string::npos) << written;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "journalText.h"
 
+#include "dbfile/shown.h"
 #include "decimal.h"
 #include "wordSplitter.h"
 
@@ -19,6 +20,11 @@ std::string idText(const ProcessId& id)
 {
     return std::to_string(id.process) + '@' + std::to_string(id.startTime) + '/' +
            std::to_string(id.mailbox);
+}
+
+std::string nameOf(const ProcessInfo& process)
+{
+    return idText(process.id) + ' ' + quoteWords({Varnix::DbFile::shown(process.command)});
 }
 
 std::string lead(const std::string& user)
@@ -99,7 +105,7 @@ std::string sending(const std::string& user, const std::vector<ProcessInfo>& to)
 {
     std::string text = lead(user) + " to " + std::to_string(to.size()) + ':';
     for (const ProcessInfo& process : to)
-        text += ' ' + idText(process.id) + ' ' + quoteWords({process.command});
+        text += ' ' + nameOf(process);
     return text;
 }
 
@@ -113,8 +119,7 @@ std::string except(const std::vector<ProcessId>& processes)
 
 std::string replaying(const std::string& user, const ProcessInfo& to, std::size_t count)
 {
-    return lead(user) + " replayed " + std::to_string(count) + " to " + idText(to.id) + ' ' +
-           quoteWords({to.command});
+    return lead(user) + " replayed " + std::to_string(count) + " to " + nameOf(to);
 }
 
 std::string only(std::size_t count)

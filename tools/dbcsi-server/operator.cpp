@@ -1,6 +1,7 @@
 #include "operator.h"
 
 #include "commands.h"
+#include "dbfile/shown.h"
 #include "decimal.h"
 #include "nearest.h"
 
@@ -23,7 +24,8 @@ std::string counted(std::size_t count)
 std::string notACommand(const std::string& command)
 {
     const std::string_view nearest = Nearest::candidate(command, Commands::all);
-    return '"' + command + "\" is no command of the server, and a write has at least 4 words; " +
+    return '"' + Varnix::DbFile::shown(command) +
+           "\" is no command of the server, and a write has at least 4 words; " +
            "did you mean \"" + (nearest == "db" ? "db write KEY VALUE..." : std::string(nearest)) +
            "\"?";
 }
@@ -172,9 +174,10 @@ void Operator::showStatus()
     const std::vector<Connection> subscribers = m_server.subscribers();
     std::cout << counted(subscribers.size()) << '\n';
     for (const Connection& subscriber : subscribers) {
-        std::cout << subscriber.process.id.process << "  " << subscriber.process.command
-                  << "  since " << localTime(subscriber.since) << "  writes " << subscriber.writes
-                  << "  waiting " << subscriber.waiting << " bytes\n";
+        std::cout << subscriber.process.id.process << "  "
+                  << Varnix::DbFile::shown(subscriber.process.command) << "  since "
+                  << localTime(subscriber.since) << "  writes " << subscriber.writes << "  waiting "
+                  << subscriber.waiting << " bytes\n";
     }
 }
 
@@ -202,8 +205,8 @@ void Operator::report(const std::vector<Receiver>& receivers)
     std::cout << "sent to " << counted(sent) << '\n';
     for (const Receiver& receiver : receivers)
         if (receiver.outcome != ControlOutcome::SENT)
-            fail(ExitStatus::NO, "not sent to process " + std::to_string(receiver.process) + " (" +
-                                     receiver.command + ")");
+            fail(ExitStatus::NO,
+                 "not sent to " + ProcessInfo{{receiver.process}, receiver.command}.text());
 }
 
 void Operator::fail(ExitStatus status, const std::string& text, std::size_t column)

@@ -1,7 +1,7 @@
 #include "processInfo.h"
 
-#include <algorithm>
-#include <cctype>
+#include "dbfile/shown.h"
+
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -37,22 +37,18 @@ std::uint64_t startTime(const std::string& stat)
 }
 
 /** The kernel keeps 15 characters of a command; its command line may have the whole. */
-std::string wholeCommand(std::string command, const std::string& commandLine)
+std::string wholeCommand(const std::string& command, const std::string& commandLine)
 {
     const std::string path = commandLine.substr(0, commandLine.find('\0'));
     const std::string name = path.substr(path.rfind('/') + 1);
-    if (!command.empty() && name.starts_with(command))
-        command = name;
-    std::replace_if(
-        command.begin(), command.end(), [](unsigned char c) { return std::iscntrl(c) != 0; }, '?');
-    return command;
+    return !command.empty() && name.starts_with(command) ? firstLine(name) : command;
 }
 
 } // namespace
 
 std::string ProcessInfo::text() const
 {
-    return "process " + std::to_string(id.process) + " (" + command + ")";
+    return "process " + std::to_string(id.process) + " (" + Varnix::DbFile::shown(command) + ")";
 }
 
 ProcessInfo processInfo(std::int32_t process, std::uint32_t mailbox)

@@ -26,9 +26,9 @@ struct ProcessId
 struct ProcessInfo
 {
     ProcessId id;
-    std::string command; ///< the short name, without control characters
+    std::string command; ///< the short name as it is, up to a line's end
 
-    /** "process 1234 (client)" */
+    /** "process 1234 (client)", as a terminal shows it */
     std::string text() const;
 };
 
