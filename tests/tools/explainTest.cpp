@@ -223,6 +223,18 @@ TEST_F(Explain, SelectedFileThatIsMissingLeavesAClientNothing)
                                 "cannot open common.db: No such file or directory\n")));
 }
 
+TEST_F(Explain, AnUnusableNodeIsAnErrorOfTheDocument)
+{
+    std::filesystem::remove(m_directory / "common.db");
+    const std::string message = "varnix: a database file that node.cfg selects cannot be used: "
+                                "cannot open common.db: No such file or directory";
+    const ProcessResult result = explain({"--json", "node.cfg"});
+    EXPECT_EQ(result.err, message + '\n');
+    EXPECT_EQ(Json::parse(result.out).at("errors"),
+              Json::array({{{"message", message}, {"status", 5}}}));
+    EXPECT_EQ(explain({"node.cfg"}).err, message + '\n');
+}
+
 TEST_F(Explain, SelectedFileThatIsCorruptIsNotCalledMissing)
 {
     std::string image = read("board.db");

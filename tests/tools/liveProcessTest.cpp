@@ -6,6 +6,7 @@
 #include <future>
 #include <optional>
 
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace Varnix::Test {
@@ -13,6 +14,7 @@ namespace Varnix::Test {
 namespace {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::json;
 using testing::AllOf;
 using testing::AnyOf;
 using testing::EndsWith;
@@ -39,22 +41,31 @@ protected:
 
     fs::path libraryCopy() const { return m_directory / "libvarnix.so.0"; }
 
+    /** What runs a command with mounts and process ids of its own; empty where it may not. */
+    static std::vector<std::string> inNamespaces(const std::vector<std::string>& options = {})
+    {
+        std::vector<std::string> command{"/usr/bin/unshare", "--mount", "--pid", "--fork",
+                                         "--kill-child"};
+        if (::geteuid() != 0)
+            command.emplace_back("--map-root-user");
+        command.insert(command.end(), options.begin(), options.end());
+        std::vector<std::string> probe = command;
+        probe.emplace_back("true");
+        if (run(probe).status == 0)
+            return command;
+        std::puts("not permitted here: namespaces of its own");
+        return {};
+    }
+
     /**
      * Starts a holder of a configuration after commands of the shell's that mount, and returns its
      * id; nothing where that is not permitted.
      */
     std::optional<std::string> holdAfter(const std::string& mounts, const std::string& config)
     {
-        std::vector<std::string> command{"/usr/bin/unshare", "--mount", "--pid", "--fork",
-                                         "--kill-child"};
-        if (::geteuid() != 0)
-            command.emplace_back("--map-root-user");
-        std::vector<std::string> probe = command;
-        probe.emplace_back("true");
-        if (run(probe).status != 0) {
-            std::puts("not permitted here: namespaces of its own");
+        std::vector<std::string> command = inNamespaces();
+        if (command.empty())
             return std::nullopt;
-        }
         command.insert(command.end(), {"/bin/sh", "-ec", mounts + "\nexec " HOLDER " " + config});
         start(command);
         const std::string all = varnix({"ps"}).out;
@@ -112,6 +123,8 @@ TEST_F(LiveProcess, OfAnotherReleaseSaysSo)
     EXPECT_THAT(result.err, HasSubstr("uses a release of the library with layout 9; this one "
                                       "knows layout 1"));
     EXPECT_THAT(varnix({"ps"}).err, HasSubstr("process " + pid + " uses a release"));
+    const Json document = Json::parse(varnix({"ps", "--json"}).out);
+    EXPECT_THAT(document.at("errors").dump(), HasSubstr("process " + pid + " uses a release"));
 }
 
 TEST_F(LiveProcess, InNamespacesOfItsOwnIsLookedAt)
@@ -168,6 +181,20 @@ TEST_F(LiveProcess, InNamespacesOfItsOwnIsNamedWhereItHoldsAnOldValue)
         return;
     EXPECT_THAT(varnix({"install", "new.db", inner / "first.db"}).out,
                 HasSubstr("process " + *pid + " (holder) still holds the old value of /gain"));
+}
+
+TEST_F(LiveProcess, PsAsADocumentSaysWhyItIsEmpty)
+{
+    std::vector<std::string> command = inNamespaces({"--mount-proc"});
+    if (command.empty())
+        return;
+    command.insert(command.end(), {VARNIX_TOOL, "ps", "--json"});
+    const ProcessResult result = run(command);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "varnix: no process that may be looked at has a registry\n");
+    const std::string message = result.err.substr(0, result.err.size() - 1);
+    EXPECT_EQ(Json::parse(result.out), Json({{"processes", Json::array()},
+                                             {"errors", {{{"message", message}, {"status", 1}}}}}));
 }
 
 TEST_F(LiveProcess, ThatDiesMeanwhileIsAnAnswer)

@@ -29,8 +29,7 @@ Json documentOf(const CheckReport& report)
     for (const NodeFinding& finding : report.findings)
         document["findings"].push_back(documentOf(finding));
     for (const FileFailure& failure : report.failures)
-        document["errors"].push_back(
-            {{"message", failure.text}, {"status", static_cast<int>(failure.status)}});
+        addError(document, failure.status, failure.text);
     return document;
 }
 

@@ -86,9 +86,16 @@ void endWithoutMemory() noexcept
     });
 }
 
+void addError(Json& document, Status status, const std::string& text)
+{
+    document["errors"].push_back({{"message", text}, {"status", static_cast<int>(status)}});
+}
+
 void printFailure(Status status, const std::string& text)
 {
-    printDocument({{"errors", {{{"message", text}, {"status", static_cast<int>(status)}}}}});
+    Json document;
+    addError(document, status, text);
+    printDocument(document);
 }
 
 bool isUnicode(std::string_view bytes)

@@ -22,6 +22,9 @@ void endWithoutMemory() noexcept;
 
 inline constexpr const char* outOfMemory = "varnix: out of memory";
 
+/** Adds what went wrong to the document's "errors". */
+void addError(nlohmann::ordered_json& document, Status status, const std::string& text);
+
 /** Prints the document of a run that ended with a failure. */
 void printFailure(Status status, const std::string& text);
 

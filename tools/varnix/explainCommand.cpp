@@ -4,13 +4,16 @@
 #include "explainPrint.h"
 #include "explanation.h"
 #include "liveDatabase.h"
+#include "nodeDiagnosis.h"
 #include "nodePlace.h"
 #include "processPlace.h"
 #include "schemas.h"
 #include "target.h"
 
 #include <algorithm>
+#include <iostream>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -81,6 +84,24 @@ bool isRefusedBySchema(const std::vector<NodeFinding>& findings)
     });
 }
 
+void print(const Explanation& explanation, const std::vector<std::string>& keys,
+           const std::vector<NodeFinding>& findings, bool asDocument)
+{
+    std::optional<Failure> failure;
+    if (!explanation.held && !explanation.isUsable())
+        failure = whyUnusable(explanation);
+    if (asDocument) {
+        nlohmann::ordered_json document = documentOf(explanation, keys, findings);
+        if (failure)
+            addError(document, failure->status(), failure->what());
+        printDocument(document);
+    } else {
+        printText(explanation, keys, findings);
+    }
+    if (failure)
+        std::cerr << failure->what() << '\n';
+}
+
 Status runExplain(const ExplainOptions& options)
 {
     const Judgement judgement = judgementOf(options.schemas);
@@ -93,10 +114,7 @@ Status runExplain(const ExplainOptions& options)
                     {.place = place, .schema = judgement.schema, .unlisted = options.all}))
         findings.push_back(std::move(finding));
     const Status status = statusOf(explanation, explanation.held ? keys : options.target.keys);
-    if (options.json)
-        printDocument(documentOf(explanation, keys, findings));
-    else
-        printText(explanation, keys, findings);
+    print(explanation, keys, findings, options.json);
     return status == Status::DONE && isRefusedBySchema(findings) ? Status::NO : status;
 }
 

@@ -93,7 +93,7 @@ public:
         : m_explanation(explain(options.target.config.value(), options.place))
     {
         if (!m_explanation.isUsable())
-            refuseUnusable(m_explanation);
+            throw whyUnusable(m_explanation);
     }
 
     RetCode read(const std::string& key, ClientValue& value) const override

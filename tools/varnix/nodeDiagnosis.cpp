@@ -41,12 +41,12 @@ void refuseUnusableNode(const std::string& config)
                       DbFile::shown(config));
 }
 
-void refuseUnusable(const Explanation& explanation)
+Failure whyUnusable(const Explanation& explanation)
 {
     for (const ExplainedFile& file : explanation.files)
         if (file.selected && file.problem)
-            throw unusable(explanation.config, *file.problem);
-    throw unusable(explanation.config, "it has changed");
+            return unusable(explanation.config, *file.problem);
+    return unusable(explanation.config, "it has changed");
 }
 
 } // namespace Varnix::Tool

@@ -17,8 +17,8 @@ void refuseEndlessNode();
 /** Says what is wrong after initDb answered nothing for `config`: Failure as explain() fails. */
 [[noreturn]] void refuseUnusableNode(const std::string& config);
 
-/** Says which selected file cannot be used; there is one. */
-[[noreturn]] void refuseUnusable(const Explanation& explanation);
+/** Which selected file cannot be used; there is one. */
+Failure whyUnusable(const Explanation& explanation);
 
 } // namespace Varnix::Tool
 

@@ -36,18 +36,27 @@ std::string nameOf(Inspection::Subscription state)
     return number < names.size() ? names[number] : "state " + std::to_string(number);
 }
 
-/** The process, if it has a registry; adds to `hidden` when that may not be seen. */
-std::optional<Seen> see(pid_t id, int& hidden)
+/** Why processes are not shown. */
+struct Unseen
+{
+    /** How many may not be looked at. */
+    int hidden = 0;
+    /** Of those that use the library and cannot be read. */
+    std::vector<std::string> texts;
+};
+
+/** The process, if it has a registry; adds to `unseen` when that cannot be known. */
+std::optional<Seen> see(pid_t id, Unseen& unseen)
 {
     try {
         const Inspection::Process process(id);
         return Seen{id, process.command(), process.registry()};
     } catch (const NotInspected& error) {
         if (error.reason() == NotInspected::Reason::NOT_PERMITTED)
-            ++hidden;
+            ++unseen.hidden;
         else if (error.reason() == NotInspected::Reason::UNKNOWN_LAYOUT ||
                  error.reason() == NotInspected::Reason::UNSETTLED)
-            std::cerr << "varnix: " << error.what() << '\n';
+            unseen.texts.push_back(std::string("varnix: ") + error.what());
         return std::nullopt;
     }
 }
@@ -79,25 +88,40 @@ Json documentOf(const Seen& seen)
             {"databases", std::move(databases)}};
 }
 
+std::vector<Failure> failuresOf(const std::vector<Seen>& all, const Unseen& unseen)
+{
+    std::vector<Failure> failures;
+    failures.reserve(unseen.texts.size() + 1);
+    for (const std::string& text : unseen.texts)
+        failures.emplace_back(Status::NODE_UNUSABLE, text);
+    if (all.empty())
+        failures.emplace_back(
+            Status::NO, std::string("varnix: no process that may be looked at has a registry") +
+                            (unseen.hidden > 0 ? "; root sees those of other users" : ""));
+    return failures;
+}
+
 Status ps(bool json)
 {
     std::vector<Seen> all;
-    int hidden = 0;
+    Unseen unseen;
     for (const pid_t id : Inspection::processIds())
-        if (auto seen = see(id, hidden))
+        if (auto seen = see(id, unseen))
             all.push_back(std::move(*seen));
+    const std::vector<Failure> failures = failuresOf(all, unseen);
     if (json) {
         Json document{{"processes", Json::array()}, {"errors", Json::array()}};
         for (const Seen& seen : all)
             document["processes"].push_back(documentOf(seen));
+        for (const Failure& failure : failures)
+            addError(document, failure.status(), failure.what());
         printDocument(document);
     } else {
         for (const Seen& seen : all)
             printLine(seen);
     }
-    if (all.empty())
-        std::cerr << "varnix: no process that may be looked at has a registry"
-                  << (hidden > 0 ? "; root sees those of other users" : "") << '\n';
+    for (const Failure& failure : failures)
+        std::cerr << failure.what() << '\n';
     return all.empty() ? Status::NO : Status::DONE;
 }
 

@@ -36,7 +36,7 @@ std::vector<TriedDatabase> triedOn(const std::string& config, const Trial& trial
 {
     const Explanation explanation = explain(config, place);
     if (!explanation.isUsable())
-        refuseUnusable(explanation);
+        throw whyUnusable(explanation);
     std::vector<TriedDatabase> databases;
     if (const DbFile::StoredValue* const found = explanation.productionStore.find(trial.key()))
         databases.push_back({"", found->value, trial.on(found->value), {}});

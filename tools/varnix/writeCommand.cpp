@@ -165,8 +165,7 @@ void printAsDocument(const std::vector<std::string>& words, const std::vector<Re
     for (const Result& result : results)
         document["subscribers"].push_back(documentOf(result));
     if (failure)
-        document["errors"].push_back(
-            {{"message", failure->what()}, {"status", static_cast<int>(failure->status())}});
+        addError(document, failure->status(), failure->what());
     printDocument(document);
 }
 
