@@ -104,6 +104,15 @@ TEST_F(Watch, AKeyThatIsAbsentIsNotWaitedFor)
     EXPECT_EQ(document["errors"][0]["status"], 1);
 }
 
+TEST_F(Watch, AsDocumentsAFailureIsALineToo)
+{
+    for (const std::string& config : {first, std::string("absent.cfg")}) {
+        const std::string out = varnix({"watch", "--json", config, "/gian"}).out;
+        EXPECT_EQ(out.find('\n'), out.size() - 1) << out;
+        EXPECT_EQ(Json::parse(out).at("errors").size(), 1U);
+    }
+}
+
 TEST_F(Watch, ANodeThatCannotBeUsedSaysWhy)
 {
     const ProcessResult result = varnix({"watch", "absent.cfg", "/gain"});

@@ -95,7 +95,7 @@ void printFailure(Status status, const std::string& text)
 {
     Json document;
     addError(document, status, text);
-    printDocument(document);
+    printLine(document);
 }
 
 bool isUnicode(std::string_view bytes)

@@ -25,7 +25,7 @@ inline constexpr const char* outOfMemory = "varnix: out of memory";
 /** Adds what went wrong to the document's "errors". */
 void addError(nlohmann::ordered_json& document, Status status, const std::string& text);
 
-/** Prints the document of a run that ended with a failure. */
+/** Prints the document of a run that ended with a failure; it may follow others, a line each. */
 void printFailure(Status status, const std::string& text);
 
 /** Adds "type" and "value", or "bytes" where the data is neither text nor numbers. */
