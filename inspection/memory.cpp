@@ -1,12 +1,14 @@
 #include "inspection/memory.h"
 
 #include "inspection/notInspected.h"
+#include "inspection/permission.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fstream>
+#include <string>
 
+#include <sys/stat.h>
 #include <sys/uio.h>
 
 namespace Varnix::Inspection {
@@ -16,15 +18,15 @@ namespace {
 constexpr std::size_t rangesAtOnce = 512;        // two places of the 1,024 that the kernel takes
 constexpr std::uint64_t bytesAtOnce = 1U << 20U; // so that a wrong size takes no memory
 
-/** What would let this user look, as far as the host tells. */
-std::string permissionHint()
+/** The user that the process runs as; nothing where it has ended. */
+std::optional<uid_t> ownerOf(pid_t process)
 {
-    std::ifstream file("/proc/sys/kernel/yama/ptrace_scope");
-    int scope = 0;
-    if (file >> scope && scope != 0)
-        return "only root may look here, as /proc/sys/kernel/yama/ptrace_scope is " +
-               std::to_string(scope);
-    return "look as the process's own user or as root";
+    struct stat facts
+    {
+    };
+    if (::stat(("/proc/" + std::to_string(process)).c_str(), &facts) != 0)
+        return std::nullopt;
+    return facts.st_uid;
 }
 
 [[noreturn]] void failReading(pid_t process, int error)
@@ -32,8 +34,9 @@ std::string permissionHint()
     using Reason = NotInspected::Reason;
     const std::string who = "process " + std::to_string(process);
     if (error == EPERM)
-        throw NotInspected(Reason::NOT_PERMITTED,
-                           who + " may not be looked at: " + permissionHint());
+        throw NotInspected(
+            Reason::NOT_PERMITTED,
+            who + " may not be looked at: " + permissionHint(permissionFor(ownerOf(process))));
     if (error == ENOSYS)
         throw NotInspected(Reason::NOT_PERMITTED,
                            who + " may not be looked at: this kernel reads no other process");

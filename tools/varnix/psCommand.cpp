@@ -2,6 +2,7 @@
 #include "dbfile/shown.h"
 #include "document.h"
 #include "inspection/notInspected.h"
+#include "inspection/permission.h"
 #include "inspection/process.h"
 
 #include <array>
@@ -96,8 +97,11 @@ std::vector<Failure> failuresOf(const std::vector<Seen>& all, const Unseen& unse
         failures.emplace_back(Status::NODE_UNUSABLE, text);
     if (all.empty())
         failures.emplace_back(
-            Status::NO, std::string("varnix: no process that may be looked at has a registry") +
-                            (unseen.hidden > 0 ? "; root sees those of other users" : ""));
+            Status::NO,
+            std::string("varnix: no process that may be looked at has a registry") +
+                (unseen.hidden > 0 ? "; others may not be looked at: " +
+                                         Inspection::permissionHint(Inspection::permissionFor({}))
+                                   : ""));
     return failures;
 }
 
