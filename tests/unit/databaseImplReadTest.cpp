@@ -188,8 +188,8 @@ TEST(ReadStringParam, CopiesTheTextOfAnEntryAndOfNoOther)
 {
     DatabaseImpl::ParamTable table;
     unsigned char bytes[] = {'a', '\0', 'b'};
-    table.findOrInsert("/text") = {bytes, 3, TypeOfData_t::CHAR};
-    table.findOrInsert("/u8") = {bytes, 3, TypeOfData_t::U8};
+    table.findOrInsert("/text") = {{bytes, 3, TypeOfData_t::CHAR}};
+    table.findOrInsert("/u8") = {{bytes, 3, TypeOfData_t::U8}};
     const DatabaseImpl store;
     std::string text = "before";
     EXPECT_FALSE(store.readStringParam(table.find("/u8"), text));
