@@ -19,8 +19,8 @@
  *
  * The second follows the write that it is about. The third says that a process was sent the first
  * 16 writes that it had not had. Both are written before the sending and get their line's end after
- * it. Commands are as a terminal shows them. Any other comment
- * means nothing. An older journal does not name the mailboxes.
+ * it. Commands are as a terminal shows them. Any other comment means nothing. An older journal does
+ * not name the mailboxes.
  */
 namespace Dbcsi::JournalText {
 

@@ -139,10 +139,13 @@ NodeVerdict NodeAuditor::judge(const std::string& node) const
         const NodePlace place = placeOf(node);
         std::unordered_set<std::string> said;
         const std::vector<std::string> configs = configsOf(node);
+        std::optional<NodePlace> old;
+        if (m_rules.against)
+            guarded(verdict, [&] { old = oldPlaceOf(node); });
         for (const std::string& config : configs)
-            guarded(verdict, [&] { judge(config, place, verdict, said); });
-        if (m_rules.against && m_rules.configs.empty())
-            guarded(verdict, [&] { findRemoved(configs, node, verdict); });
+            guarded(verdict, [&] { judge(config, place, old, verdict, said); });
+        if (old && m_rules.configs.empty())
+            guarded(verdict, [&] { findRemoved(configs, *old, verdict); });
     });
     return verdict;
 }
@@ -168,7 +171,8 @@ NodePlace NodeAuditor::placeOf(const std::string& node) const
     return place;
 }
 
-void NodeAuditor::judge(const std::string& config, const NodePlace& place, NodeVerdict& verdict,
+void NodeAuditor::judge(const std::string& config, const NodePlace& place,
+                        const std::optional<NodePlace>& old, NodeVerdict& verdict,
                         std::unordered_set<std::string>& said) const
 {
     const Explanation explanation = explain(config, place, m_read);
@@ -180,8 +184,8 @@ void NodeAuditor::judge(const std::string& config, const NodePlace& place, NodeV
         // Configurations of one node share files.
         if (said.insert(describe(finding)).second)
             verdict.findings.push_back(std::move(finding));
-    if (m_rules.against)
-        guarded(verdict, [&] { compare(explanation, place.root, verdict); });
+    if (old)
+        guarded(verdict, [&] { compare(explanation, *old, verdict); });
 }
 
 NodePlace NodeAuditor::oldPlaceOf(const std::string& node) const
@@ -197,10 +201,9 @@ NodePlace NodeAuditor::oldPlaceOf(const std::string& node) const
     }
 }
 
-void NodeAuditor::compare(const Explanation& explanation, const std::string& node,
+void NodeAuditor::compare(const Explanation& explanation, const NodePlace& old,
                           NodeVerdict& verdict) const
 {
-    const NodePlace old = oldPlaceOf(node);
     std::error_code error;
     if (fs::exists(old.locate(explanation.config), error))
         addDifferences(explain(explanation.config, old, m_read), explanation, verdict.differences);
@@ -209,10 +212,9 @@ void NodeAuditor::compare(const Explanation& explanation, const std::string& nod
             {explanation.config, "", noDatabase(), explanation.answerFor("")});
 }
 
-void NodeAuditor::findRemoved(const std::vector<std::string>& configs, const std::string& node,
+void NodeAuditor::findRemoved(const std::vector<std::string>& configs, const NodePlace& old,
                               NodeVerdict& verdict) const
 {
-    const NodePlace old = oldPlaceOf(node);
     for (const std::string& config : configurationsIn(old.root)) {
         if (std::find(configs.begin(), configs.end(), config) != configs.end())
             continue;

@@ -66,12 +66,12 @@ private:
     NodePlace oldPlaceOf(const std::string& node) const;
     std::vector<std::string> configsOf(const std::string& node) const;
     /** `said` holds the findings of the node's other configurations, and then this one's. */
-    void judge(const std::string& config, const NodePlace& place, NodeVerdict& verdict,
+    void judge(const std::string& config, const NodePlace& place,
+               const std::optional<NodePlace>& old, NodeVerdict& verdict,
                std::unordered_set<std::string>& said) const;
-    void compare(const Explanation& explanation, const std::string& node,
-                 NodeVerdict& verdict) const;
+    void compare(const Explanation& explanation, const NodePlace& old, NodeVerdict& verdict) const;
     /** Adds the configurations that were there and are not among `configs`. */
-    void findRemoved(const std::vector<std::string>& configs, const std::string& node,
+    void findRemoved(const std::vector<std::string>& configs, const NodePlace& old,
                      NodeVerdict& verdict) const;
 
     AuditRules m_rules;
