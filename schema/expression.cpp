@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <new>
+#include <numeric>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -44,7 +45,8 @@ public:
                 ++sum;
             }
         }
-        return sum;
+        // What is before a group that nothing closes is compiled too, until the group is refused.
+        return std::accumulate(outer.begin(), outer.end(), sum);
     }
 
 private:

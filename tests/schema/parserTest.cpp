@@ -112,6 +112,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"ExpressionOfStackedNumbers", "/a CHAR /a{30}{30}{30}/", repeatsTooMuch},
         BadLine{"ExpressionOfStackedSigns", "/a CHAR /a" + std::string(20, '+') + "/",
                 repeatsTooMuch},
+        BadLine{"ExpressionOfStackedSignsBeforeAnOpenGroup",
+                "/a CHAR /a" + std::string(20, '+') + "(b/", repeatsTooMuch},
         BadLine{"ExpressionOfStackedOpenRanges",
                 "/a CHAR /a{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}{1,}/", repeatsTooMuch},
         BadLine{"NoUnit", "/a U8 unit", "s:1:11: error: the unit is missing"},
