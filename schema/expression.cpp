@@ -39,6 +39,9 @@ public:
             } else if (c == '+') { // as xx*
                 sum = limited(sum + last);
                 last = limited(2 * last);
+            } else if (c == '*' || c == '?') { // what comes next repeats what is before it too
+                sum = limited(sum + 1);
+                last = limited(last + 1);
             } else {
                 skipRest(c);
                 last = 1;
