@@ -130,7 +130,7 @@ public:
         }
         count += size();
         if (count > m_entries.capacity()) {
-            m_entries.reserve(std::max(count, 2 * m_entries.capacity()));
+            m_entries.reserve(std::max(count, growth * m_entries.capacity()));
             preferHugePages(m_entries.data(), count * sizeof(Entry));
         }
         if (count > m_slots.size() / slotsPerEntry)
@@ -141,6 +141,8 @@ private:
     using Slot = std::uint32_t;
     static constexpr Slot emptySlot = 0;
     static constexpr std::size_t slotsPerEntry = 2;
+    /** Of the room for entries, so that they are seldom copied; unused room is not resident. */
+    static constexpr std::size_t growth = 4;
 
     /** Leads to the entry of that number, counted from 1, from the first slot that is empty. */
     void fillSlot(std::uint32_t hash, std::size_t number) noexcept

@@ -165,7 +165,7 @@ TEST_F(KeyTables, ReservingALittleMoreAgainAndAgainMovesTheEntriesSeldom)
         moves += table.begin() == before ? 0 : 1;
         fill(number, number + 1);
     }
-    EXPECT_LE(moves, 11); // 1, 2, 4 ... 1024
+    EXPECT_LE(moves, 6); // 1, 4, 16 ... 1024
 }
 
 TEST_F(KeyTables, EntriesAreInTheOrderInWhichTheyCame)
