@@ -13,7 +13,10 @@ namespace Varnix::Schema {
 
 namespace {
 
-/** How many characters an expression has where its repetitions are written out. */
+/**
+ * How many characters an expression has where its repetitions are written out. Throws
+ * std::invalid_argument for what takes time without bound to compile.
+ */
 class ExpandedSize
 {
 public:
@@ -21,38 +24,104 @@ public:
 
     std::size_t count()
     {
-        std::vector<std::size_t> outer;
-        std::size_t last = 0;
-        std::size_t sum = 0;
-        while (m_position < m_text.size()) {
-            const char c = m_text[m_position++];
-            if (c == '(') {
-                outer.push_back(std::exchange(sum, 0));
-            } else if (c == ')' && !outer.empty()) {
-                last = std::max<std::size_t>(sum, 1);
-                sum = outer.back() + last;
-                outer.pop_back();
-            } else if (c == '{') {
-                const std::size_t repeated = limited(last * repetitions());
-                sum = limited(sum + repeated);
-                last = repeated;
-            } else if (c == '+') { // as xx*
-                sum = limited(sum + last);
-                last = limited(2 * last);
-            } else if (c == '*' || c == '?') { // what comes next repeats what is before it too
-                sum = limited(sum + 1);
-                last = limited(last + 1);
-            } else {
-                skipRest(c);
-                last = 1;
-                ++sum;
-            }
-        }
+        while (m_position < m_text.size())
+            read(m_text[m_position++]);
         // What is before a group that nothing closes is compiled too, until the group is refused.
-        return std::accumulate(outer.begin(), outer.end(), sum);
+        return std::accumulate(
+            m_groups.begin(), m_groups.end(), std::size_t{0},
+            [](std::size_t sum, const Group& group) { return limited(sum + group.size); });
     }
 
 private:
+    /** What a repetition applies to. */
+    struct Item
+    {
+        std::size_t size = 0;
+        bool mayBeEmpty = true;
+    };
+
+    /** The whole expression, or what is in brackets, as far as it is read. */
+    struct Group
+    {
+        std::size_t size = 0;
+        Item last;
+        bool mayBeEmpty = true;     ///< the alternative that is being read, without its last item
+        bool anyMayBeEmpty = false; ///< of the alternatives before it
+
+        void add(const Item& item) noexcept
+        {
+            mayBeEmpty = mayBeEmpty && last.mayBeEmpty;
+            last = item;
+            size = limited(size + item.size);
+        }
+
+        void endAlternative() noexcept
+        {
+            anyMayBeEmpty = anyMayBeEmpty || (mayBeEmpty && last.mayBeEmpty);
+            mayBeEmpty = true;
+            last = Item();
+            size = limited(size + 1);
+        }
+
+        void grow(std::size_t more) noexcept
+        {
+            size = limited(size + more);
+            last.size = limited(last.size + more);
+        }
+    };
+
+    void read(char c)
+    {
+        Group& group = m_groups.back();
+        if (c == '(') {
+            m_groups.emplace_back();
+        } else if (c == ')' && m_groups.size() > 1) {
+            closeGroup();
+        } else if (c == '|') {
+            group.endAlternative();
+        } else if (c == '{') {
+            repeatCounted(group);
+        } else if (c == '+') { // as xx*
+            refuseEmpty(group.last);
+            group.grow(group.last.size);
+        } else if (c == '*' || c == '?') { // what comes next repeats what is before it too
+            if (c == '*')
+                refuseEmpty(group.last);
+            group.grow(1);
+            group.last.mayBeEmpty = true;
+        } else {
+            group.add({1, skipRest(c)});
+        }
+    }
+
+    void closeGroup()
+    {
+        Group closed = m_groups.back();
+        closed.endAlternative();
+        m_groups.pop_back();
+        m_groups.back().add({closed.size, closed.anyMayBeEmpty});
+    }
+
+    /** The ways through a repetition of nothing are many, and regcomp() goes them all. */
+    static void refuseEmpty(const Item& item)
+    {
+        if (item.size > 0 && item.mayBeEmpty)
+            throw std::invalid_argument("the expression repeats what may be empty with *, + or "
+                                        "{n,}");
+    }
+
+    void repeatCounted(Group& group)
+    {
+        const std::string_view rest = m_text.substr(m_position);
+        const bool mayBeNone = rest.starts_with('0') || rest.starts_with(',');
+        bool isOpen = false;
+        const std::size_t most = repetitions(isOpen);
+        if (isOpen)
+            refuseEmpty(group.last);
+        group.grow(limited(group.last.size * most));
+        group.last.mayBeEmpty = group.last.mayBeEmpty || mayBeNone;
+    }
+
     static std::size_t limited(std::size_t size) noexcept
     {
         return std::min(size, Expression::maxExpandedSize + 1);
@@ -60,11 +129,10 @@ private:
 
     /** The largest number between braces; one more where it has no upper one, as in x{2,} for xxx*.
      */
-    std::size_t repetitions() noexcept
+    std::size_t repetitions(bool& isOpen) noexcept
     {
         std::size_t most = 1;
         const char* const end = m_text.data() + m_text.size();
-        bool isOpen = false;
         for (; m_position < m_text.size() && m_text[m_position] != '}'; ++m_position) {
             isOpen = m_text[m_position] == ',';
             std::size_t number = 0;
@@ -77,16 +145,19 @@ private:
         return limited(most + (isOpen ? 1 : 0));
     }
 
-    void skipRest(char first)
+    /** Returns whether what begins with the character stands for a place and no character. */
+    bool skipRest(char first)
     {
         if (first == '\\') {
-            if (m_position < m_text.size() && m_text[m_position] >= '1' &&
-                m_text[m_position] <= '9')
+            const std::string_view rest = m_text.substr(std::min(m_position, m_text.size()));
+            if (!rest.empty() && rest.front() >= '1' && rest.front() <= '9')
                 throw std::invalid_argument("an expression has no back-reference");
             ++m_position;
-        } else if (first == '[') {
-            skipBracket();
+            return !rest.empty() && std::string_view("bB<>`'").find(rest.front()) != rest.npos;
         }
+        if (first == '[')
+            skipBracket();
+        return first == '^' || first == '$';
     }
 
     void skipBracket() noexcept
@@ -110,6 +181,7 @@ private:
 
     std::string_view m_text;
     std::size_t m_position = 0;
+    std::vector<Group> m_groups = std::vector<Group>(1);
 };
 
 std::shared_ptr<const regex_t> compiled(const std::string& text)

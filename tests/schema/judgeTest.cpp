@@ -97,6 +97,15 @@ TEST(Judge, AnExpressionMatchesTheWholeText)
               "a text of 4097 bytes is too long to match an expression; the most is 4096 (s:1)");
 }
 
+TEST(Judge, AnExpressionMayRepeatWhatIsNeverEmptyAndHowOftenItLikesWhatIs)
+{
+    for (const char* const expression :
+         {"(a|b?b)*", "(a*b)+", "((a+)+b){0,2}", "(a?b?){5}", "(a*)?b+", "((a*)?){1,5}b*", "(a)+(b)*",
+          "([b]|a)+", R"((\w)*)", "(a{1,}b?)+", "^(a|b)*$"})
+        EXPECT_EQ(against("/a/b CHAR /" + std::string(expression) + "/", text("aab")), Said())
+            << expression;
+}
+
 TEST(Judge, ADeprecatedParameterIsAWarning)
 {
     EXPECT_EQ(against("/a/* U8 deprecated", u8("x")),
