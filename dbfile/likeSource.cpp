@@ -22,7 +22,7 @@ struct Written
     /** Its lines, and the comments in them alone. */
     std::string text;
     std::string comment;
-    /** What comes before its type. */
+    /** Its key, and what separates it from the type where they are on one line. */
     std::string key;
     std::uint8_t type = 0;
     std::string data;
@@ -49,13 +49,16 @@ std::string commentsOf(std::string_view text)
     return comments;
 }
 
-Written writtenOf(std::string before, std::string_view text, const std::vector<Token>& tokens)
+Written writtenOf(std::string before, std::string_view text, const LogicalLine& line,
+                  const std::vector<Token>& tokens)
 {
     const SourceType type = readType(tokens[1]);
+    const LogicalLine::Place place = line.placeOf(tokens[1].column);
     return {.before = std::move(before),
             .text = std::string(text),
             .comment = commentsOf(text),
-            .key = std::string(text.substr(0, tokens[1].column - 1)),
+            .key = place.line == 0 ? std::string(text.substr(0, place.column - 1))
+                                   : tokens.front().text + ' ',
             .type = type.number,
             .data = readData(type, std::span(tokens).subspan(2))};
 }
@@ -67,13 +70,14 @@ public:
     {
         while (!source.empty()) {
             const std::string_view rest = source;
-            const std::vector<Token> tokens = LogicalLine().read(source);
+            LogicalLine line;
+            const std::vector<Token> tokens = line.read(source);
             const std::string_view text = rest.substr(0, rest.size() - source.size());
             if (tokens.empty())
                 m_before.append(withEnd(text));
             else if (tokens.front().text != directiveMark)
                 m_parameters.emplace(tokens.front().text,
-                                     writtenOf(std::exchange(m_before, {}), text, tokens));
+                                     writtenOf(std::exchange(m_before, {}), text, line, tokens));
         }
     }
 
@@ -86,9 +90,7 @@ public:
         std::string text = written.before;
         if (written.type == record.type && written.data == record.data)
             return text + withEnd(written.text);
-        const bool isOneLine = written.key.find('\n') == std::string::npos;
-        return text + (isOneLine ? written.key : record.key + ' ') +
-               printValue(record.type, record.data) + written.comment + '\n';
+        return text + written.key + printValue(record.type, record.data) + written.comment + '\n';
     }
 
     /** The comments at the source's end. */

@@ -39,24 +39,23 @@ bool LogicalLine::readOne(std::string_view& text, std::vector<Token>& tokens)
     const std::string_view line = cutLine(text);
     const std::size_t start = m_columns;
     m_starts.push_back(start);
-    m_columns += line.size() + 1;
+    m_columns += line.size();
     try {
         std::vector<Token> read = readLine(line);
-        const bool isLast = !isContinued(read);
-        const std::size_t mark = isLast ? 0 : read.back().column;
-        if (!isLast)
+        const bool goesOn = isContinued(read);
+        if (goesOn && text.empty())
+            throw LineError(read.back().column, "no line follows that goes on with this one");
+        if (goesOn)
             read.pop_back();
         for (Token& token : read) {
             token.column += start;
             token.end += start;
         }
         if (!read.empty())
-            read.front().isContinuation = start > 0;
+            read.front().isContinuation = !tokens.empty();
         tokens.insert(tokens.end(), std::make_move_iterator(read.begin()),
                       std::make_move_iterator(read.end()));
-        if (!isLast && text.empty())
-            throw LineError(mark, "no line follows that goes on with this one");
-        return !isLast;
+        return goesOn;
     } catch (const LineError& error) {
         throw LineError(start + error.column(), error.what());
     }

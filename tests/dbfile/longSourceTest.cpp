@@ -149,6 +149,36 @@ TEST(LikeSource, KeepsWhatHasNotChangedAndTheComments)
     EXPECT_EQ(databaseOf(text), other);
 }
 
+/** What becomes of a source when "/max" changes to a text. */
+std::string changed(const std::string& source)
+{
+    return printLike(DbBuilder().text("/max", "new").database(), source);
+}
+
+TEST(LikeSource, AddsNothingToALineWithoutAComment)
+{
+    EXPECT_EQ(changed("/max   CHAR \"old\"\n"), "/max   CHAR \"new\"\n");
+}
+
+TEST(LikeSource, KeepsACommentThatNoBlankSeparates)
+{
+    EXPECT_EQ(changed("/max U8 1#one\n"), "/max CHAR \"new\" #one\n");
+}
+
+TEST(LikeSource, TakesNoNumberSignInAValueForAComment)
+{
+    EXPECT_EQ(changed("/max CHAR \"a#b\" # one\n"), "/max CHAR \"new\" # one\n");
+}
+
+TEST(LikeSource, PutsAKeyAndItsTypeOnOneLine)
+{
+    EXPECT_EQ(changed("/max \\ # one\n  U8 1 \\\n# two\n"), "/max CHAR \"new\" # one # two\n");
+    for (const std::string end : {"\n", "\r\n"}) {
+        EXPECT_EQ(changed("/max \\" + end + "U8 1" + end), "/max CHAR \"new\"\n");
+        EXPECT_EQ(changed("\\" + end + "/max U8 1" + end), "/max CHAR \"new\"\n");
+    }
+}
+
 TEST(LikeSource, SaysWhatAPlainSourceCannotSay)
 {
     const Database database =
