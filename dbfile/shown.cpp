@@ -8,16 +8,18 @@ namespace Varnix::DbFile {
 
 namespace {
 
-/** How many bytes follow the first one of a sequence; 4: it is not a first one. */
+/** How many bytes follow the first one of a character; 4: none begins with it. */
 std::size_t followersOf(unsigned char first) noexcept
 {
-    if (first < 0x80)
+    if (first < 0x7F)
         return 0;
-    if (first >= 0xC2 && first < 0xE0)
+    if (first < 0xC2)
+        return 4;
+    if (first < 0xE0)
         return 1;
-    if (first >= 0xE0 && first < 0xF0)
+    if (first < 0xF0)
         return 2;
-    return first >= 0xF0 && first < 0xF5 ? 3 : 4;
+    return first < 0xF5 ? 3 : 4;
 }
 
 /** The lowest and highest second byte: neither overlong, nor a surrogate, nor C1, nor too large. */
@@ -34,7 +36,7 @@ std::size_t characterSize(std::string_view bytes) noexcept
     const auto at = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
     const std::size_t followers = followersOf(at(0));
     if (followers == 0)
-        return at(0) >= 0x20 && at(0) != 0x7F ? 1 : 0;
+        return at(0) >= 0x20 ? 1 : 0;
     if (followers == 4 || bytes.size() <= followers || !isSecond(at(0), at(1)))
         return 0;
     for (std::size_t i = 2; i <= followers; ++i)

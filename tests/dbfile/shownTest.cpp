@@ -11,7 +11,7 @@ TEST(Shown, TextIsAsItIs)
 {
     for (const std::string text :
          {"", "plain [text] \"'~", "gr\xC3\xBC\xC3\x9F", "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
-          "\xC2\xA0", "\xED\x9F\xBF",
+          "\xC2\xA0", "\xC3\x80", "\xED\x9F\xBF",
           // The first and the last of each length.
           "\xDF\xBF", "\xE0\xA0\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_EQ(shown(text), text);
@@ -46,6 +46,9 @@ TEST(Shown, BytesThatAreNoUtf8OrAControlCharacterInItAreEscaped)
                                       {"\xF5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
                                       {"\xC3", "\\xc3"},
                                       {"\xC3 ", "\\xc3 "},
+                                      {"\xC3\xC0", "\\xc3\\xc0"},
+                                      {"\xE2\x82\x7F", "\\xe2\\x82\\x7f"},
+                                      {"\xE2\x82\xC0", "\\xe2\\x82\\xc0"},
                                       {"\xE2\x82", "\\xe2\\x82"},
                                       {"\xE2\x82 ", "\\xe2\\x82 "},
                                       {"\x80", "\\x80"},
