@@ -45,12 +45,9 @@ public:
                 return;
             }
             checkRecord(*place);
-            if (place->end() > m_end) {
-                reportUnfinished(position, "a record of " +
-                                               std::to_string(place->end() - position) +
+            if (place->end() > m_end)
+                reportUnfinished(position, "a record of " + std::to_string(place->size()) +
                                                " bytes does not end");
-                return;
-            }
             position = place->end();
         }
     }

@@ -19,7 +19,6 @@ std::string hexBytes(std::string_view bytes)
 {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
-    text.reserve(bytes.size() * 3);
     for (const char byte : bytes) {
         const auto value = static_cast<unsigned char>(byte);
         if (!text.empty())

@@ -3,6 +3,7 @@
 #include "dbfile/format.h"
 #include "dbfile/types.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 
@@ -19,14 +20,13 @@ std::optional<std::int64_t> readInteger(std::string_view text)
     const bool hex = text.starts_with("0x") || text.starts_with("0X");
     if (hex)
         text.remove_prefix(2);
-    std::uint64_t magnitude = 0;
+    std::uint64_t magnitude = INT64_MAX; // what stays of a number too large even for this
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, magnitude, hex ? 16 : 10);
     if (error == std::errc::invalid_argument || stop != end)
         return std::nullopt;
-    if (error == std::errc::result_out_of_range || magnitude > INT64_MAX)
-        magnitude = INT64_MAX;
-    return negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
+    const auto bounded = static_cast<std::int64_t>(std::min<std::uint64_t>(magnitude, INT64_MAX));
+    return negative ? -bounded : bounded;
 }
 
 std::string typeNames()
@@ -89,15 +89,13 @@ std::string readData(const SourceType& type, std::span<const Token> values)
 {
     std::string data;
     const Type* const named = type.named ? findType(type.number) : nullptr;
-    if (named == nullptr) {
+    if (named == nullptr)
         data = oneText(values, "a type's number");
-    } else if (named->number == charType) {
+    else if (named->number == charType)
         data = oneText(values, named->name);
-    } else {
-        data.reserve(values.size() * named->elementSize);
+    else
         for (const Token& value : values)
             appendElement(data, *named, readElement(*named, value));
-    }
     if (data.size() > Format::maxDataLength)
         throw LineError(values.front().column, "the value takes " + std::to_string(data.size()) +
                                                    " bytes; a record holds at most " +

@@ -53,9 +53,10 @@ TemporaryFile::~TemporaryFile()
 int TemporaryFile::create(const fs::path& directory, mode_t mode)
 {
     for (unsigned attempt = 0;; ++attempt) {
-        const int error = createAs(directory / (std::string(prefix) + std::to_string(::getpid()) +
-                                                "-" + std::to_string(attempt) + ".tmp"),
-                                   mode);
+        const int error =
+            createAs(directory / (std::string(prefix) + std::to_string(::getpid()) + "-" +
+                                  std::to_string(attempt) + std::string(suffix)),
+                     mode);
         if (error != EEXIST && error != EWOULDBLOCK)
             return error;
     }

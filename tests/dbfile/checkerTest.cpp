@@ -222,6 +222,14 @@ TEST(Checker, NamesEverythingThatIsWrong)
                             HasSubstr("f:@0x33: error: 1 bytes follow")));
 }
 
+TEST(Checker, FindingsAtOnePlaceKeepTheirOrder)
+{
+    EXPECT_THAT(findingsIn(DbBuilder().u8("a", {}).u8("a", {}).image()),
+                ElementsAre("f:@0xb: error: the key \"a\" does not begin with \"/\"",
+                            "f:@0x12: error: the key \"a\" does not begin with \"/\"",
+                            "f:@0x12: error: the key \"a\" occurs twice; first at @0xb"));
+}
+
 TEST(Checker, ChecksOnBehindOneForeignTagButNotBehindTwo)
 {
     std::string image = DbBuilder().u8("/a", {}).u8("b", {}).u8("c", {}).u8("d", {}).image();

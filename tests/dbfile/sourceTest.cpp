@@ -133,6 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"BelowTheSignedRange", "/a S8 -129", "in:1:7: error: -129 is out of range"},
         BadLine{"FarOutOfRange", "/a U32 99999999999999999999", "in:1:8: error: 9999999999"},
         BadLine{"FarBelowTheRange", "/a S32 -99999999999999999999", "in:1:8: error: -999999999"},
+        BadLine{"LargestOf64Bits", "/a U32 18446744073709551615", "in:1:8: error: 184467440737"},
+        BadLine{"LargestOf64BitsNegated", "/a S32 -18446744073709551615", "in:1:8: error: -1844"},
         BadLine{"NotANumber", "/a U8 1x", "in:1:7: error: \"1x\" is not a"},
         BadLine{"SignOnly", "/a S8 -", "in:1:7: error: \"-\" is not a"},
         BadLine{"HexPrefixOnly", "/a U8 0x", "in:1:7: error: \"0x\" is not a"},
