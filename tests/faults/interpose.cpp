@@ -126,6 +126,12 @@ int fstat(int fd, struct stat* status) noexcept
     return pass("fstat", real, fd, status);
 }
 
+int fchown(int fd, uid_t user, gid_t group) noexcept
+{
+    static auto* const real = realOf<int(int, uid_t, gid_t)>("fchown");
+    return pass("fchown", real, fd, user, group);
+}
+
 int mkdir(const char* path, mode_t mode) noexcept
 {
     static auto* const real = realOf<int(const char*, mode_t)>("mkdir");

@@ -18,6 +18,7 @@ ROOMS = {
 }
 # Sources whose path begins so are judged by these instead.
 SOURCES = {
+    "dbfile/readFile": ("dbfile_test", "fault_test"),
     "dbfile/replaceFile": ("dbfile_test", "fault_test"),
     "dbfile/temporaryFile": ("dbfile_test", "fault_test"),
     "src/checksum": ("unit_test",),
