@@ -18,8 +18,7 @@ struct CloseDirectory
 // Without the standard library's iterator, which ends the process when memory runs out.
 std::vector<std::string> namesIn(const std::filesystem::path& directory)
 {
-    const std::unique_ptr<DIR, CloseDirectory> listing(
-        ::opendir(directory.empty() ? "." : directory.c_str()));
+    const std::unique_ptr<DIR, CloseDirectory> listing(::opendir(directory.c_str()));
     std::vector<std::string> names;
     if (listing)
         while (const dirent* const entry = ::readdir(listing.get()))

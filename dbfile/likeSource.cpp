@@ -24,7 +24,7 @@ struct Written
     std::string comment;
     /** Its key, and what separates it from the type where they are on one line. */
     std::string key;
-    std::uint8_t type = 0;
+    std::uint8_t type;
     std::string data;
 };
 

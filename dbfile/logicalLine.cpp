@@ -63,10 +63,8 @@ bool LogicalLine::readOne(std::string_view& text, std::vector<Token>& tokens)
 
 LogicalLine::Place LogicalLine::placeOf(std::size_t column) const noexcept
 {
-    const auto next = std::lower_bound(m_starts.begin(), m_starts.end(), column);
-    if (next == m_starts.begin())
-        return {0, column};
-    const auto start = std::prev(next);
+    // The first line's start, 0, is before every column.
+    const auto start = std::prev(std::lower_bound(m_starts.begin(), m_starts.end(), column));
     return {static_cast<std::size_t>(start - m_starts.begin()), column - *start};
 }
 

@@ -2,6 +2,7 @@
 
 #include "dbfile/finding.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace Varnix::DbFile {
@@ -73,7 +74,7 @@ std::string shown(std::string_view bytes)
             text.append("\\\\");
         else
             text.append("\\x").append(hexBytes(bytes.substr(0, 1)));
-        bytes.remove_prefix(size > 0 ? size : 1);
+        bytes.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return text;
 }

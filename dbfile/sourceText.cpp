@@ -16,7 +16,7 @@ bool isForeignToText(std::string_view text, std::size_t position) noexcept
 {
     const char c = text[position];
     if (c == '\r')
-        return position + 1 == text.size() || text[position + 1] != '\n';
+        return !text.substr(position + 1).starts_with('\n');
     return (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') || c == '\x7F';
 }
 

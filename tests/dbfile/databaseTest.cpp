@@ -124,6 +124,14 @@ TEST(Decoder, LeavesARecordThatReachesPastTheCoveredBytesToTheTail)
     EXPECT_EQ(database.tail, image.substr(10, 17));
 }
 
+TEST(Decoder, TakesARecordThatEndsWithTheCoveredBytesOnce)
+{
+    // The record takes the bytes 10 to 27, the covered ones end there too.
+    const std::string image = withLength(DbBuilder().text("/a", "0123456789").image(), 18);
+    EXPECT_EQ(decode(image).records.size(), 1U);
+    EXPECT_EQ(readRecords(image).size(), 1U);
+}
+
 TEST(Decoder, GivesARecordThatReachesIntoTheChecksumBesideTheValue)
 {
     const std::string image = imageThatOverlaps();

@@ -1,5 +1,6 @@
 #include "dbfile/fileIo.h"
 
+#include "dbfile/descriptor.h"
 #include "dbfile/temporaryFile.h"
 #include "tests/support/dbBuilder.h"
 #include "tests/support/processState.h"
@@ -12,6 +13,7 @@
 #include <iterator>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -83,7 +85,7 @@ TEST_F(FileIo, DirectoryCannotBeRead)
 
 TEST_F(FileIo, EndlessDeviceIsRefused)
 {
-    EXPECT_THAT(read("/dev/zero"), HasSubstr("it is neither a file nor a pipe"));
+    EXPECT_EQ(read("/dev/zero"), "cannot read /dev/zero: it is neither a file nor a pipe");
 }
 
 TEST_F(FileIo, PipeWithoutAWriterIsEmpty)
@@ -119,14 +121,36 @@ TEST_F(FileIo, PipeWhoseWriterIsLateIsWaitedFor)
     EXPECT_EQ(got, "late");
 }
 
+TEST(Descriptor, IsClosedOnceAlsoTheFirstOfAProcess)
+{
+    const int kept = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+    ASSERT_GT(kept, STDIN_FILENO);
+    ASSERT_EQ(::dup2(kept, STDIN_FILENO), STDIN_FILENO);
+    Descriptor given(STDIN_FILENO);
+    EXPECT_TRUE(given.isOpen());
+    Descriptor first(std::move(given));
+    EXPECT_EQ(first.get(), STDIN_FILENO);
+    EXPECT_FALSE(given.isOpen()) << "it has been moved";
+    EXPECT_TRUE(first.close());
+    EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);
+    EXPECT_FALSE(first.isOpen());
+    EXPECT_TRUE(first.close());
+    EXPECT_EQ(::dup2(kept, STDIN_FILENO), STDIN_FILENO);
+    ::close(kept);
+}
+
 TEST_F(FileIo, ReplaceMakesANewFileWithTheModeOfTheUmask)
 {
-    const mode_t umask = ::umask(027);
-    EXPECT_EQ(replace(m_path), "no error");
-    ::umask(umask);
-    EXPECT_EQ(readFile(m_path), "new");
-    EXPECT_EQ(fs::status(m_path).permissions(), fs::perms(0640));
-    EXPECT_EQ(files(), 1);
+    for (const auto& [mask, mode] :
+         {std::pair{mode_t{027}, fs::perms(0640)}, {0, fs::perms(0666)}}) {
+        fs::remove(m_path);
+        const mode_t umask = ::umask(mask);
+        EXPECT_EQ(replace(m_path), "no error");
+        ::umask(umask);
+        EXPECT_EQ(readFile(m_path), "new");
+        EXPECT_EQ(fs::status(m_path).permissions(), mode);
+        EXPECT_EQ(files(), 1);
+    }
 }
 
 TEST_F(FileIo, ReplaceFollowsASymbolicLink)

@@ -64,6 +64,10 @@ TEST(LongLine, NamesTheLineOfAnError)
                 ElementsAre("in:2:4: error: 256 is out of range: U8 holds 0 to 255",
                             "in:3:4: error: unknown type \"U9\"; there are U8 S8 U16 S16 U32 S32 "
                             "CHAR and the numbers 0 to 255"));
+    EXPECT_THAT(textsOf(parsed("\\\n/abc\n").errors()),
+                ElementsAre("in:2:5: error: the type is missing"));
+    EXPECT_THAT(textsOf(parsed("/abc \\\n# U8\n").errors()),
+                ElementsAre("in:1:5: error: the type is missing"));
     EXPECT_THAT(textsOf(parsed("/a CHAR \\\n\"x").errors()),
                 ElementsAre("in:2:1: error: the double quote is not closed"));
 }
@@ -113,6 +117,14 @@ TEST_F(Override, WarnsOfTheValueThatCountsAlone)
     m_parser.parse("two", "/a U8 1\n/b U8");
     ASSERT_EQ(m_parser.warnings().size(), 1U);
     EXPECT_EQ(m_parser.warnings().front().place, (SourcePlace{"two", 2, 1}));
+}
+
+TEST_F(Override, KeepsTheWarningsOfOtherKeys)
+{
+    m_parser.parse("one", "/a U8\n/b U8");
+    m_parser.parse("two", "/a U8 1");
+    ASSERT_EQ(m_parser.warnings().size(), 1U);
+    EXPECT_EQ(m_parser.warnings().front().place, (SourcePlace{"one", 2, 1}));
 }
 
 TEST_F(Override, CountsTheSizeOfTheValueThatIsThere)

@@ -7,6 +7,14 @@ namespace {
 
 using namespace std::string_literals;
 
+std::string repeated(std::string_view text, int times)
+{
+    std::string result;
+    for (int i = 0; i < times; ++i)
+        result.append(text);
+    return result;
+}
+
 TEST(Shown, TextIsAsItIs)
 {
     for (const std::string text :
@@ -52,6 +60,7 @@ TEST(Shown, BytesThatAreNoUtf8OrAControlCharacterInItAreEscaped)
                                       {"\xE2\x82", "\\xe2\\x82"},
                                       {"\xE2\x82 ", "\\xe2\\x82 "},
                                       {"\x80", "\\x80"},
+                                      {std::string(7, '\x80'), repeated("\\x80", 7)},
                                       {"\xFF", "\\xff"}}) {
         EXPECT_EQ(shown(bytes), text);
         EXPECT_FALSE(isShowable(bytes));

@@ -160,6 +160,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"NulByte", "# x\n/a U8 1\0"s, "in:2:8: error: not a text source: byte 0x0"},
         BadLine{"ControlByteInAComment", "# \x01", "in:1:3: error: not a text source: byte 0x1"},
         BadLine{"CarriageReturnAlone", "/a U8\r1", "in:1:6: error: not a text source: byte 0xd"},
+        BadLine{"CarriageReturnAtTheEnd", "/a U8 1\r",
+                "in:1:8: error: not a text source: byte 0xd"},
         BadLine{"NoDirective", " #!", "in:1:2: error: unknown directive"},
         BadLine{"UnknownDirective", "#! tale 00", "in:1:4: error: unknown directive"},
         BadLine{"ReservedTooShort", "#! reserved 00 00 00",
@@ -229,6 +231,17 @@ TEST(Source, StopsAtTooManyErrors)
               "in:20:1: error: too many errors; the rest of the source was not read");
 }
 
+TEST(Source, EachSourceMayHaveSoManyErrors)
+{
+    SourceParser parser;
+    parser.parse("one", "wrong\n");
+    std::string text;
+    for (std::size_t i = 0; i < SourceParser::maxErrors; ++i)
+        text += "wrong\n";
+    parser.parse("two", text);
+    EXPECT_THAT(errorsOf(parser), SizeIs(1 + SourceParser::maxErrors + 1));
+}
+
 TEST(Source, KeyInTwoSourcesNamesBothPlaces)
 {
     SourceParser parser;
@@ -267,6 +280,15 @@ TEST(Source, DatabaseThatFillsItsLengthFieldIsTakenAndOneByteMoreIsAnError)
     EXPECT_THAT(errorsOf(tooFew),
                 ElementsAre("in:1:1: error: the database becomes too large: its length "
                             "field holds at most 18"));
+}
+
+TEST(Source, GivenTailCountsInPlaceOfTheUsualOne)
+{
+    SourceParser parser(2);
+    parser.parse("in", "#! tail 01 02");
+    EXPECT_THAT(errorsOf(parser), IsEmpty());
+    parser.parse("in", "#! tail 03");
+    EXPECT_THAT(errorsOf(parser), ElementsAre(HasSubstr("in:1:4: error: the database becomes")));
 }
 
 TEST(Printer, SaysPlainlyWhatAPlainSourceCanSay)
