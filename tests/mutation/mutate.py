@@ -18,6 +18,7 @@ from mutants import mutants_of
 from outcomes import Outcomes, state_of, table, write_whole
 from rooms import programs_of, sources_of
 from survivors import described, key, read_survivors, stale
+from switchboard import Switchboard
 from worker import SURVIVED, Worker
 
 
@@ -26,7 +27,7 @@ def arguments_of():
     parser.add_argument("--share", type=int, default=1, metavar="N", help="every Nth mutant")
     parser.add_argument("--since", metavar="COMMIT", help="only sources changed since the commit")
     parser.add_argument("--jobs", "-j", type=int, default=1, metavar="N",
-                        help="mutants at a time, each in a build of its own")
+                        help="mutants at a time")
     parser.add_argument("names", nargs="*", metavar="ROOM|SOURCE")
     return parser.parse_args()
 
@@ -78,8 +79,31 @@ class Run:
         return text
 
 
+def try_each(mutants, run, jobs, outcome, report):
+    """Asks for the outcome of each of the mutants, so many at a time; reports after each one."""
+    pool = concurrent.futures.ThreadPoolExecutor(jobs)
+    try:
+        waited_for = {pool.submit(outcome, mutant, key(mutant) in run.known): mutant
+                      for mutant in mutants}
+        for done in concurrent.futures.as_completed(waited_for):
+            mutant, result = waited_for[done], done.result()
+            run.outcomes.keep(mutant, result)
+            if result[0] == SURVIVED and key(mutant) not in run.known:
+                print(f"survives, line {mutant.line}:\n{described(*key(mutant))}", flush=True)
+            report()
+    finally: # an interrupted run ends what it has begun and no more
+        pool.shutdown(cancel_futures=True)
+
+
 def try_all(run, tree, directory, jobs, report):
-    """Gives the mutants that are left to workers; reports after each one."""
+    """Tries the mutants that are left: most of them in one build, the others each in its own."""
+    if not run.left():
+        return
+    board = Switchboard(tree, directory / "switched", run.left())
+    board.prepare(jobs)
+    try_each([mutant for mutant in run.left() if board.is_reached(mutant)], run, jobs,
+             board.outcome, report)
+
     left = run.left()
     workers = queue.SimpleQueue()
     for i in range(min(jobs, len(left))):
@@ -89,23 +113,14 @@ def try_all(run, tree, directory, jobs, report):
         run.outcomes.prove(programs)
         workers.put(worker)
 
-    def outcome(mutant):
+    def outcome(mutant, expected):
         worker = workers.get()
         try:
-            return mutant, worker.outcome(mutant, key(mutant) in run.known)
+            return worker.outcome(mutant, expected)
         finally:
             workers.put(worker)
 
-    pool = concurrent.futures.ThreadPoolExecutor(jobs)
-    try:
-        for done in concurrent.futures.as_completed([pool.submit(outcome, one) for one in left]):
-            mutant, result = done.result()
-            run.outcomes.keep(mutant, result)
-            if result[0] == SURVIVED and key(mutant) not in run.known:
-                print(f"survives, line {mutant.line}:\n{described(*key(mutant))}", flush=True)
-            report()
-    finally: # an interrupted run ends what it has begun and no more
-        pool.shutdown(cancel_futures=True)
+    try_each(left, run, jobs, outcome, report)
 
 
 def only_run(directory):

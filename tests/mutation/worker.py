@@ -106,11 +106,14 @@ class Worker:
         with open(self.build / "output.txt", "w+", encoding="utf-8", errors="replace") as output:
             passes = run([self.build / "bin" / program, "--gtest_fail_fast",
                           f"--gtest_filter={names}"], output)
-            if passes:
-                return ""
-            output.seek(0)
-            text = output.read()
-            return (FAILED.findall(text) or RUNS.findall(text)[-1:] or ["*"])[0]
+            return "" if passes else first_failure(output)
+
+
+def first_failure(output):
+    """The test that failed, or that did not end."""
+    output.seek(0)
+    text = output.read()
+    return (FAILED.findall(text) or RUNS.findall(text)[-1:] or ["*"])[0]
 
 
 def processor_time(pid):
@@ -118,15 +121,15 @@ def processor_time(pid):
     return sum(int(field) for field in fields[11:15]) # its own and its children's
 
 
-def ends(process):
-    """Waits for a process; returns whether it ends by itself."""
+def ends(process, seconds):
+    """Waits for a process; returns whether it ends by itself in that time."""
     begin = moved = time.monotonic()
     spent = 0
     while process.poll() is None:
         now = time.monotonic()
         if processor_time(process.pid) != spent:
             spent, moved = processor_time(process.pid), now
-        if now - moved > IDLE_SECONDS or now - begin > SECONDS:
+        if now - moved > IDLE_SECONDS or now - begin > seconds:
             return False
         try:
             process.wait(1)
@@ -135,13 +138,13 @@ def ends(process):
     return True
 
 
-def run(command, output):
+def run(command, output, environment=None, seconds=SECONDS):
     """Whether a test program passes; ends whatever it leaves behind."""
     with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
-                          start_new_session=True) as process:
+                          env=environment, start_new_session=True) as process:
         for what, most in LIMITS.items():
             resource.prlimit(process.pid, what, (most, most))
-        passes = ends(process) and process.returncode == 0
+        passes = ends(process, seconds) and process.returncode == 0
         try:
             os.killpg(process.pid, signal.SIGKILL)
         except ProcessLookupError:
