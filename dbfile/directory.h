@@ -7,7 +7,7 @@
 
 namespace Varnix::DbFile {
 
-/** The names in a directory, an empty path being the current one; none where it cannot be read. */
+/** The names in a directory; none where it cannot be read. */
 std::vector<std::string> namesIn(const std::filesystem::path& directory);
 
 } // namespace Varnix::DbFile
