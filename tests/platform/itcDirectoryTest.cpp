@@ -129,6 +129,17 @@ TEST_F(ItcDirectory, WhatIsNoDirectoryIsRefused)
     expectRefused(directory() / "missing" / "directory", "No such file or directory");
 }
 
+TEST_F(ItcDirectory, OnlyASocketThatMayStillBeMadeIsLeftWhereNobodyIsBehindIt)
+{
+    ::setenv("VARNIX_ITC_DIR", directory().c_str(), 1);
+    for (const char* const entry : {"m-00000001", "w-00000001", "t-00000001"})
+        std::ofstream(directory() / entry) << "text";
+    inProcess([] { init(); });
+    EXPECT_FALSE(fs::exists(directory() / "m-00000001"));
+    EXPECT_FALSE(fs::exists(directory() / "w-00000001"));
+    EXPECT_TRUE(fs::exists(directory() / "t-00000001"));
+}
+
 TEST_F(ItcDirectory, AProcessMayTryAgain)
 {
     inProcess([&] {

@@ -72,10 +72,11 @@ private:
     bool m_connected = false;
 };
 
-std::string greeting()
+/** As processes of every build say it: no version but the first is known. */
+std::string greeting(std::uint32_t version = 1)
 {
-    const Itc::Greeting valid;
-    return {reinterpret_cast<const char*>(&valid), sizeof valid};
+    const std::uint32_t words[] = {0x48435449, version};
+    return {reinterpret_cast<const char*>(words), sizeof words};
 }
 
 std::string frame(std::uint32_t number)
@@ -151,6 +152,28 @@ TEST_F(ItcForeign, BytesThatAreNoGreetingAreDropped)
 TEST_F(ItcForeign, AGreetingWithoutAStreamIsDropped)
 {
     meet([](const Stranger& stranger) { stranger.write(greeting()); }, true);
+}
+
+TEST_F(ItcForeign, AGreetingOfAnotherVersionIsDropped)
+{
+    const Itc::Descriptor stream = streamOf(frame(5));
+    for (const std::uint32_t version : {0U, 2U})
+        meet([&](const Stranger& stranger) { stranger.hand(greeting(version), {stream.get()}); },
+             true);
+}
+
+TEST_F(ItcForeign, FramesInTheConnectionComeAfterAnyNumberOfWakes)
+{
+    for (const std::size_t wakes : {1U, 4095U, 4096U, 4097U, 10'000U})
+        inProcess([&] {
+            const std::uint32_t mine = open("mine");
+            const Stranger stranger(endpoint(mine));
+            const Itc::Descriptor stream = streamOf(frame(5));
+            stranger.hand(greeting(), {stream.get()});
+            EXPECT_EQ(5U, receiveNumber());
+            stranger.write(std::string(wakes, Itc::wakeMark) + Itc::inBandMark + frame(6));
+            EXPECT_EQ(6U, receiveNumber()) << wakes;
+        });
 }
 
 TEST_F(ItcForeign, OnlyOneFileInMemoryIsTakenForAStream)

@@ -2,6 +2,7 @@
 #include "itcSupport.h"
 #include "tests/support/waitUntil.h"
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -192,27 +193,49 @@ TEST_F(ItcLifetime, WhatHasBeenReceivedHoldsNoMemory)
     });
 }
 
+/** Expects a wait to leave the processor alone. */
+void expectIdle(const std::function<void()>& wait)
+{
+    const auto usage = [] {
+        rusage used{};
+        ::getrusage(RUSAGE_SELF, &used);
+        return std::pair(used.ru_nvcsw, (used.ru_utime.tv_sec + used.ru_stime.tv_sec) * 1'000'000 +
+                                            used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+    };
+    const auto before = usage();
+    wait();
+    const auto after = usage();
+    EXPECT_LE(after.first - before.first, 5) << "times that it gave up the processor";
+    EXPECT_LE(after.second - before.second, 5'000L * Varnix::Test::slowness())
+        << "microseconds of processor time";
+}
+
 TEST_F(ItcLifetime, AnIdleClientUsesNoProcessorTime)
 {
     inProcess([] {
         const std::size_t alone = threads();
         open("client");
         locate("nobody", 1);
-        const auto usage = [] {
-            rusage used{};
-            ::getrusage(RUSAGE_SELF, &used);
-            return std::pair(used.ru_nvcsw,
-                             (used.ru_utime.tv_sec + used.ru_stime.tv_sec) * 1'000'000 +
-                                 used.ru_utime.tv_usec + used.ru_stime.tv_usec);
-        };
         EXPECT_EQ(alone, threads());
-        const auto before = usage();
-        EXPECT_FALSE(receive(300));
-        const auto after = usage();
-        EXPECT_LE(after.first - before.first, 5) << "times that it gave up the processor";
-        EXPECT_LE(after.second - before.second, 5'000L * Varnix::Test::slowness())
-            << "microseconds of processor time";
+        expectIdle([] { EXPECT_FALSE(receive(300)); });
     });
+}
+
+TEST_F(ItcLifetime, AWaitWithoutAnEndUsesNoProcessorTime)
+{
+    const Event created;
+    Process client([&] {
+        open("client");
+        created.set();
+        expectIdle([] { EXPECT_EQ(1U, receiveNumber(ITC_NO_TMO)); });
+    });
+    ASSERT_TRUE(created.wait());
+    inProcess([] {
+        open("sender");
+        EXPECT_FALSE(receive(300));
+        send(find("client"), 1);
+    });
+    EXPECT_EQ(0, client.wait());
 }
 
 TEST_F(ItcLifetime, EveryDescriptorIsClosedByAnotherProgram)

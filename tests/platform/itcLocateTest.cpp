@@ -205,6 +205,31 @@ std::size_t entriesLike(const std::filesystem::path& directory, const std::strin
     return count;
 }
 
+TEST_F(ItcLocate, AWaiterHasOneEntryForAllItsNames)
+{
+    inProcess([this] {
+        open("client");
+        for (const char* const name : {"a", "b", "c"}) {
+            locate(name, 1);
+            EXPECT_EQ(1U, entriesLike(directory(), "w-")) << name;
+        }
+    });
+}
+
+TEST_F(ItcLocate, ALocateOfNothingIsNoError)
+{
+    inProcess([] {
+        open("mine");
+        itc_msg* none = nullptr;
+        __itc_locate_async("mine", &none, ITC_MY_MBOX_ID, "", 0);
+        __itc_locate_async("mine", nullptr, ITC_MY_MBOX_ID, "", 0);
+        itc_msg* message = alloc(1);
+        __itc_locate_async(nullptr, &message, ITC_MY_MBOX_ID, "", 0);
+        EXPECT_EQ(nullptr, message);
+        EXPECT_FALSE(receive(0));
+    });
+}
+
 TEST_F(ItcLocate, ADeadWaitersEntryGoesWithTheNextMailbox)
 {
     inProcess([this] {

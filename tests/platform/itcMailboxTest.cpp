@@ -105,18 +105,20 @@ TEST_F(ItcMailbox, ANameOfAKilledProcessIsTakenOver)
 
 TEST_F(ItcMailbox, WhatKilledProcessesLeftIsRemovedByTheNextToBegin)
 {
-    const Event held;
-    Process holder([&] {
-        open("held");
-        locate("nobody", 1);
-        held.set();
-        receiveRaw();
-    });
-    ASSERT_TRUE(held.wait());
-    EXPECT_EQ(3U, entries()) << "an endpoint, a name, a waiter";
-    holder.kill();
-    inProcess([] { init(); });
-    EXPECT_EQ(0U, entries());
+    for (const char* const name : {"held", "x", ""}) {
+        const Event held;
+        Process holder([&] {
+            open(name);
+            locate("nobody", 1);
+            held.set();
+            receiveRaw();
+        });
+        ASSERT_TRUE(held.wait());
+        EXPECT_EQ(3U, entries()) << "an endpoint, a name, a waiter";
+        holder.kill();
+        inProcess([] { init(); });
+        EXPECT_EQ(0U, entries()) << name;
+    }
 }
 
 TEST_F(ItcMailbox, AProcessThatExitsLeavesNothing)

@@ -132,6 +132,11 @@ TEST_F(HostileProcess, AClosedStandardErrorIsNoObstacle)
     converse([] { ::close(STDERR_FILENO); }, [] { ::close(STDERR_FILENO); });
 }
 
+TEST_F(HostileProcess, AClosedStandardInputIsNoObstacle)
+{
+    converse([] { ::close(STDIN_FILENO); }, [] { ::close(STDIN_FILENO); });
+}
+
 TEST_F(HostileProcess, DescriptorsThatAreClosedByTheClientEndAReceiveWithAReport)
 {
     inProcess([] {
