@@ -115,8 +115,10 @@ void Round::run()
 void Round::talkTo(std::uint32_t server)
 {
     ++done;
-    send(server, ping);
-    done += receive(pong, timeout) ? 1U : 0U;
+    for (int i = 0; i < 2; ++i) { // over a connection that is new, and one that is not
+        send(server, ping);
+        done += receive(pong, timeout) ? 1U : 0U;
+    }
     locate("mortal"); // most often before there is one
     send(server, makeMortal);
     const auto made = receive(located, timeout);

@@ -22,7 +22,7 @@ struct Round
     std::size_t done = 0; ///< steps that went well
     bool busy = false;    ///< the wait for nothing took the processor
 
-    static constexpr std::size_t steps = 6;
+    static constexpr std::size_t steps = 7;
 
     void run();
 

@@ -167,7 +167,8 @@ const std::vector<FailingCall> mailboxCalls = {
     {"accept4", {EAGAIN, ECONNABORTED, EINTR, EMFILE, ENOMEM}},
     {"getsockopt", {ENOBUFS}},
     {"send", {EAGAIN, EPIPE, ENOBUFS}},
-    {"sendmsg", {EPIPE, ENOBUFS}},
+    {"sendmsg", {EPIPE}},
+    {"sendmsg", {ENOBUFS}, false, "cannot wake a mailbox: No buffer space"},
     {"recv", {EAGAIN, EINTR, ECONNRESET, ENOMEM}, true},
     {"recvmsg", {EAGAIN, EINTR, ECONNRESET, ENOMEM}},
     {"pread", {EINTR, EIO}, true},
@@ -210,7 +211,7 @@ TEST_F(MailboxFault, CallThatFailsLeavesTheLibraryUsable)
     std::printf("mailbox library: %zu failed calls\n", m_failures);
 }
 
-TEST_F(MailboxFault, ShortageThatEndsDelaysARoundAndNoMore)
+TEST_F(MailboxFault, ShortageOrInterruptionDelaysARoundAndNoMore)
 {
     for (const auto& [call, error] : {std::pair{"openat", EMFILE},
                                       {"socket", EMFILE},
@@ -224,7 +225,12 @@ TEST_F(MailboxFault, ShortageThatEndsDelaysARoundAndNoMore)
                                       {"pwritev", ENOMEM},
                                       {"epoll_create1", EMFILE},
                                       {"epoll_ctl", ENOSPC},
-                                      {"memfd_create", EMFILE}}) {
+                                      {"memfd_create", EMFILE},
+                                      {"recv", EAGAIN},
+                                      {"recv", EINTR},
+                                      {"recvmsg", EINTR},
+                                      {"pread", EINTR},
+                                      {"pwritev", EINTR}}) {
         m_shared->struck = true;
         for (std::size_t first = 0; m_shared->struck && !HasFailure(); first = next(first))
             inChild(std::string(call) + " " + std::to_string(first),
