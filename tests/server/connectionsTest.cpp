@@ -33,12 +33,11 @@ TEST_F(ServerConnections, AConnectionAloneIsNoSubscriber)
     EXPECT_EQ(writtenTo(), Mailboxes{});
 }
 
-TEST_F(ServerConnections, EveryConnectionHasAReferenceOfItsOwn)
+TEST_F(ServerConnections, EveryConnectionHasAReferenceOfItsOwnCountedUpFromTheFirst)
 {
-    const auto first = m_connections.open(alice);
-    const auto second = m_connections.open(bob);
-    EXPECT_NE(first, second);
-    EXPECT_NE(m_connections.open(alice), first);
+    EXPECT_EQ(m_connections.open(alice), 1000u);
+    EXPECT_EQ(m_connections.open(bob), 1001u);
+    EXPECT_EQ(m_connections.open(alice), 1002u);
 }
 
 TEST_F(ServerConnections, AReferenceServesOnlyTheMailboxItWasGivenTo)

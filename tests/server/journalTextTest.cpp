@@ -46,6 +46,7 @@ TEST(JournalText, AReplayTellsHowManyWritesWereSent)
     const std::string line = JournalText::replaying("root", bob, 16);
     EXPECT_EQ(JournalText::parse(line)->count, 16u);
     EXPECT_EQ(JournalText::parse(line)->processes[0].id, bob.id);
+    EXPECT_EQ(JournalText::parse(line)->processes[0].command, bob.command);
     EXPECT_EQ(JournalText::parse(line + JournalText::only(3))->count, 3u);
 }
 
@@ -147,6 +148,7 @@ TEST_F(JournalHistory, AProcessMissesWhatItHasNotHad)
     m_history.had(alice.id, 2);
     EXPECT_EQ(missing(), (Indices{0, 4}));
     m_history.had(alice.id, 2);
+    EXPECT_EQ(missing(), (Indices{0, 4}));
     m_history.had(alice.id, 4);
     EXPECT_EQ(missing(), (Indices{0}));
     m_history.had(alice.id, 0);
@@ -171,8 +173,17 @@ TEST_F(JournalHistory, AProcessIsItsIdItsStartTimeAndItsMailbox)
     EXPECT_EQ(m_history.missing({process, startTime + 1, mailbox}).size(), 6u);
     EXPECT_EQ(m_history.missing({process + 1, startTime, mailbox}).size(), 6u);
     EXPECT_EQ(m_history.missing({process, startTime, mailbox + 1}).size(), 6u);
-    m_history.had({process, 0, mailbox}, 0);
-    EXPECT_EQ(m_history.missing({process, 0, mailbox}).size(), 6u);
+}
+
+TEST_F(JournalHistory, NothingIsKeptOfAProcessWhoseIdOrStartTimeIsNotKnown)
+{
+    for (const ProcessId& unknown : {ProcessId{71, 0, 5}, ProcessId{0, 940, 5}}) {
+        m_history.had(unknown, 0);
+        EXPECT_EQ(m_history.missing(unknown).size(), 6u);
+    }
+    const ProcessId first{1, 1, 5};
+    m_history.had(first, 0);
+    EXPECT_EQ(m_history.missing(first).size(), 5u);
 }
 
 TEST_F(JournalHistory, WhatAProcessHadThroughAMailboxThatIsNotNamedItHasHad)

@@ -37,7 +37,7 @@ INSTANTIATE_TEST_SUITE_P(
                     GoodLine{R"("it's" 'say "hi"')", {"it's", "say \"hi\""}},
                     // Backslashes: outside quotes, within double quotes, within single quotes.
                     GoodLine{R"(a\ b \' \" \\)", {"a b", "'", "\"", "\\"}},
-                    GoodLine{R"("\" \\ \n \'")", {R"(" \ \n \')"}},
+                    GoodLine{R"("\\")", {R"(\)"}}, GoodLine{R"("\" \\ \n \'")", {R"(" \ \n \')"}},
                     GoodLine{R"('\n\')", {R"(\n\)"}},
                     // Comments.
                     GoodLine{"# a comment 'of any kind", {}}, GoodLine{"  # so is this", {}},

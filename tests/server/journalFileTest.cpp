@@ -1,0 +1,123 @@
+#include "journalFile.h"
+
+#include "tests/support/dbBuilder.h"
+#include "tests/support/temporaryDirectory.h"
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+namespace {
+
+using namespace Dbcsi;
+using Varnix::Test::readFile;
+using Varnix::Test::writeFile;
+
+/** While it lives, no file of this process grows past a size. */
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t size)
+    {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &m_before), 0);
+        const rlimit lowered{size, m_before.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &lowered), 0);
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_before{};
+    void (*m_handler)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
+
+class JournalFiles : public testing::Test
+{
+protected:
+    std::string path() const { return m_directory / "journal"; }
+    std::string content() const { return readFile(path()); }
+    std::string tooLarge() const { return path() + ": cannot be written: File too large"; }
+
+    void expectAppendFails(JournalFile& file, const std::string& text) const
+    {
+        try {
+            file.append(text);
+            ADD_FAILURE() << "was written";
+        } catch (const JournalError& error) {
+            EXPECT_EQ(error.what(), tooLarge());
+        }
+    }
+
+private:
+    const Varnix::Test::TemporaryDirectory m_directory;
+};
+
+TEST_F(JournalFiles, ANewOneIsItsOwnersAlone)
+{
+    const JournalFile file(path());
+    EXPECT_EQ(std::filesystem::status(path()).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(JournalFiles, AnOpenLineIsEndedBeforeAnotherBegins)
+{
+    JournalFile file(path());
+    file.append("one");
+    file.append("two");
+    file.endLine(" three");
+    file.append("four\n");
+    EXPECT_EQ(content(), "one\ntwo three\nfour\n");
+}
+
+TEST_F(JournalFiles, WhatCannotBeWrittenWholeLeavesThemAsTheyWere)
+{
+    const std::string line(4000, 'x');
+    JournalFile file(path());
+    file.append(line);
+    {
+        const FileSizeLimit limit(4096);
+        expectAppendFails(file, std::string(100, 'y'));
+    }
+    EXPECT_EQ(content(), line);
+    file.append("two\n");
+    EXPECT_EQ(content(), line + "\ntwo\n");
+}
+
+TEST_F(JournalFiles, AnEndThatCannotBeWrittenIsSaidAndComesBeforeWhatIsAddedNext)
+{
+    const std::string line(4096, 'x');
+    JournalFile file(path());
+    file.append(line);
+    testing::internal::CaptureStderr();
+    {
+        const FileSizeLimit limit(4096);
+        file.endLine(" except 1");
+        expectAppendFails(file, "two\n");
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "dbcsi-server: " + tooLarge() + '\n');
+    EXPECT_EQ(content(), line);
+    file.append("two\n");
+    file.append("three\n");
+    EXPECT_EQ(content(), line + " except 1\ntwo\nthree\n");
+}
+
+TEST_F(JournalFiles, OneThatShrinksIsReadAsFarAsItGoes)
+{
+    writeFile(path(), "one\ntwo\n");
+    const JournalFile file(path());
+    EXPECT_EQ(file.content(), "one\ntwo\n");
+    std::filesystem::resize_file(path(), 4);
+    errno = EINTR; // as a call before may leave it
+    EXPECT_EQ(file.content(), "one\n");
+}
+
+} // namespace
