@@ -91,13 +91,12 @@ Walk walk(std::string_view image)
             taken.refusal = outside(position, "a record's key, type and length do not end", end);
             break;
         }
-        if (place->end() > end && isStored(image, *place)) {
+        if (place->end() > end && isStored(image, *place))
             taken.refusal = outside(
                 position, "a record of " + std::to_string(place->size()) + " bytes does not end",
                 end);
-            break;
-        }
-        taken.records.push_back(*place);
+        else
+            taken.records.push_back(*place);
         if (image[position] != Format::recordTag)
             break;
         position = place->end();

@@ -100,7 +100,7 @@ std::optional<struct stat> replaced(const fs::path& path, const fs::path& given)
 
 void flushDirectory(const fs::path& directory)
 {
-    const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_CLOEXEC));
     const int error = descriptor.isOpen() && ::fsync(descriptor.get()) == 0 ? 0 : errno;
     // Some file systems cannot flush a directory and say so with EINVAL.
     require(descriptor.isOpen() && error == EINVAL ? 0 : error, directory);

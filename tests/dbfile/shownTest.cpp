@@ -43,25 +43,28 @@ TEST(Shown, ABackslashIsDoubledSoThatNothingLooksLikeAnother)
 
 TEST(Shown, BytesThatAreNoUtf8OrAControlCharacterInItAreEscaped)
 {
-    for (const auto& [bytes, text] : {std::pair{"\x9B"s, "\\x9b"s},
-                                      {"\xC2\x9B", "\\xc2\\x9b"},
-                                      {"\xC0\x80", "\\xc0\\x80"},
-                                      {"\xC1\xBF", "\\xc1\\xbf"},
-                                      {"\xE0\x9F\xBF", "\\xe0\\x9f\\xbf"},
-                                      {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
-                                      {"\xF0\x8F\xBF\xBF", "\\xf0\\x8f\\xbf\\xbf"},
-                                      {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
-                                      {"\xF5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
-                                      {"\xC3", "\\xc3"},
-                                      {"\xC3 ", "\\xc3 "},
-                                      {"\xC3\xC0", "\\xc3\\xc0"},
-                                      {"\xE2\x82\x7F", "\\xe2\\x82\\x7f"},
-                                      {"\xE2\x82\xC0", "\\xe2\\x82\\xc0"},
-                                      {"\xE2\x82", "\\xe2\\x82"},
-                                      {"\xE2\x82 ", "\\xe2\\x82 "},
-                                      {"\x80", "\\x80"},
-                                      {std::string(7, '\x80'), repeated("\\x80", 7)},
-                                      {"\xFF", "\\xff"}}) {
+    for (const auto& [bytes, text] :
+         {std::pair{"\x9B"s, "\\x9b"s},
+          {"\xC2\x9B", "\\xc2\\x9b"},
+          {"\xC0\x80", "\\xc0\\x80"},
+          {"\xC1\xBF", "\\xc1\\xbf"},
+          {"\xE0\x9F\xBF", "\\xe0\\x9f\\xbf"},
+          {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+          {"\xF0\x8F\xBF\xBF", "\\xf0\\x8f\\xbf\\xbf"},
+          {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+          {"\xF5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
+          {"\xC3", "\\xc3"},
+          {"\xC3 ", "\\xc3 "},
+          {"\xC3\x7F", "\\xc3\\x7f"},
+          {"\xC3\xC0", "\\xc3\\xc0"},
+          {"\xE2\x82\x7F", "\\xe2\\x82\\x7f"},
+          {"\xE2\x82\xC0", "\\xe2\\x82\\xc0"},
+          {"\xE2\x82", "\\xe2\\x82"},
+          {"\xE2\x82 ", "\\xe2\\x82 "},
+          {"\x80", "\\x80"},
+          {std::string(7, '\x80'), repeated("\\x80", 7)},
+          {"\xF5" + std::string(6, '\x80'), "\\xf5" + repeated("\\x80", 6)},
+          {"\xFF", "\\xff"}}) {
         EXPECT_EQ(shown(bytes), text);
         EXPECT_FALSE(isShowable(bytes));
     }

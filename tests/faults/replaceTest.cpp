@@ -207,8 +207,8 @@ TEST_F(ReplaceFault, WriteThatTakesLessThanItWasGivenGoesOn)
 {
     for (const CallEffect& effect :
          {CallEffect::atMost(2), CallEffect::nothing(), CallEffect::failing(EINTR)}) {
-        const CallFailure writes("write", effect, 0);
         writeFile(m_path, "old");
+        const CallFailure writes("write", effect, 0);
         EXPECT_EQ(replace(), "no error");
         EXPECT_TRUE(writes.struck());
         EXPECT_EQ(readFile(m_path), "new");
