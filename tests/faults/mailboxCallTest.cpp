@@ -89,6 +89,21 @@ TEST_F(MailboxCallFault, NameOfADeadMailboxIsTakenWhenAShortageIsOver)
         });
 }
 
+TEST_F(MailboxCallFault, PeerThatCannotBeToldHasNoProcessId)
+{
+    inChild("getsockopt", [] {
+        const Event held;
+        const ItcTest::Process holder([&] { hold(held); });
+        ASSERT_TRUE(held.wait());
+        open("mine");
+        const std::uint32_t other = find("held");
+        itc_host_peer peer{-1, 0};
+        const CallFailure failure("getsockopt", CallEffect::failing(ENOBUFS), 0);
+        EXPECT_EQ(__itc_host_peer(other, &peer, "", 0), 1);
+        EXPECT_EQ(peer.process, 0);
+    });
+}
+
 TEST_F(MailboxCallFault, WhatThereIsNoMemoryForIsNotCalledDone)
 {
     inChild("new", [] {

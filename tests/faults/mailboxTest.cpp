@@ -165,6 +165,7 @@ const std::vector<FailingCall> mailboxCalls = {
     {"listen", {ENOBUFS}, false, "cannot make a mailbox in DIR: No buffer space"},
     {"connect", {EAGAIN, ENOMEM}, false, "cannot reach mailbox 0x"},
     {"accept4", {EAGAIN, ECONNABORTED, EINTR, EMFILE, ENOMEM}},
+    {"accept4", {ENOMEM}, false, "cannot take a connection: Cannot"},
     {"getsockopt", {ENOBUFS}},
     {"send", {EAGAIN, EPIPE, ENOBUFS}},
     {"sendmsg", {EPIPE}},

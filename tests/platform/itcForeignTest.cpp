@@ -154,6 +154,31 @@ TEST_F(ItcForeign, AGreetingWithoutAStreamIsDropped)
     meet([](const Stranger& stranger) { stranger.write(greeting()); }, true);
 }
 
+TEST_F(ItcForeign, AStreamWithoutAGreetingIsDropped)
+{
+    const Itc::Descriptor stream = streamOf(frame(5));
+    for (const std::size_t size : {1U, 7U})
+        meet(
+            [&](const Stranger& stranger) {
+                stranger.hand(greeting().substr(0, size), {stream.get()});
+            },
+            true);
+}
+
+TEST_F(ItcForeign, AStreamThatCanStillBeSealedIsTaken)
+{
+    inProcess([&] {
+        const std::uint32_t mine = open("mine");
+        const Stranger stranger(endpoint(mine));
+        const Itc::Descriptor stream(::memfd_create("stranger", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+        const std::string bytes = frame(5);
+        ASSERT_EQ(static_cast<ssize_t>(bytes.size()),
+                  ::write(stream.get(), bytes.data(), bytes.size()));
+        stranger.hand(greeting(), {stream.get()});
+        EXPECT_EQ(5U, receiveNumber());
+    });
+}
+
 TEST_F(ItcForeign, AGreetingOfAnotherVersionIsDropped)
 {
     const Itc::Descriptor stream = streamOf(frame(5));

@@ -121,6 +121,14 @@ TEST_F(ItcHost, ASendThatFindsNoDescriptorIsKeptAndCounted)
     EXPECT_EQ(0, other.wait());
 }
 
+TEST_F(ItcHost, ASendToAMailboxThatNeverWasSaysSo)
+{
+    inProcess([] {
+        const std::uint32_t mine = open("mine");
+        EXPECT_EQ(0, sendSized(mine == 1 ? 2 : 1, 4));
+    });
+}
+
 TEST_F(ItcHost, ASendOfMoreThanAMessageCanHoldSaysSo)
 {
     inProcess([] {
