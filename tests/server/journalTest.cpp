@@ -263,6 +263,18 @@ TEST_F(ServerJournal, AWriteThatDoesNotFitIntoTheJournalLeavesItWhole)
     expectGot(*only, {"one", "two"});
 }
 
+TEST_F(ServerJournal, AReplayThatTheJournalHasNoRoomForIsSaidWithWhatIsMissing)
+{
+    writeFile(journal(), std::string(1010, '#') + "\ndb write /a 1\n");
+    start({"/bin/bash", "-c",
+           std::string("ulimit -f 1 && exec '") + DBCSI_SERVER_PROGRAM + "' --replay --journal '" +
+               journal() + "'"});
+    const auto only = subscriber();
+    server().err().readUntil(journal() + ": cannot be written: File too large\n");
+    server().err().readUntil("dbcsi-server: process " + std::to_string(only->id()) +
+                             " (dbcsi_test_subscriber) could not be sent 1 of 1 earlier writes\n");
+}
+
 TEST_F(ServerJournal, AnIncompleteLastLineIsIgnoredAndSaid)
 {
     writeFile(journal(), "db write /unit/label -a one\ndb write /unit/label -a tw");

@@ -39,6 +39,10 @@ TEST(JournalText, WhoCouldNotBeSentItIsLeftOut)
     ASSERT_TRUE(comment);
     ASSERT_EQ(comment->processes.size(), 1u);
     EXPECT_EQ(comment->processes[0].id, bob.id);
+    const auto toNobody = JournalText::parse(JournalText::sending("root", {alice, bob}) +
+                                             JournalText::except({alice.id, bob.id}));
+    ASSERT_TRUE(toNobody);
+    EXPECT_TRUE(toNobody->processes.empty());
 }
 
 TEST(JournalText, AReplayTellsHowManyWritesWereSent)

@@ -63,6 +63,7 @@ protected:
         send({DBCSI_CONN_ESTABLISH_REQ, 1, 1, 1, protocolVersion, 0});
         const auto confirmation = receive();
         EXPECT_EQ(confirmation->msgno, DBCSI_CONN_ESTABLISH_CFM);
+        EXPECT_EQ(Mailbox::wordAt(confirmation, 4), 0u);
         return Mailbox::wordAt(confirmation, 8);
     }
 

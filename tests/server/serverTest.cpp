@@ -78,6 +78,17 @@ TEST_F(ServerCommand, StatusTellsOfEverySubscriber)
     });
 }
 
+TEST_F(ServerCommand, AProcessWhoseCommandLineNamesAnotherGoesByTheKernelsName)
+{
+    startServer();
+    Child only(
+        {"/bin/bash", "-c", std::string("exec -a /bin/other '") + TEST_SUBSCRIBER_PROGRAM + "'"});
+    only.out().readUntil("subscribed\n");
+    type("status");
+    EXPECT_EQ(answer(), "1 subscriber");
+    EXPECT_THAT(answer(), StartsWith(std::to_string(only.id()) + "  dbcsi_test_subs  since "));
+}
+
 TEST_F(ServerCommand, ASubscriberThatIsKilledLeavesTheList)
 {
     startServer();
@@ -89,6 +100,8 @@ TEST_F(ServerCommand, ASubscriberThatIsKilledLeavesTheList)
     leaving->signal(SIGKILL);
     EXPECT_EQ(leaving->wait(), 128 + SIGKILL);
     typeUntilAnswered(command, "sent to 1 subscriber");
+    server().endInput();
+    EXPECT_EQ(server().err().rest().find("unknown number"), std::string::npos);
 }
 
 TEST_F(ServerCommand, WaitEndsWhenTheSubscribersAreThere)

@@ -27,6 +27,8 @@ TEST(WriteIndication, CarriesNumberCountAndPackedWords)
 {
     const auto message = encodeWriteIndication({"db", "write", "/unit/gain", "-i", "2", "7", "8"});
     EXPECT_EQ(wordAt(message, 0), 0x0170708Bu);
+    EXPECT_EQ(wordAt(message, 4), 0u);
+    EXPECT_EQ(wordAt(message, 8), 0u);
     EXPECT_EQ(wordAt(message, 12), 7u);
     EXPECT_EQ(stringsOf(message), "db\0write\0/unit/gain\0-i\0"
                                   "2\0"
