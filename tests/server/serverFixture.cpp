@@ -4,6 +4,7 @@
 #include "tests/support/waitUntil.h"
 
 #include <cstdlib>
+#include <optional>
 
 namespace ServerTests {
 namespace {
@@ -32,6 +33,14 @@ std::vector<std::string> ServerFixture::serverCommand(std::vector<std::string> o
 void ServerFixture::startServer(std::vector<std::string> options)
 {
     m_server = std::make_unique<Child>(serverCommand(std::move(options)));
+}
+
+std::string ServerFixture::complaint()
+{
+    while (const std::optional<std::string> line = server().err().line())
+        if (!line->starts_with("itc: another process holds the lock"))
+            return *line;
+    return "end of output";
 }
 
 void ServerFixture::typeUntilAnswered(const std::string& line, const std::string& wanted)

@@ -35,7 +35,8 @@ protected:
     /** Gives the server a line. */
     void type(const std::string& line) { server().write(line + '\n'); }
     std::string answer() { return server().out().line().value_or("end of output"); }
-    std::string complaint() { return server().err().line().value_or("end of output"); }
+    /** The server's next line of errors; not that another process has the mailbox lock just now. */
+    std::string complaint();
 
     /** Types `line` until the first line of the server's answer is `wanted`. */
     void typeUntilAnswered(const std::string& line, const std::string& wanted);
