@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <numeric>
 
 #include <linux/sockios.h>
@@ -51,13 +52,17 @@ bool Link::connect(Directory& directory)
 void Link::keep(const Frame& frame)
 {
     const FrameHeader header = headerOf(frame);
-    std::vector<std::byte> bytes;
-    bytes.reserve(frame.size());
-    for (const iovec& part : partsOf(frame, header)) {
-        const auto* const data = static_cast<const std::byte*>(part.iov_base);
-        bytes.insert(bytes.end(), data, data + part.iov_len);
+    try {
+        std::vector<std::byte> bytes;
+        bytes.reserve(frame.size());
+        for (const iovec& part : partsOf(frame, header)) {
+            const auto* const data = static_cast<const std::byte*>(part.iov_base);
+            bytes.insert(bytes.end(), data, data + part.iov_len);
+        }
+        m_kept.push_back(std::move(bytes));
+    } catch (const std::bad_alloc&) {
+        throw FrameLost();
     }
-    m_kept.push_back(std::move(bytes));
 }
 
 bool Link::send(const Frame& frame, Directory& directory)
@@ -247,6 +252,11 @@ bool Links::send(const Frame& frame, std::uint32_t mailbox, Directory& directory
                 m_retry.postpone();
             return true;
         }
+    } catch (const FrameLost& error) {
+        m_retry.failed(error);
+        if (link->isBehind())
+            m_retry.postpone();
+        return false;
     } catch (const std::exception& error) {
         m_retry.failed(error);
         if (mayPass(error))

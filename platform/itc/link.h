@@ -22,6 +22,7 @@
 #include "retry.h"
 
 #include <cstdint>
+#include <exception>
 #include <list>
 #include <map>
 #include <memory>
@@ -45,6 +46,16 @@ struct Greeting
 inline constexpr char wakeMark = '\0';
 inline constexpr char inBandMark = 'F';
 
+/** Thrown where a frame can neither be sent nor kept. */
+class FrameLost : public std::exception
+{
+public:
+    const char* what() const noexcept override
+    {
+        return "a message is lost: there is no memory to keep it until it can be sent";
+    }
+};
+
 class Link
 {
 public:
@@ -52,11 +63,11 @@ public:
 
     /** Makes the connection where it is missing; false where the mailbox has gone. Throws. */
     bool connect(Directory& directory);
-    /** Sends a frame after those that are kept; keeps it where a shortage lets it not be sent. */
+    /** Keeps a frame after those that are kept already. Throws FrameLost alone. */
     void keep(const Frame& frame);
     /** Sends what is kept; false where the mailbox has gone. Throws. */
     bool flush(Directory& directory);
-    /** The same for one frame more, which is kept where that throws. */
+    /** The same for one frame more, which is kept where that throws anything but FrameLost. */
     bool send(const Frame& frame, Directory& directory);
 
     /** Whether something is left to be sent. */
@@ -94,7 +105,10 @@ private:
 class Links
 {
 public:
-    /** Sends a frame, now or when a shortage is over; false where the mailbox has gone. */
+    /**
+     * Sends a frame, now or when a shortage is over; false where the mailbox has gone, or where
+     * there is no memory to keep the frame.
+     */
     bool send(const Frame& frame, std::uint32_t mailbox, Directory& directory);
     /** The connected link to a mailbox; null where the mailbox has gone. Throws. */
     std::shared_ptr<Link> to(std::uint32_t mailbox, Directory& directory);

@@ -52,7 +52,7 @@ void Process::initialise(const char* file, int line)
             m_directory.reset();
             throw;
         }
-        report(file, line, error); // it is opened with the first mailbox
+        reportOwed(file, line, error); // it is opened with the first mailbox
     }
 }
 
@@ -144,8 +144,8 @@ void Process::endProcess()
         process.m_links.flush(*process.m_directory);
     if (const std::size_t kept = process.m_links.kept(); kept != 0)
         report(nullptr, 0,
-               (std::to_string(kept) + " messages are lost: the process ends before what was short "
-                                       "for them is there")
+               (std::to_string(kept) + (kept == 1 ? " message is" : " messages are") +
+                " lost: the process ends before what was short for sending is there")
                    .c_str());
     for (const auto& [id, mailbox] : process.m_mailboxes)
         mailbox->removeEntries();

@@ -55,6 +55,20 @@ const char* remedyFor(const std::exception& error) noexcept
     return found != shortages.end() ? found->remedy : nullptr;
 }
 
+void reportWithRemedy(const char* file, int line, const std::exception& error,
+                      const char* beforeRemedy) noexcept
+{
+    const char* const remedy = remedyFor(error);
+    if (remedy == nullptr) {
+        report(file, line, error.what());
+        return;
+    }
+    std::array<char, 1000> text;
+    static_cast<void>(
+        std::snprintf(text.data(), text.size(), "%s; %s%s", error.what(), beforeRemedy, remedy));
+    report(file, line, text.data());
+}
+
 } // namespace
 
 void throwErrno(const std::string& what)
@@ -90,16 +104,12 @@ void report(const char* file, int line, const char* text) noexcept
 
 void report(const char* file, int line, const std::exception& error) noexcept
 {
-    const char* const remedy = remedyFor(error);
-    if (remedy == nullptr) {
-        report(file, line, error.what());
-        return;
-    }
-    std::array<char, 1000> text;
-    static_cast<void>(std::snprintf(text.data(), text.size(),
-                                    "%s; this is tried again until it succeeds: %s", error.what(),
-                                    remedy));
-    report(file, line, text.data());
+    reportWithRemedy(file, line, error, "");
+}
+
+void reportOwed(const char* file, int line, const std::exception& error) noexcept
+{
+    reportWithRemedy(file, line, error, "this is tried again until it succeeds: ");
 }
 
 } // namespace Itc

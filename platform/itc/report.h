@@ -20,8 +20,11 @@ bool mayPass(const std::exception& error) noexcept;
  */
 void report(const char* file, int line, const char* text) noexcept;
 
-/** The same with what to do about it. */
+/** The same with what to do about it, of an operation that has failed. */
 void report(const char* file, int line, const std::exception& error) noexcept;
+
+/** Of one that is tried again by itself where that may help. */
+void reportOwed(const char* file, int line, const std::exception& error) noexcept;
 
 } // namespace Itc
 

@@ -25,7 +25,7 @@ int Retry::remaining() const noexcept
 void Retry::failed(const std::exception& error) noexcept
 {
     if (std::strncmp(m_reported.data(), error.what(), m_reported.size() - 1) != 0) {
-        report(nullptr, 0, error);
+        reportOwed(nullptr, 0, error);
         std::strncpy(m_reported.data(), error.what(), m_reported.size() - 1);
     }
     if (mayPass(error))

@@ -129,5 +129,34 @@ TEST_F(MailboxCallFault, WhatThereIsNoMemoryForIsNotCalledDone)
     });
 }
 
+TEST_F(MailboxCallFault, MessageThatCanNeitherBeSentNorKeptIsCalledLost)
+{
+    inChild("pwritev", [] {
+        const Event held;
+        ItcTest::Process other([&] {
+            open("held");
+            held.set();
+            EXPECT_EQ(receiveNumber(), 1U);
+            EXPECT_EQ(receiveNumber(), 3U);
+        });
+        ASSERT_TRUE(held.wait());
+        open("mine");
+        const std::uint32_t to = find("held");
+        send(to, 1);
+        itc_msg* message = alloc(2);
+        testing::internal::CaptureStderr();
+        {
+            const CallFailure full("pwritev", CallEffect::failing(ENOMEM), 0);
+            const AllocationFailure failure(Allocation::ANY);
+            EXPECT_EQ(__itc_host_send(&message, to, ITC_MY_MBOX_ID, "client.cpp", 8), 0);
+        }
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "itc: a message is lost: there is no memory to keep it until it can be sent\n");
+        message = alloc(3);
+        EXPECT_EQ(__itc_host_send(&message, to, ITC_MY_MBOX_ID, "client.cpp", 9), 1);
+        EXPECT_EQ(other.wait(), 0);
+    });
+}
+
 } // namespace
 } // namespace Varnix::Test

@@ -227,9 +227,9 @@ TEST_F(HostileLimit, AProcessThatEndsInAShortageSaysHowManyMessagesAreLost)
         std::string text(1000, '\0');
         text.resize(static_cast<std::size_t>(::pread(said, text.data(), text.size(), 0)));
         ::close(said);
-        const std::string lost = "itc: " + std::to_string(count) +
-                                 " messages are lost: the process ends before what was short for "
-                                 "them is there\n";
+        const std::string lost =
+            "itc: " + std::to_string(count) + (count == 1 ? " message is" : " messages are") +
+            " lost: the process ends before what was short for sending is there\n";
         EXPECT_EQ(count != 0, text.ends_with(lost)) << text;
         EXPECT_EQ(count != 0, text.find("lost") != std::string::npos) << text;
     }
