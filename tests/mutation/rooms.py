@@ -14,7 +14,8 @@ ROOMS = {
     "shared": ("dbcsi_server_unit_test", "varnix_tool_test"),
     "tools/dbcsi": ("dbcsi_server_unit_test", "dbcsi_server_test"),
     "tools/dbcsi-server": ("dbcsi_server_unit_test", "dbcsi_server_test"),
-    "tools/varnix": ("varnix_tool_test",),
+    "tools/varnix": ("varnix_tool_test", "varnix_offnode_test", "varnix_interrupt_test",
+                     "varnix_live_process_test", "varnix_trace_test"),
 }
 # Sources whose path begins so are judged by these instead.
 SOURCES = {
