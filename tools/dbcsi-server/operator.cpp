@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "dbfile/shown.h"
 #include "decimal.h"
+#include "mailbox.h"
 #include "nearest.h"
 
 #include <algorithm>
@@ -28,13 +29,6 @@ std::string notACommand(const std::string& command)
            "\" is no command of the server, and a write has at least 4 words; " +
            "did you mean \"" + (nearest == "db" ? "db write KEY VALUE..." : std::string(nearest)) +
            "\"?";
-}
-
-std::string mailboxText(std::uint32_t mailbox)
-{
-    std::ostringstream text;
-    text << "0x" << std::hex << std::setw(8) << std::setfill('0') << mailbox;
-    return text.str();
 }
 
 std::string localTime(std::chrono::system_clock::time_point point)
@@ -149,7 +143,7 @@ void Operator::showSettled()
     const std::vector<Connection> subscribers = m_server.subscribers();
     std::cout << "settled " << counted(subscribers.size());
     for (const Connection& subscriber : subscribers)
-        std::cout << ' ' << mailboxText(subscriber.mailbox);
+        std::cout << ' ' << Mailbox::idText(subscriber.mailbox);
     std::cout << '\n';
 }
 

@@ -8,10 +8,8 @@
 
 #include <algorithm>
 #include <exception>
-#include <iomanip>
 #include <random>
 #include <span>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -34,10 +32,7 @@ std::uint32_t firstReference()
 
 void complainOf(std::uint32_t mailbox, const std::string& text)
 {
-    std::ostringstream line;
-    line << "mailbox 0x" << std::hex << std::setw(8) << std::setfill('0') << mailbox << ": "
-         << text;
-    complain(line.str().c_str());
+    complain(("mailbox " + Mailbox::idText(mailbox) + ": " + text).c_str());
 }
 
 void complainOf(const ProcessInfo& process, const std::string& text)

@@ -1,8 +1,10 @@
 #include "mailbox.h"
 
+#include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
 #include <new>
-#include <string>
 
 namespace Dbcsi::Mailbox {
 
@@ -26,6 +28,13 @@ bool initialise(int mailboxes)
 std::uint32_t create(const char* name)
 {
     return __itc_create_mailbox(name, 0, __FILE__, __LINE__);
+}
+
+std::string idText(std::uint32_t mailbox)
+{
+    std::array<char, sizeof "0x01234567"> text{};
+    static_cast<void>(std::snprintf(text.data(), text.size(), "0x%08" PRIx32, mailbox));
+    return text.data();
 }
 
 Message allocate(std::size_t size, std::uint32_t number)

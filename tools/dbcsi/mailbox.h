@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <stdexcept>
+#include <string>
 
 #include <itcHost.h>
 
@@ -25,6 +26,9 @@ bool initialise(int mailboxes);
 
 /** Creates the calling thread's mailbox. Returns ITC_NO_MBOX_ID when that cannot be. */
 std::uint32_t create(const char* name);
+
+/** A mailbox's id as people read it. */
+std::string idText(std::uint32_t mailbox);
 
 /** The host's mailbox library drops a message of more bytes when it is sent. */
 inline constexpr std::size_t largestMessage = std::size_t{1} << 20;
