@@ -101,13 +101,25 @@ TEST_F(Usage, AWrongWordIsNamedWithTheNearestRightOne)
               "Try varnix explain --help.\n");
     EXPECT_THAT(varnix({"dump", "a", "b"}).err, HasSubstr("not expected: b\n"));
     EXPECT_THAT(varnix({"dump", "--\x1b[2J"}).err, HasSubstr("--\\x1b[2J"));
+    EXPECT_THAT(varnix({"dump", "a", "b\nc"}).err,
+                EndsWith(" not expected: b\\nc\nTry varnix dump --help.\n"));
 }
 
 TEST_F(Usage, WrongUsageWithJsonIsADocumentToo)
 {
     const ProcessResult result = varnix({"dump", "--json"});
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(nlohmann::json::parse(result.out)["errors"][0]["status"], 2);
+    const std::string message = result.err.substr(0, result.err.size() - 1);
+    EXPECT_EQ(nlohmann::json::parse(result.out),
+              nlohmann::json({{"errors", {{{"message", message}, {"status", 2}}}}}));
+}
+
+TEST_F(Usage, TheValueOfAnOptionAsksForNoDocument)
+{
+    for (const std::string option : {"--default", "--production", "--identity"}) {
+        EXPECT_EQ(varnix({"get", option, "--json", "absent.cfg", "/a"}).out, "") << option;
+        EXPECT_NE(varnix({"get", option, "value", "--json", "absent.cfg", "/a"}).out, "") << option;
+    }
 }
 
 } // namespace

@@ -7,13 +7,11 @@
 #include "usage.h"
 #include "words.h"
 
-#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <new>
 #include <span>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -25,18 +23,6 @@ namespace {
 using Varnix::Tool::Failure;
 using Varnix::Tool::Status;
 using Varnix::Tool::statusMeanings;
-
-/** The parser's message, in which words of the command line are as they were given. */
-std::string shownLines(std::string_view text)
-{
-    std::string lines;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        lines.append(lines.empty() ? "" : "\n").append(Varnix::DbFile::shown(text.substr(0, end)));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return lines;
-}
 
 /** A message on standard error and, where one document was asked for, in that document. */
 Status fail(Status status, const std::string& text, bool asDocument)
@@ -67,17 +53,16 @@ Status run(int argc, char** argv)
     app.footer(StatusHelp::text(statusMeanings));
 
     Status status = Status::DONE;
-    bool asDocument = false;
     addSubcommands(app, status);
     if (Varnix::Completion::isAsked(argc, argv)) {
         Varnix::Completion::answer(app, argc, argv, Varnix::Tool::completionValues);
         return Status::DONE;
     }
 
+    const bool asDocument = Varnix::Tool::asksForDocument(app, line);
+    if (asDocument)
+        Varnix::Tool::endWithoutMemory();
     try {
-        asDocument = Varnix::Tool::asksForDocument(app, line);
-        if (asDocument)
-            Varnix::Tool::endWithoutMemory();
         app.parse(argc, argv);
         return status;
     } catch (const CLI::ParseError& error) {
@@ -85,9 +70,10 @@ Status run(int argc, char** argv)
             app.exit(error);
             return Status::DONE;
         }
+        // Words of the command line are in the message as they were given.
         return fail(Status::WRONG_USAGE,
-                    "varnix: " + shownLines(Varnix::Tool::wrongUsage(app, error, line)) + "\nTry " +
-                        Varnix::Tool::helpFor(app) + '.',
+                    "varnix: " + Varnix::DbFile::shown(Varnix::Tool::wrongUsage(app, error, line)) +
+                        "\nTry " + Varnix::Tool::helpFor(app) + '.',
                     asDocument);
     } catch (const Failure& failure) {
         return fail(failure.status(), failure.what(), asDocument);
