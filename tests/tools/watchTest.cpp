@@ -57,6 +57,15 @@ TEST_F(Watch, EndsAfterTheChangesThatWereAskedFor)
     EXPECT_EQ(child->out().rest(), "");
 }
 
+TEST_F(Watch, EndsAfterThatManyAlsoWhereMoreChangeAtOnce)
+{
+    startServer();
+    const auto child = watch({"--count", "1", first, "/gain", "/gain"}, 2);
+    written({"/gain", "5"}); // after which it may have ended before it is looked at
+    EXPECT_EQ(child->wait(), 0);
+    EXPECT_EQ(child->out().rest(), "/gain\t5 2\n");
+}
+
 TEST_F(Watch, EndsByASignalAsDone)
 {
     startServer();
@@ -93,6 +102,14 @@ TEST_F(Watch, AsDocumentsIsOneALine)
     EXPECT_EQ(child->out().line(), "{\"key\":\"/gain\",\"type\":\"U16\",\"value\":[5,2]}");
 }
 
+TEST_F(Watch, InADocumentTextIsAsItIs)
+{
+    startServer();
+    first = configuration("text", DbBuilder().text("/label", "\xC3\xBC"));
+    watch({"--json", first, "/label"}, 1);
+    EXPECT_EQ(m_shown, "{\"key\":\"/label\",\"type\":\"CHAR\",\"value\":\"\xC3\xBC\"}\n");
+}
+
 TEST_F(Watch, AKeyThatIsAbsentIsNotWaitedFor)
 {
     const ProcessResult result = varnix({"watch", first, "/gain", "/gian"});
@@ -101,7 +118,8 @@ TEST_F(Watch, AKeyThatIsAbsentIsNotWaitedFor)
     EXPECT_EQ(result.err,
               "varnix: /gian: there is no such key; see varnix explain " + first + " /gian\n");
     const Json document = Json::parse(varnix({"watch", "--json", first, "/gian"}).out);
-    EXPECT_EQ(document["errors"][0]["status"], 1);
+    const std::string message = result.err.substr(0, result.err.size() - 1);
+    EXPECT_EQ(document, Json({{"errors", {{{"message", message}, {"status", 1}}}}}));
 }
 
 TEST_F(Watch, AsDocumentsAFailureIsALineToo)

@@ -1,4 +1,5 @@
 #include "command.h"
+#include "document.h"
 #include "endingSignals.h"
 #include "reading.h"
 
@@ -13,7 +14,6 @@
 
 #include <CLI/Validators.hpp>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 namespace Varnix::Tool {
 
@@ -91,12 +91,9 @@ private:
     {
         const std::string& key = m_options.target.keys[index];
         if (m_options.json)
-            std::cout << documentOf(key, m_values[index])
-                             .dump(-1, ' ', ::isatty(STDOUT_FILENO) != 0,
-                                   nlohmann::json::error_handler_t::replace);
+            printLine(documentOf(key, m_values[index]));
         else
-            std::cout << lineOf(key, m_values[index]);
-        std::cout << '\n';
+            std::cout << lineOf(key, m_values[index]) << '\n';
     }
 
     const WatchOptions& m_options;
