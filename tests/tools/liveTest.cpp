@@ -59,12 +59,14 @@ TEST_F(Live, PsAsADocumentNamesTheSame)
     for (const Json& process : document["processes"])
         if (process["pid"] == std::stoi(pid))
             found = process;
-    EXPECT_EQ(found["command"], "holder");
-    EXPECT_EQ(found["subscription"], "locating");
-    EXPECT_EQ(found["writes"], 0);
-    EXPECT_EQ(found["databases"][0]["config"], Json());
-    EXPECT_EQ(found["databases"][1]["config"], first);
-    EXPECT_EQ(found["databases"][1]["parameters"], 2);
+    EXPECT_EQ(found, Json({{"pid", std::stoi(pid)},
+                           {"command", "holder"},
+                           {"subscription", "locating"},
+                           {"writes", 0},
+                           {"databases",
+                            {{{"config", nullptr}, {"parameters", 2}},
+                             {{"config", first}, {"parameters", 2}}}}}));
+    EXPECT_EQ(document, Json({{"processes", document["processes"]}, {"errors", Json::array()}}));
 }
 
 TEST_F(Live, GetReadsAsTheProcessDoes)
@@ -79,21 +81,33 @@ TEST_F(Live, GetOfAnAbsentKeyIsNo)
 {
     const std::string pid = hold({first});
     const ProcessResult result = varnix({"get", "--pid", pid, "/none"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("/none: there is no such key"));
+    expectResult(result, 1, "",
+                 "varnix: /none: there is no such key; see varnix explain --pid " + pid +
+                     " /none\n");
 }
 
 TEST_F(Live, GetFromOneOfSeveralNeedsToKnowWhich)
 {
     const std::string pid = hold({first, second});
-    const ProcessResult result = varnix({"get", "--pid", pid, "/gain"});
-    EXPECT_EQ(result.status, 2);
-    EXPECT_THAT(result.err, HasSubstr("\n  " + first + "\n  " + second + "\n"));
+    const std::string who = "varnix: process " + pid;
+    const std::string list = "\n  " + first + "\n  " + second + "\n";
+    expectResult(varnix({"get", "--pid", pid, "/gain"}), 2, "",
+                 who + " has several databases; choose one with --config:" + list);
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", first, "/gain"}).out, "1 2\n");
     EXPECT_EQ(varnix({"get", "--pid", pid, "--config", second, "/gain"}).out, "3\n");
     EXPECT_THAT(varnix({"get", "--pid", pid, "--config", second, "/label"}).err,
                 HasSubstr("; see varnix explain --pid " + pid + " --config " + second + " /label"));
-    EXPECT_EQ(varnix({"get", "--pid", pid, "--config", "/other.cfg", "/gain"}).status, 2);
+    expectResult(varnix({"get", "--pid", pid, "--config", "/other.cfg", "/gain"}), 2, "",
+                 who + " has no database of /other.cfg; it has:" + list);
+}
+
+TEST_F(Live, GetFromAProcessThatHasDroppedItsHandlesSaysSo)
+{
+    const std::string pid = hold({first});
+    holders.back()->write("\n");
+    EXPECT_EQ(holders.back()->out().line(), "dropped");
+    expectResult(varnix({"get", "--pid", pid, "/gain"}), 5, "",
+                 "varnix: process " + pid + " has no database: it has dropped its handles\n");
 }
 
 TEST_F(Live, AListOfDatabasesCannotActOnATerminal)
@@ -120,20 +134,19 @@ TEST_F(Live, GetOfAnEmptyKeyIsRefusedAsAClientIs)
 
 TEST_F(Live, AProcessThatCannotBeLookedAtSaysWhy)
 {
-    const ProcessResult gone = varnix({"get", "--pid", "4194304", "/gain"});
-    EXPECT_EQ(gone.status, 5);
-    EXPECT_THAT(gone.err, HasSubstr("there is no process 4194304"));
+    expectResult(varnix({"get", "--pid", "4194304", "/gain"}), 5, "",
+                 "varnix: there is no process 4194304\n");
 
     Child stranger({"/bin/cat"});
     stranger.write("runs\n"); // and is no longer this program's copy
     EXPECT_EQ(stranger.out().line(), "runs");
-    const ProcessResult other = varnix({"get", "--pid", std::to_string(stranger.id()), "/gain"});
-    EXPECT_EQ(other.status, 5);
-    EXPECT_THAT(other.err, HasSubstr("does not use the library"));
+    const std::string pid = std::to_string(stranger.id());
+    expectResult(varnix({"get", "--pid", pid, "/gain"}), 5, "",
+                 "varnix: process " + pid + " does not use the library\n");
 
-    const ProcessResult none = varnix({"get", "--pid", hold({}), "/gain"});
-    EXPECT_EQ(none.status, 5);
-    EXPECT_THAT(none.err, HasSubstr("has no registry"));
+    const std::string none = hold({});
+    expectResult(varnix({"get", "--pid", none, "/gain"}), 5, "",
+                 "varnix: process " + none + " has no registry: it has called no initDb\n");
 }
 
 } // namespace

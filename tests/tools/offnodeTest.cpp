@@ -6,6 +6,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -51,10 +52,15 @@ TEST_F(Offnode, HasTheCommandsThatJudgeFiles)
 TEST_F(Offnode, SaysOfEachOtherCommandThatItNeedsTheLibrary)
 {
     for (const std::string name : {"get", "ps", "trace", "watch", "write"}) {
-        const ProcessResult result = varnix({name, "--json", "node.cfg", "-x", "/unit/gain"});
-        EXPECT_EQ(result.status, 5) << name;
-        EXPECT_EQ(varnix({name}).status, 5) << name;
-        EXPECT_THAT(result.err, HasSubstr("varnix " + name + " needs a build with it"));
+        const std::string message =
+            "varnix: this build was made without the library and only judges files; varnix " +
+            name + " needs a build with it";
+        expectResult(varnix({name}), 5, "", message + "\n");
+        expectResult(varnix({name, "--json", "node.cfg", "-x", "/unit/gain"}), 5,
+                     R"({"errors":[{"message":")" + message + "\",\"status\":5}]}\n",
+                     message + "\n");
+        EXPECT_THAT(varnix({"--help"}).out,
+                    ContainsRegex("\n  " + name + " +Not here: this build only judges files\n"));
     }
 }
 

@@ -61,7 +61,24 @@ TEST_F(Try, AValueThatASchemaDoesNotAllowIsRefusedWithBothPlaces)
     };
     expectResult(against({"/gain", "64"}), 1, config + "\trefused: 64 is above 63 (s:1)\n", "");
     expectResult(against({"/gain", "63"}), 0, config + "\t1 2 3 -> 63 2 3\n", "");
-    EXPECT_EQ(tried({"/offset", "1"}, {"--schema", "s", "--closed"}).status, 1);
+    expectResult(tried({"/offset", "1"}, {"--schema", "s", "--closed"}), 1,
+                 config + "\trefused: no line of a schema describes \"/offset\"\n", "");
+}
+
+TEST_F(Try, AValueThatASchemaFaultsTwiceIsRefusedForBoth)
+{
+    write("s", "/gain U16[2] 0..63\n");
+    expectResult(
+        tried({"/gain", "64"}, {"--schema", "s"}), 1,
+        config + "\trefused: the number of elements is 3, not 2 (s:1); 64 is above 63 (s:1)\n", "");
+}
+
+TEST_F(Try, WhatTheLibraryRefusesIsNotHeldAgainstASchema)
+{
+    write("s", "/gain U16 9..63 deprecated\n");
+    expectResult(tried({"/gain", "65536"}, {"--schema", "s"}), 1,
+                 config + "\trefused: Can not store the value 65536 in a key with datatype: U16\n",
+                 "");
 }
 
 TEST_F(Try, AWriteToADeprecatedParameterIsTakenWithAWarning)
@@ -116,9 +133,8 @@ TEST_F(Try, EveryDatabaseThatHoldsTheKeyIsShown)
 TEST_F(Try, AKeyThatNoDatabaseHoldsIsSaidWithTheNearest)
 {
     const ProcessResult result = tried({"/gian", "1"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, HasSubstr("no database holds /gian; the nearest: /gain "));
+    expectResult(result, 1, "",
+                 "varnix: no database holds /gian; the nearest: /gain /both /fixed\n");
 }
 
 TEST_F(Try, TheFirstWordEndsTheOptions)
@@ -132,7 +148,8 @@ TEST_F(Try, TheFirstWordEndsTheOptions)
 
 TEST_F(Try, TooFewWordsAreWrongUsage)
 {
-    EXPECT_EQ(tried({"/gain"}).status, 2);
+    expectResult(tried({"/gain"}), 2, "",
+                 "varnix: a write has at least 4 words, as in: db write KEY VALUE\n");
     EXPECT_EQ(varnix({"try"}).status, 2);
 }
 
@@ -145,18 +162,19 @@ TEST_F(Try, ANodeThatCannotBeUsedSaysWhy)
 
 TEST_F(Try, AsADocumentSaysTheSame)
 {
-    const Json taken = Json::parse(tried({"/both", "256"}, {"--json"}).out);
-    EXPECT_EQ(taken["config"], config);
-    EXPECT_EQ(taken["key"], "/both");
-    const Json& refused = taken["databases"][0];
-    EXPECT_EQ(refused["config"], Json());
-    EXPECT_EQ(refused["result"], "refused");
-    EXPECT_EQ(refused["message"], "Can not store the value 256 in a key with datatype: U8");
-    const Json& other = taken["databases"][1];
-    EXPECT_EQ(other["config"], config);
-    EXPECT_EQ(other["result"], "taken");
-    EXPECT_EQ(other["before"], Json({{"type", "U16"}, {"value", {2}}}));
-    EXPECT_EQ(other["after"], Json({{"type", "U16"}, {"value", {256}}}));
+    const Json document = Json::parse(tried({"/both", "256"}, {"--json"}).out);
+    const Json refused{{"config", nullptr},
+                       {"result", "refused"},
+                       {"before", {{"type", "U8"}, {"value", {1}}}},
+                       {"message", "Can not store the value 256 in a key with datatype: U8"}};
+    const Json taken{{"config", config},
+                     {"result", "taken"},
+                     {"before", {{"type", "U16"}, {"value", {2}}}},
+                     {"after", {{"type", "U16"}, {"value", {256}}}}};
+    EXPECT_EQ(document, Json({{"config", config},
+                              {"key", "/both"},
+                              {"databases", {refused, taken}},
+                              {"errors", Json::array()}}));
 }
 
 } // namespace

@@ -9,12 +9,15 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
-using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class Write : public Served
 {
+protected:
+    /** Leads what each configuration says. */
+    const std::string notSent = "varnix: not sent, as nothing would take it; --force sends it:\n";
 };
 
 TEST_F(Write, ATakenWriteShowsTheOldAndTheNewValueOfEverySubscriber)
@@ -160,7 +163,7 @@ TEST_F(Write, AJournalThatCannotBeWrittenStopsItBeforeItIsSent)
     const ProcessResult result = written({"/gain", "4"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, HasSubstr("varnix: the server sent it to nobody: "));
+    EXPECT_THAT(result.err, StartsWith("varnix: the server sent it to nobody: "));
     settle();
     EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
     EXPECT_EQ(varnix({"get", "--pid", pid, "/gain"}).out, "1 2\n");
@@ -205,16 +208,16 @@ TEST_F(Write, WhatNoConfigurationTakesIsNotSentButByForce)
     startServer();
     const std::string pid = subscribe({second});
     const ProcessResult kept = written({"/gain", "1", "2"}, {"--config", second});
-    EXPECT_EQ(kept.status, 1);
-    EXPECT_EQ(kept.out, "");
-    EXPECT_THAT(kept.err, HasSubstr("not sent"));
-    EXPECT_THAT(kept.err, HasSubstr("refused: Can not update a key with 1 values, with  2 values"));
+    expectResult(kept, 1, "",
+                 notSent + second +
+                     "\trefused: Can not update a key with 1 values, with  2 values\n");
     EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
 
     EXPECT_EQ(written({"/gain", "1", "2"}, {"--config", second, "--force"}).status, 1);
     EXPECT_THAT(lineOf(pid), HasSubstr("\t1 writes\t"));
     EXPECT_EQ(written({"/gain", "4"}, {"--config", first, "--config", second}).status, 0);
-    EXPECT_THAT(written({"/gian", "4"}, {"--config", second}).err, HasSubstr("the nearest: /gain"));
+    expectResult(written({"/gian", "4"}, {"--config", second}), 1, "",
+                 notSent + "varnix: no database holds /gian; the nearest: /gain /board /empty\n");
 }
 
 TEST_F(Write, WhatCannotBeTriedIsNotSentButByForce)
@@ -234,9 +237,9 @@ TEST_F(Write, WhatASchemaRefusesIsNotSentButByForce)
     const std::string pid = subscribe({second});
     const ProcessResult kept =
         written({"/gain", "64"}, {"--config", second, "--schema", m_directory / "s"});
-    EXPECT_EQ(kept.status, 1);
-    EXPECT_THAT(kept.err, AllOf(HasSubstr("not sent"), HasSubstr("refused: 64 is above 63 ("),
-                                HasSubstr("s:1)")));
+    expectResult(kept, 1, "",
+                 notSent + second + "\trefused: 64 is above 63 (" + (m_directory / "s").string() +
+                     ":1)\n");
     EXPECT_THAT(lineOf(pid), HasSubstr("\t0 writes\t"));
     EXPECT_EQ(written({"/gain", "63"}, {"--config", second, "--schema", m_directory / "s"}).status,
               0);
@@ -251,30 +254,38 @@ TEST_F(Write, AsADocumentSaysTheSame)
     startServer();
     const std::string pid = subscribe({first, second});
     const Json document = Json::parse(written({"/gain", "5", "2"}, {"--json"}).out);
-    EXPECT_EQ(document["words"], Json({"db", "write", "/gain", "5", "2"}));
-    const Json& subscriber = document["subscribers"][0];
-    EXPECT_EQ(subscriber["pid"], std::stoi(pid));
-    EXPECT_EQ(subscriber["command"], "holder");
-    const Json& changed = subscriber["databases"][0];
-    EXPECT_EQ(changed["config"], first);
-    EXPECT_EQ(changed["result"], "taken");
-    EXPECT_EQ(changed["after"]["value"], Json({5, 2}));
-    EXPECT_EQ(subscriber["databases"][1]["result"], "refused");
+    const Json taken{{"config", first},
+                     {"result", "taken"},
+                     {"before", {{"type", "U16"}, {"value", {1, 2}}}},
+                     {"after", {{"type", "U16"}, {"value", {5, 2}}}}};
+    const Json refused{{"config", second},
+                       {"result", "refused"},
+                       {"before", {{"type", "U16"}, {"value", {3}}}},
+                       {"message", "Can not update a key with 1 values, with  2 values"}};
+    const Json subscriber{
+        {"pid", std::stoi(pid)}, {"command", "holder"}, {"databases", {taken, refused}}};
+    EXPECT_EQ(document, Json({{"words", {"db", "write", "/gain", "5", "2"}},
+                              {"subscribers", {subscriber}},
+                              {"errors", Json::array()}}));
 }
 
 TEST_F(Write, AsADocumentNamesWhatDidNotHappen)
 {
     startServer();
-    subscribe({first});
+    const std::string pid = subscribe({first});
     const auto documentOf = [this](const std::vector<std::string>& words) {
         return Json::parse(written(words, {"--json"}).out);
     };
     EXPECT_EQ(documentOf({"/gain", "1"})["subscribers"][0]["databases"][0]["result"], "unchanged");
 
-    const Json error = documentOf({"/gian", "1"})["errors"][0];
-    EXPECT_EQ(error["status"], 1);
-    EXPECT_EQ(error["message"],
-              "varnix: no database holds /gian; the nearest: /gain /board /label");
+    const Json subscriber{
+        {"pid", std::stoi(pid)}, {"command", "holder"}, {"databases", Json::array()}};
+    const Json error{
+        {"message", "varnix: no database holds /gian; the nearest: /gain /board /label"},
+        {"status", 1}};
+    EXPECT_EQ(documentOf({"/gian", "1"}), Json({{"words", {"db", "write", "/gian", "1"}},
+                                                {"subscribers", {subscriber}},
+                                                {"errors", {error}}}));
 
     holders.back()->signal(SIGSTOP);
     EXPECT_EQ(documentOf({"/gain", "4"})["subscribers"][0]["message"], "not applied yet");
