@@ -1,4 +1,8 @@
 #include "auditFixture.h"
+#include "tests/support/child.h"
+#include "tests/support/processState.h"
+
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -158,6 +162,35 @@ TEST_F(Audit, DoesNotWaitForAPipe)
     ASSERT_EQ(::mkfifo((m_directory / "n1/flash/unit.db").c_str(), 0600), 0);
     EXPECT_THAT(audit({"n1"}).out,
                 HasSubstr("cannot read n1/flash/unit.db: it is not a regular file"));
+}
+
+TEST_F(Audit, JudgesAsManyNodesAtOnceAsItIsTold)
+{
+    const auto threadsWith = [this](const std::vector<std::string>& options) {
+        std::vector<std::string> command{"/usr/bin/env", "-C",    m_directory.path().string(),
+                                         VARNIX_TOOL,    "audit", "--json"};
+        command.insert(command.end(), options.begin(), options.end());
+        command.resize(command.size() + 5000, "n1"); // more than a pipe holds of output
+        Child child(command);
+        EXPECT_TRUE(child.out().line());
+        return entriesOf(("/proc/" + std::to_string(child.id()) + "/task").c_str());
+    };
+    const std::size_t withOne = threadsWith({"--jobs", "1"});
+    EXPECT_EQ(threadsWith({"--jobs", "4"}), withOne + 3);
+    const std::size_t withOneACore = withOne - 1 + std::thread::hardware_concurrency();
+    EXPECT_EQ(threadsWith({"--jobs", "0"}), withOneACore);
+    EXPECT_EQ(threadsWith({}), withOneACore);
+    EXPECT_EQ(audit({"--jobs", "1024", "n1"}).status, 0);
+    EXPECT_EQ(audit({"--jobs", "1025", "n1"}).status, 2);
+}
+
+TEST_F(Audit, ShowsAtATerminalHowManyNodesAreDone)
+{
+    Child child({"/bin/sh", "-c",
+                 "cd " + m_directory.path().string() + " && exec " VARNIX_TOOL " audit n1 2>&1"},
+                true);
+    EXPECT_EQ(child.out().rest(), "\r1 of 1 nodes\r\033[K1 node: 1 good, 0 with findings, 0 not "
+                                  "judged; 0 errors, 0 warnings, 0 notes\r\n");
 }
 
 class AuditReports : public Audit

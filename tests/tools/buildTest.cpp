@@ -96,11 +96,17 @@ TEST_F(Build, DependencyFileServesNinja)
 TEST_F(Build, DependencyFileOverTheOutputOrASourceIsWrongUsage)
 {
     write("a", "/a U8 1");
-    for (const char* depfile : {"out", "./a"})
-        EXPECT_EQ(varnix({"build", "-o", "out", "--depfile", depfile, "a"}).status, 2);
-    EXPECT_EQ(varnix({"build", "-o", "-", "--depfile", "out.d", "a"}).status, 2);
-    EXPECT_EQ(files(), 1);
+    write("s", "/a U8");
+    for (const auto& [depfile, replaced] : {std::pair("out", "out"), {"./a", "a"}, {"./s", "s"}})
+        expectResult(varnix({"build", "-o", "out", "--schema", "s", "--depfile", depfile, "a"}), 2,
+                     "",
+                     std::string("varnix: the dependency file would replace ") + replaced +
+                         "; name another file with --depfile\n");
+    expectResult(varnix({"build", "-o", "-", "--depfile", "out.d", "a"}), 2, "",
+                 "varnix: --depfile needs an output file; name one with -o\n");
+    EXPECT_EQ(files(), 2);
     EXPECT_EQ(read("a"), "/a U8 1");
+    EXPECT_EQ(read("s"), "/a U8");
 }
 
 TEST_F(Build, OfAWrongSourceWritesNoDependencyFile)
@@ -172,6 +178,10 @@ TEST_F(Build, OverItsSourceIsWrongUsage)
                  "varnix: the output would replace a.db; name another file with -o\n");
     EXPECT_EQ(varnix({"build", "-o", "./a.db", "a.db"}).status, 2);
     EXPECT_EQ(read("a.db"), "/a U8 1");
+    write("s", "/a U8");
+    expectResult(varnix({"build", "-o", "./s", "--schema", "s", "a.db"}), 2, "",
+                 "varnix: the output would replace s; name another file with -o\n");
+    EXPECT_EQ(read("s"), "/a U8");
 }
 
 TEST_F(Build, OfSeveralSourcesNeedsAnOutput)

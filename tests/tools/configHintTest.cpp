@@ -54,7 +54,9 @@ INSTANTIATE_TEST_SUITE_P(
         Misspelling{
             "NothingAlike",
             "varnix: { component_versions = ( { component_id = \"a\";\nowner = \"b\"; } ); };", ""},
-        Misspelling{"NoGroup", "varnix: { component_versions = (\n1 ); };", ""}),
+        Misspelling{"NoGroup", "varnix: { component_versions = (\n1 ); };", ""},
+        Misspelling{"ListInTheList", "varnix: { component_versions = (\n( \"revison\" ) ); };",
+                    ""}),
     [](const auto& tested) { return tested.param.name; });
 
 class ConfigHintPlace : public ToolTest

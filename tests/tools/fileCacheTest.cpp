@@ -20,6 +20,15 @@ protected:
         return path;
     }
 
+    std::string fileOf(std::size_t size) const
+    {
+        const std::string path = m_directory / ("of" + std::to_string(size));
+        const std::size_t rest = size - DbBuilder().text("/text", "").image().size();
+        DbBuilder().text("/text", std::string(rest, 'x')).write(path);
+        EXPECT_EQ(std::filesystem::file_size(path), size);
+        return path;
+    }
+
 private:
     const TemporaryDirectory m_directory;
 };
@@ -42,6 +51,45 @@ TEST_F(Cache, DoesNotGrowWithTheNumberOfSmallFiles)
     for (std::uint16_t gain = 2; gain <= 3; ++gain)
         cache.read(fileWith(gain));
     EXPECT_NE(cache.read(oldest).content, content);
+}
+
+TEST_F(Cache, KeepsWhatWasReadLastUpToItsSize)
+{
+    FileCache cache({}, 8192);
+    const std::string first = fileWith(1);
+    const std::string second = fileWith(2);
+    const auto ofFirst = cache.read(first).content;
+    const auto ofSecond = cache.read(second).content;
+    EXPECT_EQ(cache.read(first).content, ofFirst);
+    cache.read(fileWith(3));
+    EXPECT_EQ(cache.read(first).content, ofFirst);
+    EXPECT_NE(cache.read(second).content, ofSecond);
+}
+
+TEST_F(Cache, KeepsAFileOfItsOwnSizeAndNoneThatIsLarger)
+{
+    constexpr std::size_t size = 5000;
+    FileCache cache({}, size);
+    const std::string whole = fileOf(size);
+    const auto content = cache.read(whole).content;
+    EXPECT_EQ(cache.read(whole).content, content);
+    const std::string larger = fileOf(size + 1);
+    EXPECT_NE(cache.read(larger).content, cache.read(larger).content);
+    EXPECT_EQ(cache.read(whole).content, content);
+}
+
+TEST_F(Cache, SaysWhyAFileCannotBeRead)
+{
+    FileCache cache({});
+    const std::string absent = fileWith(1) + ".absent";
+    EXPECT_EQ(cache.read(absent).problem, "cannot open " + absent + ": No such file or directory");
+    const std::string large = fileWith(2);
+    std::filesystem::resize_file(large, FileCache::maxFileSize + 1);
+    EXPECT_EQ(cache.read(large).problem, "cannot read " + large + ": it is too large");
+    const std::string directory = fileWith(3) + ".directory";
+    std::filesystem::create_directory(directory);
+    EXPECT_EQ(cache.read(directory).problem,
+              "cannot read " + directory + ": it is not a regular file");
 }
 
 } // namespace

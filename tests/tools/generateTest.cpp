@@ -129,19 +129,21 @@ TEST_F(Generate, GivesAKeyItsOwnDefaultBeforeThatOfAPattern)
 
 TEST_F(Generate, OfTwoKeysWithOneNameIsInvalidAndWritesNothing)
 {
-    write("node.schema", "/unit/gain U8\n/unit-gain U8\n");
+    write("node.schema", "/unit/gain U8\n/unit-gain U8\n/unit_gain U8\n");
     expectResult(varnix({"generate", "cpp", "-o", "node.h", "node.schema"}), 4, "",
                  "node.schema:2:1: error: /unit-gain gives the name unitGain, as /unit/gain does "
+                 "(node.schema:1)\n"
+                 "node.schema:3:1: error: /unit_gain gives the name unitGain, as /unit/gain does "
                  "(node.schema:1)\n");
     EXPECT_FALSE(exists("node.h"));
 }
 
 TEST_F(Generate, OfSchemasThatContradictEachOtherIsInvalid)
 {
-    write("other.schema", "/unit/mode U8\n");
-    const ProcessResult result = varnix({"generate", "markdown", "node.schema", "other.schema"});
-    EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.err, "other.schema:1:1: error: U8 contradicts CHAR (node.schema:2)\n");
+    write("other.schema", "/unit/mode U8\n/unit/gain U8\n");
+    expectResult(varnix({"generate", "markdown", "node.schema", "other.schema"}), 4, "",
+                 "other.schema:1:1: error: U8 contradicts CHAR (node.schema:2)\n"
+                 "other.schema:2:1: error: U8 contradicts U16 (node.schema:1)\n");
 }
 
 TEST_F(Generate, TakesANamespace)
@@ -151,8 +153,8 @@ TEST_F(Generate, TakesANamespace)
     EXPECT_THAT(result.out, HasSubstr("\nnamespace My::Node {\n"));
     EXPECT_THAT(result.out, HasSubstr("#ifndef VARNIX_GENERATED_MY_NODE_H\n"));
     for (const char* name : {"1", "a::", "class", "a b", "_A", "::a", "std", "A::std"})
-        EXPECT_EQ(varnix({"generate", "cpp", "--namespace", name, "node.schema"}).status, 2)
-            << name;
+        expectResult(varnix({"generate", "cpp", "--namespace", name, "node.schema"}), 2, "",
+                     std::string("varnix: no namespace: ") + name + '\n');
 }
 
 TEST_F(Generate, TakesANamespaceThatIsNamedAsTheLibrarys)
@@ -190,9 +192,17 @@ TEST_F(Generate, GivesTheSameBytesFromAnyDirectory)
                   varnix({"generate", language, path}).out);
 }
 
+TEST_F(Generate, WritesToStandardOutputWhereAsked)
+{
+    const std::string text = varnix({"generate", "markdown", "node.schema"}).out;
+    expectResult(varnix({"generate", "markdown", "-o", "-", "node.schema"}), 0, text, "");
+    EXPECT_EQ(files(), 1);
+}
+
 TEST_F(Generate, NeverReplacesItsSchema)
 {
-    EXPECT_EQ(varnix({"generate", "cpp", "-o", "./node.schema", "node.schema"}).status, 2);
+    expectResult(varnix({"generate", "cpp", "-o", "./node.schema", "node.schema"}), 2, "",
+                 "varnix: the output would replace node.schema; name another file with -o\n");
     EXPECT_EQ(read("node.schema"), nodeSchema);
 }
 

@@ -2,6 +2,7 @@
 #include "tests/tools/toolTest.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 namespace Varnix::Test {
 namespace {
@@ -283,6 +284,20 @@ TEST_F(Get, DirectoryAsConfigurationSaysSo)
 {
     expectResult(get({".", "/u8"}), 5, "",
                  "varnix: no configuration: . is a directory or a device\n");
+}
+
+TEST_F(Get, PipeAsConfigurationSaysSoAndIsNotWaitedFor)
+{
+    ASSERT_EQ(::mkfifo((m_directory / "pipe").c_str(), 0600), 0);
+    expectResult(get({"pipe", "/u8"}), 5, "",
+                 "varnix: no configuration: pipe is a pipe or a socket\n");
+}
+
+TEST_F(Get, WithoutAConfigurationIsWrongUsage)
+{
+    for (const std::string command : {"get", "explain"})
+        expectResult(varnix({command}), 2, "",
+                     "varnix: CONFIG is required\nTry varnix " + command + " --help.\n");
 }
 
 TEST_F(Get, WrongConfigurationSaysWhere)

@@ -68,15 +68,18 @@ TEST_F(Install, LeavesTheFileWhereASchemaRefusesTheNewOne)
 
 TEST_F(Install, OfAnUnreadableFileLeavesTheOldOne)
 {
-    EXPECT_EQ(varnix({"install", "absent.db", "old.db"}).status, 3);
-    EXPECT_EQ(varnix({"install", "new.db", "absent/new.db"}).status, 3);
+    expectResult(varnix({"install", "absent.db", "old.db"}), 3, "",
+                 "varnix: cannot open absent.db: No such file or directory\n");
+    expectResult(varnix({"install", "new.db", "absent/new.db"}), 3, "",
+                 "varnix: cannot write absent/new.db: No such file or directory\n");
     EXPECT_EQ(read("old.db"), image(1));
 }
 
 TEST_F(Install, OfAFileOverItselfIsWrongUsage)
 {
     fs::create_symlink("old.db", m_directory / "link.db");
-    EXPECT_EQ(varnix({"install", "old.db", "link.db"}).status, 2);
+    expectResult(varnix({"install", "old.db", "link.db"}), 2, "",
+                 "varnix: FILE and DEST are the same file: old.db\n");
     EXPECT_EQ(read("old.db"), image(1));
 }
 

@@ -56,12 +56,8 @@ template <std::size_t... alternatives>
 Data decodedAs(std::size_t wanted, const DbFile::Value& value,
                std::index_sequence<alternatives...> /*all*/)
 {
-    Data data;
-    static_cast<void>(
-        ((alternatives == wanted &&
-          (data = decodedAs<std::variant_alternative_t<alternatives, Data>>(value), true)) ||
-         ...));
-    return data;
+    constexpr std::array decoders{&decodedAs<std::variant_alternative_t<alternatives, Data>>...};
+    return decoders[wanted](value);
 }
 
 } // namespace

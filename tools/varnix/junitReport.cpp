@@ -8,11 +8,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <iomanip>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
-#include <unistd.h>
+#include <sys/utsname.h>
 
 namespace Varnix::Tool {
 
@@ -48,10 +50,9 @@ std::string escaped(std::string_view text)
 
 std::string seconds(std::chrono::steady_clock::duration time)
 {
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
-    std::string fraction = std::to_string(1000 + ms % 1000);
-    fraction.front() = '.';
-    return std::to_string(ms / 1000) + fraction;
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(3) << std::chrono::duration<double>(time).count();
+    return text.str();
 }
 
 std::string dateText(std::time_t date)
@@ -64,9 +65,9 @@ std::string dateText(std::time_t date)
 
 std::string hostName()
 {
-    std::array<char, 256> name{};
-    ::gethostname(name.data(), name.size() - 1);
-    return name.data();
+    utsname host{};
+    ::uname(&host);
+    return host.nodename;
 }
 
 /** What fails a node's case. */
