@@ -120,6 +120,28 @@ TEST_F(Audit, FindsTheFilesOfANodeByItself)
                           "/flash/second.db hold identities; name it with --production\n");
 }
 
+TEST_F(Audit, OfANodeWithoutWhatItNeedsSaysWhatIsMissingOnOneLine)
+{
+    const std::string notJudged = "1 node: 0 good, 0 with findings, 1 not judged; 0 errors, 0 "
+                                  "warnings, 0 notes\n";
+    expectResult(varnix({"audit", "--config", "/etc/node.cfg", "n1"},
+                        {.environment = {firstVariable + std::string("=/one"),
+                                         secondVariable + std::string("=/two")}}),
+                 3, notJudged,
+                 "n1: error: no production database: sys_uflash_prod_db_dev_dev: cannot open "
+                 "n1/one: No such file or directory sys_uflash_prod_db_dev: cannot open n1/two: No "
+                 "such file or directory\n");
+    const ProcessSetup withoutProduction{.environment = {firstVariable, secondVariable}};
+    fs::remove(m_directory / "n1/etc/node.cfg");
+    expectResult(varnix({"audit", "n1"}, withoutProduction), 3, notJudged,
+                 "n1: error: no configuration: no file with the extension .cfg has one; name it "
+                 "with --config\n");
+    fs::remove(m_directory / "n2/flash/prod.db");
+    expectResult(varnix({"audit", "n2"}, withoutProduction), 3, notJudged,
+                 "n2: error: no production database: no file holds a text at /componentConfigId; "
+                 "name it with --production\n");
+}
+
 TEST_F(Audit, ReadsSeveralConfigurationsAndNamesASharedFindingOnce)
 {
     makeNode("n1", DbBuilder().u16("gain", {17}));

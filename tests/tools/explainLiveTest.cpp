@@ -83,6 +83,14 @@ TEST_F(ExplainLive, FilesAreThoseOfTheProcessAndNotOfTheShell)
     EXPECT_THAT(result.out, HasSubstr("=> a client gets U16 1 2 from first.db\n"));
 }
 
+TEST_F(ExplainLive, AFileIsNamedByThePathThatTheProcessHasForIt)
+{
+    const std::string pid = hold({first});
+    std::filesystem::remove(node / "first.db");
+    EXPECT_THAT(varnix({"explain", "--pid", pid}).out,
+                HasSubstr(": cannot open " + (node / "first.db").string() + ": No such file"));
+}
+
 TEST_F(ExplainLive, AsADocumentSaysTheSame)
 {
     const std::string pid = hold({first});

@@ -77,6 +77,16 @@ TEST_F(SchemaOption, OfBuildWritesWhatTheSchemaAllows)
     EXPECT_EQ(read("d"), "db: a s\na:\ns:\n");
 }
 
+TEST_F(SchemaOption, OfBuildWarnsOfWhatIsDeprecated)
+{
+    write("s", "/a U8 deprecated\n");
+    write("a", "/a U8 9\n");
+    expectResult(varnix({"build", "-o", "db", "--schema", "s", "a"}), 0, "",
+                 "a:1:1: warning: /a is deprecated (s:1)\n"
+                 "varnix: varnix-schema(5) explains these checks: deprecated\n");
+    EXPECT_EQ(read("db"), DbBuilder().u8("/a", {9}).image());
+}
+
 TEST_F(SchemaOption, IsNeverReplacedByAnOutput)
 {
     write("s", "/a U8\n");

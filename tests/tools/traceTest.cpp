@@ -1,6 +1,7 @@
 #include "traceFixture.h"
 
 #include <csignal>
+#include <sstream>
 
 #include <nlohmann/json.hpp>
 
@@ -84,12 +85,44 @@ TEST_F(Trace, AsADocumentSaysTheSame)
     EXPECT_EQ(result.status, 7);
     EXPECT_EQ(result.err, "output\n") << "the document has standard output to itself";
     const Json document = Json::parse(result.out);
-    EXPECT_EQ(document["errors"], Json::array());
+    EXPECT_EQ(document, Json({{"events", document["events"]}, {"errors", Json::array()}}));
     const Json& last = document["events"].back();
-    EXPECT_EQ(last["level"], "ERROR");
-    EXPECT_EQ(last["command"], "varnix");
-    EXPECT_EQ(last["message"], "Failed to load and parse configuration file: absent.cfg");
-    EXPECT_EQ(last["advice"], "correct what the event before names");
+    EXPECT_GT(last.at("pid"), 1);
+    EXPECT_THAT(last.at("time").get<std::string>(),
+                MatchesRegex("[0-9]+-[0-9]+-[0-9]+T[0-9]+:[0-9]+:[0-9]+[.][0-9]+[+-][0-9]+"));
+    EXPECT_THAT(last.at("source").get<std::string>(), MatchesRegex("[a-zA-Z]+[.]cpp:[0-9]+"));
+    EXPECT_EQ(last, Json({{"time", last.at("time")},
+                          {"pid", last.at("pid")},
+                          {"command", "varnix"},
+                          {"level", "ERROR"},
+                          {"message", "Failed to load and parse configuration file: absent.cfg"},
+                          {"source", last.at("source")},
+                          {"meaning", "the event before says why, see the next table"},
+                          {"advice", "correct what the event before names"}}));
+}
+
+TEST_F(Trace, AsADocumentHasALineForEachEvent)
+{
+    write("bad.cfg", "varnix = { component_versions = ( { } ); };");
+    std::istringstream out(traced({"--json"}, "$TOOL get bad.cfg /a 2>/dev/null").out);
+    std::string line;
+    std::getline(out, line);
+    EXPECT_EQ(line, "{\"events\": [");
+    std::vector<Json> events;
+    while (std::getline(out, line) && line.starts_with("{\"time\":"))
+        events.push_back(Json::parse(line.substr(0, line.find_last_of('}') + 1)));
+    EXPECT_EQ(line, "], \"errors\": []}");
+    EXPECT_FALSE(std::getline(out, line));
+
+    // One without anything to do about it and one that says it all come before the last.
+    ASSERT_GE(events.size(), 3U);
+    const Json& begun = events[events.size() - 3];
+    EXPECT_EQ(begun.at("meaning"), "a client asked for a database");
+    EXPECT_FALSE(begun.contains("advice"));
+    const Json& wrong = events[events.size() - 2];
+    EXPECT_FALSE(wrong.contains("meaning"));
+    EXPECT_EQ(wrong.at("advice"),
+              "make the element a group, `{ … }`, with a `component_id` that is a text");
 }
 
 TEST_F(Trace, AsADocumentIsWholeWithoutAnEvent)
