@@ -254,8 +254,6 @@ bool Links::send(const Frame& frame, std::uint32_t mailbox, Directory& directory
         }
     } catch (const FrameLost& error) {
         m_retry.failed(error);
-        if (link->isBehind())
-            m_retry.postpone();
         return false;
     } catch (const std::exception& error) {
         m_retry.failed(error);

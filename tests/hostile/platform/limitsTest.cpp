@@ -274,6 +274,23 @@ TEST_F(HostileLimit, AMailboxThatGoesUnderAFileSizeLimitIsNoError)
     });
 }
 
+TEST_F(HostileLimit, AMessageThatGoesBeyondTheFileSizeLimitIsNotLost)
+{
+    inProcess([] {
+        const std::uint32_t mine = open("mine");
+        Process sender([&] {
+            open("sender");
+            EXPECT_EQ(1, sendSized(mine, 1, fileSize * 3 / 4));
+            const Limit limit(RLIMIT_FSIZE, fileSize);
+            for (const std::uint32_t number : {2U, 3U})
+                EXPECT_EQ(1, sendSized(mine, number, fileSize * 3 / 4));
+        });
+        for (const std::uint32_t number : {1U, 2U, 3U})
+            EXPECT_EQ(number, receiveNumber());
+        EXPECT_EQ(0, sender.wait());
+    });
+}
+
 TEST_F(HostileLimit, ASenderThatEndsUnderAFileSizeLimitLeavesNoDescriptor)
 {
     inProcess([] {
