@@ -72,6 +72,13 @@ TEST_F(Colours, EachStreamIsLookedAtForItself)
     EXPECT_THAT(m_notes, AllOf(HasSubstr(": note: "), Not(HasSubstr(escape))));
 }
 
+TEST_F(Colours, DatabaseIsNotWrittenToATerminal)
+{
+    write("a", "/a U8 1");
+    EXPECT_EQ(atTerminal({}, {"build", "-o", "-", "a"}), "");
+    EXPECT_EQ(m_notes, "varnix: a database is not written to a terminal; name a file with -o\n");
+}
+
 TEST_F(Colours, UserWhoSaysSoGetsNone)
 {
     for (const char* setting : {"NO_COLOR=1", "TERM=dumb"})

@@ -109,10 +109,11 @@ TEST_F(Get, AbsentKeyIsNamedAndTheOthersPrinted)
 TEST_F(Get, KeyThatNoReadAcceptsIsNotAbsent)
 {
     for (const std::string key : {"/empty", "/unnamed"}) {
-        const ProcessResult result = get({"node.cfg", key});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_THAT(result.err, StartsWith("varnix: " + key + ": no read accepts it"));
+        expectResult(get({"node.cfg", key}), 1, "",
+                     "varnix: " + key +
+                         ": no read accepts it: its type has no name, or it is empty and has none; "
+                         "see varnix explain node.cfg " +
+                         key + '\n');
     }
 }
 
@@ -298,6 +299,8 @@ TEST_F(Get, WithoutAConfigurationIsWrongUsage)
     for (const std::string command : {"get", "explain"})
         expectResult(varnix({command}), 2, "",
                      "varnix: CONFIG is required\nTry varnix " + command + " --help.\n");
+    expectResult(varnix({"get", "node.cfg"}), 2, "",
+                 "varnix: KEY is required\nTry varnix get --help.\n");
 }
 
 TEST_F(Get, WrongConfigurationSaysWhere)
@@ -316,9 +319,12 @@ TEST_F(Get, ComponentDatabaseThatCannotBeUsedIsNamed)
 
 TEST_F(Get, UnusableNodeAsJsonIsADocumentToo)
 {
+    const std::string message =
+        "varnix: no configuration: cannot open absent.cfg: No such file or directory";
     const ProcessResult result = get({"--json", "absent.cfg", "/u8"});
     EXPECT_EQ(result.status, 5);
-    EXPECT_EQ(Json::parse(result.out)["errors"][0]["status"], 5);
+    EXPECT_EQ(result.err, message + '\n');
+    EXPECT_EQ(Json::parse(result.out), Json({{"errors", {{{"message", message}, {"status", 5}}}}}));
 }
 
 } // namespace

@@ -98,7 +98,8 @@ TEST_F(SchemaOption, IsNeverReplacedByAnOutput)
 TEST_F(SchemaOption, ClosedNeedsASchema)
 {
     EXPECT_EQ(varnix({"check", "--closed", "db"}).status, 2);
-    EXPECT_EQ(varnix({"check"}).status, 2);
+    expectResult(varnix({"check"}), 2, "",
+                 "varnix: a file or --schema is required\nTry varnix check --help.\n");
 }
 
 TEST_F(SchemaOption, OfDumpShowsEachLineWithWhatItSays)
@@ -124,12 +125,27 @@ TEST_F(SchemaOption, OfDumpNeedsJsonAndNoFile)
 {
     write("s", "/a U8\n");
     EXPECT_EQ(varnix({"dump", "--schema", "s"}).status, 2);
-    EXPECT_EQ(varnix({"dump", "--json", "--schema", "s", "s"}).status, 2);
-    EXPECT_EQ(varnix({"dump", "--json"}).status, 2);
+    const std::string message =
+        "varnix: either a file or --schema is required\nTry varnix dump --help.";
+    expectResult(varnix({"dump"}), 2, "", message + '\n');
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"dump", "--json", "--schema", "s", "s"}, {"dump", "--json"}}) {
+        const ProcessResult result = varnix(words);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(Json::parse(result.out),
+                  Json({{"errors", {{{"message", message}, {"status", 2}}}}}));
+    }
+}
+
+TEST_F(SchemaOption, OfDumpTellsWhatIsWrongWithASchema)
+{
     write("s", "/a U9\n");
     const ProcessResult result = varnix({"dump", "--json", "--schema", "s"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(Json::parse(result.out)["errors"][0]["status"], 4);
+    EXPECT_EQ(Json::parse(result.out),
+              Json({{"errors",
+                     {{{"message", "s:1:4: error: unknown type \"U9\"; did you mean \"U8\"?"},
+                       {"status", 4}}}}}));
 }
 
 } // namespace
