@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 using Json = nlohmann::json;
 using testing::AllOf;
 using testing::AnyOf;
+using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -150,6 +151,39 @@ TEST_F(LiveProcess, InNamespacesOfItsOwnIsExplained)
                 HasSubstr("=> a client gets U16 3 from " + (node / "first.db").string() +
                           "\n  process " + *pid + " holds U16 3\n"));
     EXPECT_THAT(result.out, Not(HasSubstr("Findings")));
+}
+
+TEST_F(LiveProcess, WithARootOfItsOwnIsExplained)
+{
+    std::vector<std::string> command = inNamespaces({"--mount-proc"});
+    if (command.empty())
+        return;
+    // All directories once more, with another first.db; the command is in the same namespaces.
+    const std::string script = R"(
+        mkdir root
+        mount -t tmpfs none root
+        for entry in /*; do
+            if [ -h "$entry" ]; then
+                cp -P "$entry" root
+            elif [ -d "$entry" ]; then
+                mkdir "root$entry"
+                mount --rbind "$entry" "root$entry"
+            fi
+        done
+        mount --bind "$NODE/second.db" "root$NODE/first.db"
+        mkfifo input ready
+        exec 3<>input
+        /usr/sbin/chroot root "$HOLDER" "$NODE/first.cfg" <&3 >ready &
+        read -r line <ready
+        exec "$TOOL" explain --pid $! /gain)";
+    command.insert(command.end(), {"/bin/sh", "-ec", script});
+    const ProcessResult result =
+        run(command, {.directory = m_directory.path(),
+                      .environment = {"TOOL=" VARNIX_TOOL, "HOLDER=" HOLDER,
+                                      "NODE=" + (node / "").parent_path().string()}});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, ContainsRegex("\n  => a client gets U16 3 from [^\n]*/first.db\n"
+                                          "  process [0-9]+ holds U16 3\n"));
 }
 
 TEST_F(LiveProcess, WithFilesOfItsOwnAloneIsExplained)
