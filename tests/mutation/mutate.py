@@ -15,7 +15,7 @@ import sys
 from pathlib import Path
 
 from mutants import mutants_of
-from outcomes import Outcomes, state_of, table, write_whole
+from outcomes import EXPLAINED, Outcomes, state_of, table, write_whole
 from rooms import programs_of, sources_of
 from survivors import described, key, read_survivors, stale
 from switchboard import Switchboard
@@ -67,7 +67,8 @@ class Run:
         left = collections.Counter()
         for mutant in self.mutants:
             if outcome := self.outcomes.of(mutant):
-                counts[mutant.source][outcome[0]] += 1
+                is_explained = outcome[0] == SURVIVED and key(mutant) in self.known
+                counts[mutant.source][EXPLAINED if is_explained else outcome[0]] += 1
             else:
                 left[mutant.source] += 1
         text = table(counts, left)

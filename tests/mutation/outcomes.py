@@ -7,6 +7,8 @@ import os
 
 from worker import KILLED, NO_PROGRAM, SURVIVED
 
+EXPLAINED = "survives for a reason"
+
 
 def digest(*parts):
     return hashlib.sha256("\0".join(parts).encode()).hexdigest()[:16]
@@ -63,8 +65,9 @@ class Outcomes:
 
 
 def table(counts, left):
-    """The figures by source, and how many mutants are left to try."""
-    lines = [f"{'source':36}{'mutants':>9}{'killed':>9}{'survived':>10}{'no program':>12}"
+    """The figures by source, and how many mutants are left to try. The rate is that of the mutants
+    that a test can notice."""
+    lines = [f"{'source':36}{'mutants':>9}{'killed':>9}{'survived':>10}{'reason':>8}{'no program':>12}"
              f"{'left':>7}{'rate':>9}"]
     total, all_left = collections.Counter(), sum(left.values())
     for source in sorted(counts) + ["all"]:
@@ -74,7 +77,7 @@ def table(counts, left):
         rest = all_left if source == "all" else left[source]
         rate = f"{100 * count[KILLED] / tested:.1f} %" if tested else "-"
         lines.append(f"{source:36}{count.total() + rest:9}{count[KILLED]:9}{count[SURVIVED]:10}"
-                     f"{count[NO_PROGRAM]:12}{rest:7}{rate:>9}")
+                     f"{count[EXPLAINED]:8}{count[NO_PROGRAM]:12}{rest:7}{rate:>9}")
     return "\n".join(lines) + "\n"
 
 
