@@ -96,12 +96,25 @@ TEST_F(ExplainLive, AsADocumentSaysTheSame)
     const std::string pid = hold({first});
     change();
     const Json document = Json::parse(varnix({"explain", "--pid", pid, "--json", "/gain"}).out);
+    const Json now{{"type", "U16"}, {"value", {5, 6}}};
+    Json inFile = now;
+    inFile.update({{"path", node / "first.db"}, {"selected", true}});
+    Json client = now;
+    client.update({{"result", "value"}, {"production", false}, {"file", node / "first.db"}});
     EXPECT_EQ(document["pid"], std::stoi(pid));
     EXPECT_EQ(document["config"], first);
-    const Json& key = document["keys"][0];
-    EXPECT_EQ(key["differs"], true);
-    EXPECT_EQ(key["client"]["value"], Json({5, 6}));
-    EXPECT_EQ(key["process"], Json({{"result", "value"}, {"type", "U16"}, {"value", {1, 2}}}));
+    EXPECT_EQ(document["keys"],
+              Json::array({{{"key", "/gain"},
+                            {"production", nullptr},
+                            {"files", Json::array({inFile})},
+                            {"client", client},
+                            {"process", {{"result", "value"}, {"type", "U16"}, {"value", {1, 2}}}},
+                            {"differs", true}}}));
+    EXPECT_EQ(document["findings"],
+              Json::array(
+                  {{{"severity", "warning"},
+                    {"file", first},
+                    {"message", "/gain: process " + pid + " does not hold what the files say"}}}));
 }
 
 TEST_F(ExplainLive, AProcessThatIsGoneCannotBeExplained)

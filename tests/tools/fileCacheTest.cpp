@@ -66,6 +66,16 @@ TEST_F(Cache, KeepsWhatWasReadLastUpToItsSize)
     EXPECT_NE(cache.read(second).content, ofSecond);
 }
 
+TEST_F(Cache, CountsASmallFileAsFourKilobytes)
+{
+    FileCache cache({}, 8191);
+    const std::string first = fileWith(1);
+    const auto content = cache.read(first).content;
+    EXPECT_EQ(cache.read(first).content, content);
+    cache.read(fileWith(2));
+    EXPECT_NE(cache.read(first).content, content);
+}
+
 TEST_F(Cache, KeepsAFileOfItsOwnSizeAndNoneThatIsLarger)
 {
     constexpr std::size_t size = 5000;
