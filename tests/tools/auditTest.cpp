@@ -142,6 +142,20 @@ TEST_F(Audit, OfANodeWithoutWhatItNeedsSaysWhatIsMissingOnOneLine)
                  "name it with --production\n");
 }
 
+TEST_F(Audit, LooksForTheFilesOfANodeAmongTenThousandAtMost)
+{
+    for (int i = 3; i < 10000; ++i) // three are there
+        write("n1/flash/" + std::to_string(i), "");
+    const ProcessSetup withoutProduction{.environment = {firstVariable, secondVariable}};
+    expectResult(varnix({"audit", "n1"}, withoutProduction), 0, oneGood, "");
+    write("n1/flash/one more", "");
+    const ProcessResult result = varnix({"audit", "n1"}, withoutProduction);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err,
+              "n1: error: the node has too many files to look for a configuration; name it with "
+              "--config, and the production database with --production\n");
+}
+
 TEST_F(Audit, ReadsSeveralConfigurationsAndNamesASharedFindingOnce)
 {
     makeNode("n1", DbBuilder().u16("gain", {17}));
