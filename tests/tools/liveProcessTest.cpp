@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 using Json = nlohmann::json;
 using testing::AllOf;
 using testing::AnyOf;
+using testing::Contains;
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -119,13 +120,13 @@ TEST_F(LiveProcess, OfAnotherReleaseSaysSo)
     std::ofstream(libraryCopy(), std::ios::binary) << library;
 
     const std::string pid = holdWith(libraryCopy());
-    const ProcessResult result = varnix({"get", "--pid", pid, "/gain"});
-    EXPECT_EQ(result.status, 5);
-    EXPECT_THAT(result.err, HasSubstr("uses a release of the library with layout 9; this one "
-                                      "knows layout 1"));
-    EXPECT_THAT(varnix({"ps"}).err, HasSubstr("process " + pid + " uses a release"));
+    const std::string message = "varnix: process " + pid +
+                                " uses a release of the library with layout 9; this one knows "
+                                "layout 1";
+    expectResult(varnix({"get", "--pid", pid, "/gain"}), 5, "", message + "\n");
+    EXPECT_THAT(varnix({"ps"}).err, HasSubstr(message + "\n"));
     const Json document = Json::parse(varnix({"ps", "--json"}).out);
-    EXPECT_THAT(document.at("errors").dump(), HasSubstr("process " + pid + " uses a release"));
+    EXPECT_THAT(document.at("errors"), Contains(Json{{"message", message}, {"status", 5}}));
 }
 
 TEST_F(LiveProcess, InNamespacesOfItsOwnIsLookedAt)

@@ -60,7 +60,7 @@ class Recorder
 public:
     explicit Recorder(std::vector<std::string> options = {}) : m_child(command(std::move(options)))
     {
-        m_child.err().readUntil("Ctrl-C ends it\n");
+        EXPECT_EQ(m_child.err().readUntil("\n"), "varnix: recording; Ctrl-C ends it\n");
     }
 
     Child& child() { return m_child; }

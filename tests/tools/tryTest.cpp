@@ -8,7 +8,6 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
-using testing::HasSubstr;
 
 /** A node whose production database holds some of its component's keys. */
 class Try : public ToolTest
@@ -155,9 +154,8 @@ TEST_F(Try, TooFewWordsAreWrongUsage)
 
 TEST_F(Try, ANodeThatCannotBeUsedSaysWhy)
 {
-    const ProcessResult result = varnix({"try", "absent.cfg", "db", "write", "/gain", "1"});
-    EXPECT_EQ(result.status, 5);
-    EXPECT_THAT(result.err, HasSubstr("absent.cfg"));
+    expectResult(varnix({"try", "absent.cfg", "db", "write", "/gain", "1"}), 5, "",
+                 "varnix: no configuration: cannot open absent.cfg: No such file or directory\n");
 }
 
 TEST_F(Try, AsADocumentSaysTheSame)

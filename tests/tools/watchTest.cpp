@@ -9,7 +9,6 @@ namespace Varnix::Test {
 namespace {
 
 using Json = nlohmann::json;
-using testing::HasSubstr;
 
 class Watch : public Served
 {
@@ -133,9 +132,8 @@ TEST_F(Watch, AsDocumentsAFailureIsALineToo)
 
 TEST_F(Watch, ANodeThatCannotBeUsedSaysWhy)
 {
-    const ProcessResult result = varnix({"watch", "absent.cfg", "/gain"});
-    EXPECT_EQ(result.status, 5);
-    EXPECT_THAT(result.err, HasSubstr("absent.cfg"));
+    expectResult(varnix({"watch", "absent.cfg", "/gain"}), 5, "",
+                 "varnix: no configuration: cannot open absent.cfg: No such file or directory\n");
 }
 
 TEST_F(Watch, WrongUsageIsSaid)
