@@ -138,13 +138,14 @@ class Switchboard:
 
     def _write(self):
         """Writes the sources with the mutants that are left; returns them by path."""
-        by_source = defaultdict(list)
+        texts, by_source = {}, defaultdict(list)
         for mutant, number in self.numbers.items():
+            texts[mutant.source] = mutant.text
             if number not in self.refused:
                 by_source[mutant.source].append((number, mutant))
         sources = {}
-        for name, numbered in by_source.items():
-            sources[name] = source = Switched(numbered[0][1].text, numbered)
+        for name, text in texts.items(): # also those that have no mutant left
+            sources[name] = source = Switched(text, by_source[name])
             self.refused.update(number for number, _ in source.refused)
             if (self.copy / name).read_text(encoding="utf-8") != str(source):
                 (self.copy / name).write_text(str(source), encoding="utf-8")
