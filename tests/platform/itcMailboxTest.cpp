@@ -61,6 +61,29 @@ TEST_F(ItcMailbox, IdsAreNeverTheSpecialOnesNorUsedAgainSoon)
     });
 }
 
+TEST_F(ItcMailbox, ConnectionsToThoseThatHaveGoneDoNotAddUp)
+{
+    inProcess([] {
+        const std::uint32_t mine = open("resident");
+        const auto talkToOne = [mine] {
+            std::thread passing([mine] {
+                open("passing");
+                send(mine, 1);
+                EXPECT_TRUE(receive());
+            });
+            const auto received = receive();
+            send(received ? received->sender : ITC_NO_MBOX_ID, 1);
+            passing.join();
+        };
+        talkToOne();
+        talkToOne();
+        const std::size_t descriptors = openDescriptors();
+        for (int i = 0; i < 10; ++i)
+            talkToOne();
+        EXPECT_EQ(descriptors, openDescriptors());
+    });
+}
+
 TEST_F(ItcMailbox, ANameOfALiveMailboxIsRefusedInTheSameProcess)
 {
     inProcess([] {
