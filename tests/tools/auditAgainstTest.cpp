@@ -49,6 +49,16 @@ TEST_F(AuditAgainst, ComparesWhatClientsReadAndNotFiles)
                 StartsWith("n1: /etc/node.cfg: /spare: absent -> U8 2\n1 node"));
 }
 
+TEST_F(AuditAgainst, AProductionDatabaseThatDiffersIsSeenWhereAllElseIsEqual)
+{
+    DbBuilder()
+        .text("/componentConfigId", "unit_1")
+        .u8("/spare", {2})
+        .write(m_directory / "n1/flash/prod.db");
+    EXPECT_THAT(audit({"--against", "old", "n1"}).out,
+                StartsWith("n1: /etc/node.cfg: /spare: absent -> U8 2\n1 node"));
+}
+
 TEST_F(AuditAgainst, ClientThatGetsNoDatabaseAnyMoreIsOneDifference)
 {
     fs::remove(m_directory / "n1/flash/unit.db");

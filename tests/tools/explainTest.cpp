@@ -218,7 +218,7 @@ TEST_F(Explain, SelectedFileThatIsMissingLeavesAClientNothing)
     const ProcessResult result = explain({"node.cfg", "/gain"});
     EXPECT_EQ(result.status, 5);
     EXPECT_THAT(result.out,
-                AllOf(HasSubstr("=> a client gets no database"),
+                AllOf(HasSubstr("=> a client gets no database: a selected file cannot be used\n"),
                       HasSubstr("node.cfg:3: error: entry 0 lists a file that cannot be used: "
                                 "cannot open common.db: No such file or directory\n")));
 }
