@@ -67,8 +67,14 @@ class Mutant:
 
     def _line_of(self, text, length):
         first = text.rfind("\n", 0, self.begin) + 1
-        lines = text[first : text.find("\n", self.begin + length)].splitlines()
-        return " ".join(line.strip() for line in lines)
+        return self._ahead() + joined(text[first : text.find("\n", self.begin + length)])
+
+    def _ahead(self):
+        """The line before one that is a jump alone, which says too little of where it is."""
+        first = self.text.rfind("\n", 0, self.begin) + 1
+        if self.replacement or self.text[first : self.begin].strip():
+            return ""
+        return joined(self.text[self.text.rfind("\n", 0, max(first - 1, 0)) + 1 : first]) + " "
 
     @property
     def before(self):
@@ -77,6 +83,10 @@ class Mutant:
     @property
     def after(self):
         return self._line_of(self.apply(), len(self.replacement))
+
+
+def joined(lines):
+    return " ".join(line.strip() for line in lines.splitlines())
 
 
 def tokens_of(text):
