@@ -57,7 +57,7 @@ constexpr EventText table[] = {
      "a selected file cannot be used, and the client gets no database; the event before says why, or a record does not end inside the file",
      "`varnix check {PATH}`"},
     {"INFO", "ABN: Failed opening db file {PATH}",
-     "it is not there or may not be read",
+     "it is not there, may not be read or is a pipe",
      "correct `file_paths` or the file's rights"},
     {"INFO", "ABN: {PATH} is not a DB file, will not read it",
      "shorter than a header",

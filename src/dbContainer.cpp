@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace Varnix::Backend {
 
@@ -27,6 +28,13 @@ constexpr std::size_t longestReportedKey = 128;
 bool isDatabaseHeader(const DB_HeaderS& header) noexcept
 {
     return header.magic == 'H' && header.format == 4;
+}
+
+/** A pipe has no end to open it at, and to open it would wait for somebody who writes. */
+bool isPipe(const std::string& path) noexcept
+{
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 /** The record at `position`; nothing where its key or its word does not end inside the image. */
@@ -72,7 +80,9 @@ std::uint32_t lengthOf(const DB_HeaderS& header) noexcept
 
 bool DbContainer::loadSwDb(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::ifstream file;
+    if (!isPipe(path))
+        file.open(path, std::ios::binary | std::ios::ate);
     if (!file.is_open()) {
         Trace::info([&] { return "ABN: Failed opening db file " + path; });
         return false;

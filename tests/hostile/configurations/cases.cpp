@@ -210,6 +210,8 @@ void addSelection(Cases& cases)
                                      {"LongPath", repeated("x/", 3000)},
                                      {"Controls", "\\x1B[31m\n.db"}})
         cases.push_back({"Selected" + name, unusable, "cannot be used", selected, path});
+    for (const char* const kind : {"pipe", "socket"})
+        cases.push_back({"Selected_"s + kind, unusable, "cannot be used", selectedSpecial, kind});
 }
 
 } // namespace

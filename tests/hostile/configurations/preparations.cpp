@@ -119,6 +119,12 @@ void selected(const std::string& path)
         listOf("{ component_id = \"a\"; revision = \"1\"; file_paths = [ \"" + path + "\" ]; }"));
 }
 
+void selectedSpecial(const std::string& kind)
+{
+    makeSpecial("part", kind);
+    selected("part");
+}
+
 std::string withPattern(const std::string& componentId)
 {
     return listOf("{ component_id = \"" + componentId +

@@ -34,8 +34,9 @@ void tree(const std::string& branches);
 void sparse(const std::string& name);
 void manySettings(const std::string& count);
 void manyEntries(const std::string& count);
-/** The one selected file is of this kind. */
+/** The one selected file. */
 void selected(const std::string& path);
+void selectedSpecial(const std::string& kind);
 std::string withPattern(const std::string& componentId);
 
 } // namespace Varnix::Test
