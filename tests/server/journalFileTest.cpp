@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -108,6 +109,19 @@ TEST_F(JournalFiles, AnEndThatCannotBeWrittenIsSaidAndComesBeforeWhatIsAddedNext
     file.append("two\n");
     file.append("three\n");
     EXPECT_EQ(content(), line + " except 1\ntwo\nthree\n");
+}
+
+TEST_F(JournalFiles, APipeThatNobodyReadsFailsInTheEnd)
+{
+    ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
+    JournalFile file(path());
+    const std::string line(1000, 'x');
+    EXPECT_THROW(
+        {
+            for (int i = 0; i < 10000; ++i)
+                file.append(line);
+        },
+        JournalError);
 }
 
 TEST_F(JournalFiles, OneThatShrinksIsReadAsFarAsItGoes)

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,10 +24,19 @@ JournalError errorOf(const std::string& path, const char* what)
 
 int openFile(const std::string& path)
 {
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0600);
+    const int fd =
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
     if (fd < 0)
         throw errorOf(path, "cannot be opened");
     return fd;
+}
+
+/** Waits for a pipe or a terminal whose reader is slow, but not for one that does not read. */
+bool takesMore(int fd) noexcept
+{
+    constexpr int milliseconds = 1000;
+    pollfd journal{fd, POLLOUT, 0};
+    return ::poll(&journal, 1, milliseconds) > 0;
 }
 
 } // namespace
@@ -105,7 +115,7 @@ void JournalFile::writeAll(std::string_view text) const
 {
     while (!text.empty()) {
         const ssize_t count = ::write(m_fd.get(), text.data(), text.size());
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && (errno == EINTR || (errno == EAGAIN && takesMore(m_fd.get()))))
             continue;
         if (count < 0)
             fail("cannot be written");
