@@ -99,5 +99,42 @@ TEST_F(ExplainFindings, UnusualValueIsShownWithWhatAClientGets)
     expectResult(explain({"/empty", "/unnamed", "/part"}), 1, m_node + unusual, "");
 }
 
+TEST_F(ExplainFindings, EntryThatListsAFileTwiceIsNamedOnce)
+{
+    DbBuilder().text("/componentConfigId", "unit_1").write(m_directory / "prod.db");
+    DbBuilder().u8("/gain", {1}).write(m_directory / "unit.db");
+    write("node.cfg",
+          configText({{"unit", "1", {"unit.db"}}, {"un*", "1", {"unit.db", "unit.db"}}}));
+    expectResult(explain({}), 0,
+                 m_node + "  0  line 3  unit_1  matches unit_1\n"
+                          "  1  line 4  un*_1  matches unit_1\n"
+                          "\n"
+                          "Files, the first wins:\n"
+                          "  1  unit.db  entry 0, again in entry 1\n",
+                 "");
+}
+
+TEST_F(ExplainFindings, EntryWhosePathIsNoListListsNoFile)
+{
+    DbBuilder().text("/componentConfigId", "unit_1").write(m_directory / "prod.db");
+    DbBuilder().u8("/gain", {1}).write(m_directory / "unit.db");
+    write("node.cfg",
+          "varnix: { component_versions = (\n"
+          "{ component_id = \"unit\"; revision = \"1\"; file_paths = \"unit.db\"; },\n"
+          "{ component_id = \"un*\"; revision = \"1\"; file_paths = [ \"unit.db\" ]; }\n"
+          "); };\n");
+    expectResult(explain({}), 0,
+                 m_node + "  0  line 2  unit_1  matches unit_1\n"
+                          "  1  line 3  un*_1  matches unit_1\n"
+                          "\n"
+                          "Files, the first wins:\n"
+                          "  1  unit.db  entry 1\n"
+                          "\n"
+                          "Findings:\n"
+                          "node.cfg:2: note: entry 0 lists no file; a path counts only in a list: "
+                          "file_paths = [ \"unit.db\" ]\n",
+                 "");
+}
+
 } // namespace
 } // namespace Varnix::Test

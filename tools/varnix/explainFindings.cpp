@@ -37,11 +37,15 @@ std::string typeText(std::uint8_t number)
 void findInEntries(const Explanation& explanation, Findings& findings)
 {
     const std::vector<ExplainedEntry>& entries = explanation.entries;
-    for (std::size_t i = 0; i < entries.size(); ++i)
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto note = [&findings, &place = entries[i].place, i](const std::string& text) {
+            findings.push_back({Severity::NOTE, place.file, place.line, entryText(i) + text});
+        };
         if (entries[i].matches.empty())
-            findings.push_back({Severity::NOTE, entries[i].place.file, entries[i].place.line,
-                                entryText(i) + ": " + DbFile::shown(entries[i].pattern) +
-                                    " matches none of the identities"});
+            note(": " + DbFile::shown(entries[i].pattern) + " matches none of the identities");
+        if (entries[i].configuration.filePaths.empty())
+            note(" lists no file; a path counts only in a list: file_paths = [ \"unit.db\" ]");
+    }
     if (std::none_of(explanation.files.begin(), explanation.files.end(),
                      [](const ExplainedFile& file) { return file.selected; }))
         findings.push_back({Severity::WARNING, explanation.config, 0,

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <set>
 
 #include <unistd.h>
 
@@ -129,14 +130,17 @@ private:
                   << '\n';
     }
 
-    /** The other places where entries that match list the file. */
+    /** The entries that match and list the file again. */
     std::string repeats(const ExplainedFile& file) const
     {
-        std::string text;
+        std::set<std::size_t> entries;
         for (std::size_t i = 1; i < file.listings.size(); ++i)
             if (!m_explanation.entries[file.listings[i].entry].matches.empty())
-                text.append(text.empty() ? ", again in entry " : ", entry ")
-                    .append(std::to_string(file.listings[i].entry));
+                entries.insert(file.listings[i].entry);
+        std::string text;
+        for (const std::size_t entry : entries)
+            text.append(text.empty() ? ", again in entry " : ", entry ")
+                .append(std::to_string(entry));
         return text;
     }
 
