@@ -7,8 +7,11 @@
 #include "tests/support/waitUntil.h"
 
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -249,6 +252,25 @@ TEST_P(ServerFault, JournalIsGoneOnWithWhenHalfALineCanBeCutOff)
     EXPECT_THAT(result.out, testing::HasSubstr("sent to 1 subscriber"));
     EXPECT_THAT(readFile(m_journal), testing::Not(testing::HasSubstr("xx")));
     EXPECT_THAT(readFile(m_journal), testing::HasSubstr("short"));
+}
+
+/** Each refusal is reported in a line of its own. */
+TEST_P(ServerFault, ServerThatCannotReceiveTriesItTenTimesASecondAtMost)
+{
+    writeFile(m_directory / "commands", "wait 1000 1\nquit\n");
+    const auto start = std::chrono::steady_clock::now();
+    const ProcessResult result = runServer(
+        m_report.environment({.call = "epoll_wait", .error = EINVAL, .count = Fault::all}, 0));
+    const auto tenths = (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(100);
+    EXPECT_TRUE(m_report.struck());
+    const std::string said = result.err + result.out;
+    constexpr std::string_view refusal = "cannot wait for messages";
+    std::ptrdiff_t refusals = 0;
+    for (auto at = said.find(refusal); at != said.npos; at = said.find(refusal, at + 1))
+        ++refusals;
+    EXPECT_GT(refusals, 0);
+    constexpr std::ptrdiff_t calls = 20; // each command asks the server's thread a few times
+    EXPECT_LE(refusals, tenths + calls);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachInput, ServerFault, testing::Values(Input::PIPE, Input::TERMINAL),
