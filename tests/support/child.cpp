@@ -159,6 +159,15 @@ void Child::endInput()
 void Child::signal(int number) const
 {
     ::kill(m_pid, number);
+    if (number != SIGSTOP)
+        return;
+    // On a loaded machine its threads may go on for a while.
+    const auto hasStopped = [id = static_cast<id_t>(m_pid)] {
+        siginfo_t info{};
+        return ::waitid(P_PID, id, &info, WSTOPPED | WNOHANG) != 0 || info.si_pid != 0;
+    };
+    if (!waitUntil(hasStopped))
+        throw std::runtime_error("the child does not stop");
 }
 
 int Child::wait()

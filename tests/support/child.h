@@ -52,6 +52,7 @@ public:
 
     void write(std::string_view text) const;
     void endInput();
+    /** When it returns, a child that is sent SIGSTOP has stopped. */
     void signal(int number) const;
     pid_t id() const { return m_pid; }
 
