@@ -31,6 +31,13 @@ bool isSecond(unsigned char first, unsigned char second) noexcept
     return second >= low && second <= high;
 }
 
+/** Whether a character of three bytes begins a line or turns the direction of what follows. */
+bool movesText(unsigned char first, unsigned char second, unsigned char third) noexcept
+{
+    return first == 0xE2 && ((second == 0x80 && third >= 0xA8 && third <= 0xAE) ||
+                             (second == 0x81 && third >= 0xA6 && third <= 0xA9));
+}
+
 /** The size of the character that the bytes start with; 0: a terminal does not show it. */
 std::size_t characterSize(std::string_view bytes) noexcept
 {
@@ -43,6 +50,8 @@ std::size_t characterSize(std::string_view bytes) noexcept
     for (std::size_t i = 2; i <= followers; ++i)
         if (at(i) < 0x80 || at(i) > 0xBF)
             return 0;
+    if (followers == 2 && movesText(at(0), at(1), at(2)))
+        return 0;
     return followers + 1;
 }
 

@@ -6,12 +6,12 @@
 
 namespace Varnix::DbFile {
 
-/** Whether the bytes are UTF-8 without a control character, which a terminal shows as they are. */
+/** Whether the bytes are UTF-8 that a terminal shows as it is: nothing in it controls the text. */
 bool isShowable(std::string_view bytes) noexcept;
 
 /**
- * `bytes` as a message or a table shows them, on one line: control characters, what is no UTF-8 and
- * backslashes are escaped as in a text source.
+ * `bytes` as a message or a table shows them, on one line: backslashes and what a terminal
+ * would not show are escaped as in a text source.
  */
 std::string shown(std::string_view bytes);
 

@@ -41,6 +41,19 @@ TEST(Shown, ABackslashIsDoubledSoThatNothingLooksLikeAnother)
     EXPECT_TRUE(isShowable("\\"));
 }
 
+TEST(Shown, WhatBreaksALineOrTurnsTheDirectionOfTextIsEscaped)
+{
+    for (const std::string start : {"\xE2\x80", "\xE2\x81"})
+        for (int last = 0x80; last <= 0xBF; ++last) {
+            const std::string character = start + static_cast<char>(last);
+            const bool moves = start.back() == '\x80' ? last >= 0xA8 && last <= 0xAE
+                                                      : last >= 0xA6 && last <= 0xA9;
+            EXPECT_EQ(isShowable(character), !moves) << last;
+            EXPECT_EQ(shown("a" + character) == "a" + character, !moves) << last;
+        }
+    EXPECT_EQ(shown("\xE2\x80\xAE"), "\\xe2\\x80\\xae");
+}
+
 TEST(Shown, BytesThatAreNoUtf8OrAControlCharacterInItAreEscaped)
 {
     for (const auto& [bytes, text] :
