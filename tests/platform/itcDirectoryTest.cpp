@@ -1,6 +1,7 @@
 // The directory of the mailboxes: where it is, and what is refused in its place.
 #include "itcSupport.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -55,6 +56,26 @@ TEST_F(ItcDirectory, ItIsMadeForItsUserAlone)
         ::umask(0);
         open("mine");
         EXPECT_EQ(fs::perms::owner_all, fs::status(made).permissions());
+    });
+}
+
+TEST_F(ItcDirectory, ItsUserReachesEverythingInItWhateverTheUmask)
+{
+    const fs::path made = directory() / "made";
+    inProcess([&] {
+        ::setenv("VARNIX_ITC_DIR", made.c_str(), 1);
+        ::umask(0777);
+        open("mine");
+        locate("nobody", 7);
+        EXPECT_EQ(fs::perms::owner_all, fs::status(made).permissions());
+        std::string sockets;
+        for (const fs::directory_entry& entry : fs::directory_iterator(made))
+            if (entry.symlink_status().type() == fs::file_type::socket) {
+                sockets += entry.path().filename().native().front();
+                EXPECT_EQ(fs::perms::owner_all, entry.status().permissions()) << entry.path();
+            }
+        std::sort(sockets.begin(), sockets.end());
+        EXPECT_EQ("mw", sockets) << "a mailbox, and one who waits for another";
     });
 }
 
