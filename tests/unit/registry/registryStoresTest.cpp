@@ -87,6 +87,32 @@ TEST_F(Registry, RemovalWaitsForAWriteThatIsAmongTheStores)
     EXPECT_EQ(elements<std::uint16_t>(*second, "/who"), Values{7});
 }
 
+TEST_F(Registry, RemovalDoesNotWaitForAWriteThatIsAtTheProductionStore)
+{
+    constexpr std::size_t large = 20'000;
+    m_node.production(DbBuilder()
+                          .text("/componentConfigId", "a_1")
+                          .u16("/who", std::vector<std::int64_t>(large, 1)));
+    const Store store = component(DbBuilder().u16("/other", {1}));
+    const Store production = registry().getProdDb();
+    std::vector<std::thread> threads;
+    std::atomic<bool> read{false};
+    std::atomic<bool> written{false};
+    std::atomic<bool> removed{false};
+    {
+        const LargeAllocation memory(large * sizeof(std::uint16_t), CallEffect::waiting());
+        threads.push_back(
+            runUntilItSleeps(read, [&] { elements<std::uint16_t>(*production, "/who"); }));
+        EXPECT_TRUE(memory.isAsked());
+        threads.push_back(runUntilItSleeps(written, [] { writeNumbers("/who", {"7"}, 0); }));
+        threads.push_back(runUntilItSleeps(removed, [&] { registry().removeDb(store); }));
+        EXPECT_FALSE(written);
+        EXPECT_TRUE(removed);
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 TEST_F(Registry, RemovingTheProductionStoreChangesNothing)
 {
     m_node.production(DbBuilder().text("/componentConfigId", "a_1").u16("/who", {1}));
