@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -270,6 +271,39 @@ TEST_F(ItcDelivery, NothingToSendIsNoError)
         __itc_send(nullptr, mine, mine, __FILE__, __LINE__);
         EXPECT_FALSE(receive(0));
     });
+}
+
+TEST_F(ItcDelivery, AMailboxThatWasOutOfDescriptorsTakesLaterConnections)
+{
+    const Event created;
+    const Event sent;
+    const Event received;
+    Process receiver([&] {
+        open("receiver");
+        created.set();
+        EXPECT_TRUE(sent.wait());
+        rlimit before{};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none{0, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        EXPECT_FALSE(receive(10));
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ(1U, receiveNumber());
+        received.set();
+        EXPECT_EQ(2U, receiveNumber());
+    });
+    ASSERT_TRUE(created.wait());
+    const auto sendFromAnother = [](std::uint32_t number) {
+        inProcess([number] {
+            open("sender");
+            send(find("receiver"), number);
+        });
+    };
+    sendFromAnother(1);
+    sent.set();
+    EXPECT_TRUE(received.wait());
+    sendFromAnother(2);
+    EXPECT_EQ(0, receiver.wait());
 }
 
 } // namespace
