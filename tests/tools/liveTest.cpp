@@ -69,6 +69,12 @@ TEST_F(Live, PsAsADocumentNamesTheSame)
     EXPECT_EQ(document, Json({{"processes", document["processes"]}, {"errors", Json::array()}}));
 }
 
+TEST_F(Live, GetTakesTheValueOfTheProductionDatabaseFirst)
+{
+    node.production(DbBuilder().text("/componentConfigId", "unit_R1").u16("/gain", {9}));
+    expectResult(varnix({"get", "--pid", hold({first}), "/gain"}), 0, "9\n", "");
+}
+
 TEST_F(Live, GetReadsAsTheProcessDoes)
 {
     const std::string pid = hold({first});
