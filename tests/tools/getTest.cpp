@@ -1,8 +1,11 @@
+#include "dbfile/descriptor.h"
 #include "tests/support/nodeDirectory.h"
 #include "tests/tools/toolTest.h"
 
+#include <fcntl.h>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Varnix::Test {
 namespace {
@@ -223,6 +226,20 @@ TEST_F(Get, SecondProductionDatabaseIsNotLookedAtWhenTheFirstServes)
     expectResult(
         get({"node.cfg", "/both"}, {firstVariable + "=prod.db"s, secondVariable + "=short.db"s}), 0,
         "1\n", "");
+}
+
+TEST_F(Get, APipeThatIsTheSecondProductionDatabaseIsNotReadWhenTheFirstServes)
+{
+    const std::filesystem::path pipe = m_directory / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const DbFile::Descriptor end(::open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_EQ(::write(end.get(), "x", 1), 1);
+    const ProcessSetup setup{
+        .environment = {firstVariable + "=prod.db"s, secondVariable + "=pipe"s}};
+    EXPECT_EQ(varnix({"get", "node.cfg", "/both"}, setup).status, 0);
+    EXPECT_EQ(varnix({"explain", "node.cfg", "/both"}, setup).status, 0);
+    char left = 0;
+    EXPECT_EQ(::read(end.get(), &left, 1), 1);
 }
 
 TEST_F(Get, ProductionDatabaseThatReachesOutsideItselfIsNotReplacedByTheSecond)
