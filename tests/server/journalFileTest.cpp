@@ -1,5 +1,6 @@
 #include "journalFile.h"
 
+#include "journal.h"
 #include "tests/support/dbBuilder.h"
 #include "tests/support/temporaryDirectory.h"
 
@@ -7,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -109,6 +111,23 @@ TEST_F(JournalFiles, AnEndThatCannotBeWrittenIsSaidAndComesBeforeWhatIsAddedNext
     file.append("two\n");
     file.append("three\n");
     EXPECT_EQ(content(), line + " except 1\ntwo\nthree\n");
+}
+
+TEST_F(JournalFiles, AWriteThatIsNotSentAsItCannotBeWrittenIsNeitherInThemNorReplayed)
+{
+    Journal journal(path());
+    const Words first = {"db", "write", "/a", "1"};
+    journal.begin(first, {});
+    journal.end({});
+    const std::string before = content();
+    {
+        // There is room for its line, and none for whom it is sent to.
+        const Words second = {"db", "write", "/a", "2"};
+        const FileSizeLimit limit(before.size() + std::string("db write /a 2\n").size());
+        EXPECT_THROW(journal.begin(second, {}), JournalError);
+    }
+    EXPECT_EQ(content(), before);
+    EXPECT_EQ(journal.missing({71, 940, 5}), std::vector<Words>{first});
 }
 
 TEST_F(JournalFiles, APipeThatNobodyReadsFailsInTheEnd)
