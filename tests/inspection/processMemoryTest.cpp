@@ -2,6 +2,7 @@
 #include "inspection/process.h"
 #include "tests/support/temporaryDirectory.h"
 
+#include <csignal>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -10,6 +11,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Varnix::Test {
@@ -136,6 +138,24 @@ TEST(Process, WithAMappedFileThatHasLostItsBytesIsLookedAt)
     EXPECT_NO_THROW(Inspection::Process{::getpid()}) << "this program has the library's note";
     ::munmap(mapped, pageSize);
     ::close(file);
+}
+
+TEST(ProcessEnd, IsSeenAlsoBeforeAnybodyWaitsForTheProcess)
+{
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::pause();
+        ::_exit(1);
+    }
+    const ProcessDescriptor process(child);
+    EXPECT_FALSE(process.hasEnded());
+    ::kill(child, SIGKILL);
+    siginfo_t info{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+    EXPECT_TRUE(process.hasEnded());
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED), 0);
+    EXPECT_TRUE(process.hasEnded());
 }
 
 } // namespace
