@@ -292,6 +292,15 @@ TEST_F(Write, AsADocumentNamesWhatDidNotHappen)
     holders.back()->signal(SIGCONT);
 }
 
+TEST_F(Write, LeavesNoOldValueForInstallToName)
+{
+    startServer();
+    subscribe({first});
+    EXPECT_EQ(written({"/gain", "5", "6"}).status, 0);
+    DbBuilder().u16("/gain", {7, 8}).text("/label", "a label").write(m_directory / "new.db");
+    expectResult(varnix({"install", "new.db", node / "first.db"}), 0, "", "");
+}
+
 } // namespace
 
 } // namespace Varnix::Test
