@@ -246,5 +246,12 @@ TEST_F(Trace, ThatWasKilledEndsItsCommand)
     EXPECT_EQ(recorder.out().rest(), "") << "cat still has the pipe";
 }
 
+TEST_F(Trace, ItsCommandBlocksAndIgnoresTheSignalsThatItDoesByItself)
+{
+    static_cast<void>(std::signal(SIGPIPE, SIG_DFL)); // whoever runs the tests may ignore it
+    const std::string script = "grep -E 'Sig(Blk|Ign)' /proc/self/status";
+    EXPECT_EQ(traced({}, script).out, run({"sh", "-c", script}).out);
+}
+
 } // namespace
 } // namespace Varnix::Test
