@@ -39,6 +39,9 @@ std::string procFile(pid_t id, const char* name)
 
 int openState(pid_t id)
 {
+    if (!isProcMounted())
+        throw NotInspected(Reason::NOT_PERMITTED,
+                           named(id) + " cannot be looked at: its /proc is not mounted");
     const int descriptor = ::open(procFile(id, "stat").c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor >= 0)
         return descriptor;
@@ -214,6 +217,15 @@ Process::parameters(const StoreView& store, std::vector<ParameterPlace> places) 
     auto views = readParameters(m_memory, m_root, store, std::move(places));
     requireAlive();
     return views;
+}
+
+bool isProcMounted() noexcept
+{
+    std::array<char, 16> self{};
+    const ssize_t size = ::readlink("/proc/self", self.data(), self.size());
+    pid_t id = 0;
+    std::from_chars(self.data(), self.data() + std::max<ssize_t>(size, 0), id);
+    return id == ::getpid();
 }
 
 std::vector<pid_t> processIds()

@@ -70,6 +70,9 @@ private:
     Address m_root = 0;
 };
 
+/** Whether /proc shows what ids name here: it may be missing, or of another id namespace. */
+bool isProcMounted() noexcept;
+
 /** The ids of the host's processes, ascending. */
 std::vector<pid_t> processIds();
 

@@ -232,6 +232,27 @@ TEST_F(LiveProcess, PsAsADocumentSaysWhyItIsEmpty)
                                              {"errors", {{{"message", message}, {"status", 1}}}}}));
 }
 
+TEST_F(LiveProcess, WithoutItsProcIsNotTakenForNone)
+{
+    std::vector<std::string> command = inNamespaces();
+    if (command.empty())
+        return;
+    // The first pair sees the /proc of another process id namespace.
+    command.insert(command.end(), {"/bin/sh", "-c", R"(
+        $0 ps; echo $?
+        $0 get --pid 4194304 /gain; echo $?
+        mount -t tmpfs none /proc || exit
+        $0 ps; echo $?
+        $0 get --pid 4194304 /gain; echo $?)",
+                                   VARNIX_TOOL});
+    const ProcessResult result = run(command);
+    EXPECT_EQ(result.out, "5\n5\n5\n5\n");
+    const std::string pair =
+        "varnix: processes cannot be looked at: their /proc is not mounted\n"
+        "varnix: process 4194304 cannot be looked at: its /proc is not mounted\n";
+    EXPECT_EQ(result.err, pair + pair);
+}
+
 TEST_F(LiveProcess, ThatDiesMeanwhileIsAnAnswer)
 {
     constexpr int rounds = 10;

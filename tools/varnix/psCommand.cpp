@@ -109,6 +109,9 @@ Status ps(bool json)
 {
     std::vector<Seen> all;
     Unseen unseen;
+    if (!Inspection::isProcMounted())
+        throw Failure(Status::NODE_UNUSABLE,
+                      "varnix: processes cannot be looked at: their /proc is not mounted");
     for (const pid_t id : Inspection::processIds())
         if (auto seen = see(id, unseen))
             all.push_back(std::move(*seen));
