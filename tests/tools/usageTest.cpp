@@ -16,6 +16,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::StartsWith;
 
 class Usage : public ToolTest
 {
@@ -80,6 +81,21 @@ TEST_F(Usage, WrongCommandLinesMustFail)
         EXPECT_THAT(result.out, IsEmpty());
         EXPECT_THAT(result.err, MatchesRegex("varnix: [^\n]+\nTry varnix [a-z ]*--help.\n"));
     }
+}
+
+TEST_F(Usage, ANumberThatMustBePositiveIsSaidToBe)
+{
+    for (const auto& [option, words] :
+         std::vector<std::pair<std::string, std::vector<std::string>>>{
+             {"--pid", {"get", "/a"}},
+             {"--count", {"watch", "node.cfg", "/a"}},
+             {"--every", {"watch", "node.cfg", "/a"}}})
+        for (const std::string value : {"0", "-1", "x"}) {
+            std::vector<std::string> arguments = words;
+            arguments.insert(arguments.begin() + 1, {option, value});
+            EXPECT_THAT(varnix(arguments).err, StartsWith("varnix: " + option + ": " + value +
+                                                          " is no positive number\n"));
+        }
 }
 
 TEST_F(Usage, WrongUsageOfASubcommandPointsToItsHelp)

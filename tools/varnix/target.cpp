@@ -1,5 +1,7 @@
 #include "target.h"
 
+#include "usage.h"
+
 #include <utility>
 
 #include <CLI/Validators.hpp>
@@ -11,7 +13,7 @@ CLI::Option* addTarget(CLI::App& command, Target& target)
     CLI::Option* const process =
         command.add_option("--pid", target.process, "Look at what this running process reads")
             ->type_name("PID")
-            ->check(CLI::PositiveNumber);
+            ->check(positiveNumber());
     command
         .add_option("--config", target.config,
                     "With --pid, the database to look at where the process has several")

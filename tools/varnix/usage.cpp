@@ -65,6 +65,15 @@ std::string wrongUsage(const CLI::App& app, const CLI::ParseError& error,
     return error.what();
 }
 
+CLI::Validator positiveNumber()
+{
+    return {[](const std::string& text) {
+                return CLI::PositiveNumber(text).empty() ? std::string()
+                                                         : text + " is no positive number";
+            },
+            "POSITIVE"};
+}
+
 std::string helpFor(const CLI::App& app)
 {
     const std::vector<CLI::App*> named = app.get_subcommands();

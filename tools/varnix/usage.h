@@ -7,6 +7,7 @@
 namespace CLI {
 class App;
 class ParseError;
+class Validator;
 } // namespace CLI
 
 namespace Varnix::Tool {
@@ -15,6 +16,9 @@ namespace Varnix::Tool {
    what the parser says. */
 std::string wrongUsage(const CLI::App& app, const CLI::ParseError& error,
                        std::span<const char* const> line);
+
+/** The check of an option whose value is a number of 1 or more. */
+CLI::Validator positiveNumber();
 
 /** The command line that shows the help for what was meant. */
 std::string helpFor(const CLI::App& app);

@@ -2,6 +2,7 @@
 #include "document.h"
 #include "endingSignals.h"
 #include "reading.h"
+#include "usage.h"
 
 #include <chrono>
 #include <csignal>
@@ -124,10 +125,10 @@ void addWatch(CLI::App& app, Status& status)
         ->add_option("--every", options->every,
                      "How often to look, in milliseconds; 100 unless given")
         ->type_name("MS")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     command->add_option("--count", options->count, "End after so many changes")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     command->add_option("config", options->target.config, "The component's configuration file")
         ->type_name("CONFIG")
         ->required();
