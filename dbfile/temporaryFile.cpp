@@ -20,9 +20,21 @@ namespace fs = std::filesystem;
 constexpr std::string_view prefix = ".varnix-";
 constexpr std::string_view suffix = ".tmp";
 
+bool isNumber(std::string_view text) noexcept
+{
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/** Whether it is a name that create() gives; anything else beside it is somebody's. */
 bool isTemporaryName(std::string_view name) noexcept
 {
-    return name.starts_with(prefix) && name.ends_with(suffix);
+    if (!name.starts_with(prefix) || !name.ends_with(suffix))
+        return false;
+    name.remove_prefix(prefix.size());
+    name.remove_suffix(suffix.size());
+    const std::size_t dash = name.find('-');
+    return dash != std::string_view::npos && isNumber(name.substr(0, dash)) &&
+           isNumber(name.substr(dash + 1));
 }
 
 /** Whether the path still leads to the open file. */

@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -223,12 +224,24 @@ TEST_F(FileIo, ReplaceRemovesWhatAKilledProcessLeft)
     writeFile(left, "half");
     writeFile(m_directory / "varnix-1-0.tmp", "");
     writeFile(m_directory / ".varnix-1", "");
-    fs::create_directory(m_directory / ".varnix-directory.tmp");
-    ASSERT_EQ(::mkfifo((m_directory / ".varnix-pipe.tmp").c_str(), 0600), 0);
-    fs::create_symlink("varnix-1-0.tmp", m_directory / ".varnix-link.tmp");
+    fs::create_directory(m_directory / ".varnix-2-0.tmp");
+    ASSERT_EQ(::mkfifo((m_directory / ".varnix-3-0.tmp").c_str(), 0600), 0);
+    fs::create_symlink("varnix-1-0.tmp", m_directory / ".varnix-4-0.tmp");
     EXPECT_EQ(replace(m_path), "no error");
     EXPECT_FALSE(fs::exists(left));
     EXPECT_EQ(files(), 6);
+}
+
+TEST_F(FileIo, ReplaceLeavesFilesThatAreNamedOnlyAlmostLikeItsOwn)
+{
+    const std::vector<std::string> names = {
+        ".varnix-notes.tmp", ".varnix-1.tmp",     ".varnix-1-.tmp", ".varnix--1.tmp",
+        ".varnix-1-x.tmp",   ".varnix-1-2-3.tmp", ".varnix-.tmp",   ".varnix-x-1.tmp"};
+    for (const std::string& name : names)
+        writeFile(m_directory / name, "somebody's");
+    EXPECT_EQ(replace(m_path), "no error");
+    for (const std::string& name : names)
+        EXPECT_EQ(readFile(m_directory / name), "somebody's");
 }
 
 TEST_F(FileIo, ReplaceLeavesTheTemporaryFileOfARunningProcess)

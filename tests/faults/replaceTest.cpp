@@ -264,7 +264,7 @@ TEST_F(ReplaceFault, NoOtherProgramGetsAnOpenFile)
     mostInherited = 0;
     const int before = inheritedDescriptors();
     for (const auto& [call, count] : {std::pair("flock", 2U), std::pair("fsync", 2U)}) {
-        writeFile(m_directory / ".varnix-left.tmp", "");
+        writeFile(m_directory / ".varnix-1-0.tmp", "");
         const BeforeCalls calls(call, seeInherited);
         EXPECT_EQ(replace(), "no error");
         EXPECT_EQ(calls.asked(), count) << call;
