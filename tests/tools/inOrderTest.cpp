@@ -58,6 +58,13 @@ TEST(InOrder, MakesAsManyAtOnceAsThereAreThreads)
     mayEnd = true;
 }
 
+TEST(InOrder, WhatMakingThrowsIsThrownByTaking)
+{
+    InOrder<std::size_t> results(
+        100, 3, [](std::size_t i) { return i < 50 ? i : throw std::runtime_error("made"); });
+    EXPECT_THROW(results.takeAll([](std::size_t, std::size_t) {}), std::runtime_error);
+}
+
 TEST(InOrder, EndsWhereTakingThrows)
 {
     std::atomic<std::size_t> made = 0;

@@ -3,10 +3,10 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <map>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -15,7 +15,8 @@ namespace Varnix::Tool {
 
 /**
  * Makes results on several threads and takes them in order on the calling one. Only so many results
- * wait to be taken that none of the threads has to; `make` must not throw.
+ * wait to be taken that none of the threads has to. What `make` throws, the taking throws in its
+ * place.
  */
 template <typename Result>
 class InOrder
@@ -58,7 +59,7 @@ private:
     {
         try {
             m_threads.emplace_back([this] { run(); });
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) { // no thread, or no memory for it
             if (m_threads.empty())
                 throw;
         }
@@ -72,19 +73,33 @@ private:
                            [this] { return m_next >= m_count || m_next < m_taken + m_window; });
             if (m_next >= m_count)
                 return;
+            makeNext(lock);
+            m_changed.notify_all();
+        }
+    }
+
+    void makeNext(std::unique_lock<std::mutex>& lock) noexcept
+    {
+        try {
             const std::size_t index = m_next++;
             lock.unlock();
             Result result = m_make(index);
             lock.lock();
             m_results.emplace(index, std::move(result));
-            m_changed.notify_all();
+        } catch (...) {
+            if (!lock.owns_lock())
+                lock.lock();
+            m_failure = std::current_exception();
+            m_next = m_count;
         }
     }
 
     Result wait(std::size_t index)
     {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this, index] { return m_results.contains(index); });
+        m_changed.wait(lock, [this, index] { return m_failure || m_results.contains(index); });
+        if (m_failure)
+            std::rethrow_exception(m_failure);
         Result result = std::move(m_results.at(index));
         m_results.erase(index);
         m_taken = index + 1;
@@ -102,6 +117,7 @@ private:
     std::size_t m_next = 0;
     std::size_t m_taken = 0;
     std::map<std::size_t, Result> m_results;
+    std::exception_ptr m_failure;
 
     std::vector<std::thread> m_threads;
 };
