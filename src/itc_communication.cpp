@@ -7,6 +7,7 @@
 #include "writeIndication.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -74,6 +75,13 @@ ItcMessage allocate(std::size_t size, MessageNumber number)
             return message;
         waitForMemory();
     }
+}
+
+/** After a call that failed: for want of memory it may be tried again, for another cause not. */
+void throwIfMemoryWasShort()
+{
+    if (errno == ENOMEM)
+        throw std::bad_alloc();
 }
 
 ItcMessage receive()
@@ -263,8 +271,10 @@ void Itc_communication::handleWriteInd(DbRegistryImpl& registry, const itc_msg* 
 bool Itc_communication::createMailbox()
 {
     const std::string name = subscriberMailboxPrefix + std::to_string(getpid());
+    errno = 0;
     m_mailbox = __itc_create_mailbox(name.c_str(), 0, "", 0);
     if (m_mailbox == ITC_NO_MBOX_ID) {
+        throwIfMemoryWasShort();
         Trace::error([] { return "\nFailed to create mailbox for db change notifications."; });
         return false;
     }
@@ -297,11 +307,14 @@ void Itc_communication::receiveMessages(DbRegistryImpl& registry)
 
 void Itc_communication::run(DbRegistryImpl& registry)
 {
+    errno = 0;
     const int initialised = __itc_init(1, 0, nullptr, nullptr, 0, "", 0);
     if (initialised == 0 || initialised == ITC_ALREADY_INITIALISED) {
         if (!createMailbox())
             return;
         locate_server();
+    } else {
+        throwIfMemoryWasShort();
     }
     receiveMessages(registry);
 }

@@ -37,14 +37,15 @@ union itc_msg {
 
 /**
  * Prepares the process for `mailboxes` mailboxes. Returns 0, ITC_ALREADY_INITIALISED, or another
- * negative number where messages cannot be used.
+ * negative number where messages cannot be used; for want of memory alone if errno is ENOMEM.
  */
 int __itc_init(int32_t mailboxes, int scheme, void* scheme_params, char* name_space, uint32_t flags,
                const char* file, int line);
 
 /**
  * Creates the calling thread's mailbox, which goes when the thread ends. Returns its id, or
- * ITC_NO_MBOX_ID where the thread has one already or a live mailbox holds the name.
+ * ITC_NO_MBOX_ID where the thread has one already, a live mailbox holds the name, or there is no
+ * memory; errno is ENOMEM then.
  */
 uint32_t __itc_create_mailbox(const char* name, uint32_t flags, const char* file, int line);
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <exception>
 #include <limits>
@@ -23,7 +24,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t eventsAtOnce = 64;
 
-/** Runs one operation; what goes wrong in it is reported, and the answer is then `failure`. */
+/**
+ * Runs one operation; what goes wrong in it is reported, and the answer is then `failure`. Where it
+ * was for want of memory, errno says so: it may be tried again.
+ */
 template <typename Answer, typename Work>
 Answer operate(const char* file, int line, Answer failure, Work work)
 {
@@ -32,6 +36,8 @@ Answer operate(const char* file, int line, Answer failure, Work work)
         return work(Process::instance(), operation);
     } catch (const std::exception& error) {
         report(file, line, error);
+        if (mayPass(error))
+            errno = ENOMEM;
         return failure;
     }
 }
@@ -220,9 +226,9 @@ int __itc_host_send(union itc_msg** msg, uint32_t to, uint32_t from, const char*
         Mailbox* const mine = process.own();
         const std::uint32_t receiver = process.resolve(to);
         const std::uint32_t sender = process.resolve(from);
+        message->sender = sender;
         if (mine == nullptr || receiver != mine->id())
-            return process.send({FrameKind::MESSAGE, sender, {}, message->bytes()}, receiver) ? 1
-                                                                                              : 0;
+            return process.send(std::move(message), receiver) ? 1 : 0;
         mine->enqueue(std::move(message), sender);
         return 1;
     });

@@ -8,10 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <numeric>
 
 #include <linux/sockios.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -61,7 +59,7 @@ void Link::keep(const Frame& frame)
         }
         m_kept.push_back(std::move(bytes));
     } catch (const std::bad_alloc&) {
-        throw FrameLost();
+        throw NotKept();
     }
 }
 
@@ -241,110 +239,6 @@ bool Link::sendInBand()
         }
     }
     return true;
-}
-
-bool Links::send(const Frame& frame, std::uint32_t mailbox, Directory& directory)
-{
-    std::shared_ptr<Link> link = linkTo(mailbox);
-    try {
-        if (link->send(frame, directory)) {
-            if (link->isBehind())
-                m_retry.postpone();
-            return true;
-        }
-    } catch (const FrameLost& error) {
-        m_retry.failed(error);
-        return false;
-    } catch (const std::exception& error) {
-        m_retry.failed(error);
-        if (mayPass(error))
-            return true; // it is kept
-    }
-    drop(mailbox, link);
-    return false;
-}
-
-std::shared_ptr<Link> Links::to(std::uint32_t mailbox, Directory& directory)
-{
-    std::shared_ptr<Link> link = linkTo(mailbox);
-    try {
-        if (link->connect(directory))
-            return link;
-    } catch (...) {
-        if (!link->isBehind())
-            drop(mailbox, link);
-        throw;
-    }
-    drop(mailbox, link);
-    return nullptr;
-}
-
-std::shared_ptr<Link> Links::inAnyState(std::uint32_t mailbox, Directory& directory)
-{
-    try {
-        return to(mailbox, directory);
-    } catch (const std::exception& error) {
-        if (!mayPass(error))
-            throw;
-        return linkTo(mailbox);
-    }
-}
-
-void Links::drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link)
-{
-    const auto known = m_links.find(mailbox);
-    if (known != m_links.end() && known->second == link)
-        m_links.erase(known);
-}
-
-void Links::flush(Directory& directory) noexcept
-{
-    if (!m_retry.isOwed())
-        return;
-    bool behind = false;
-    try {
-        for (auto next = m_links.begin(); next != m_links.end();) {
-            const auto current = next++;
-            if (!current->second->flush(directory))
-                m_links.erase(current);
-            else
-                behind = behind || current->second->isBehind();
-        }
-    } catch (const std::exception& error) {
-        m_retry.failed(error);
-        return;
-    }
-    if (behind)
-        m_retry.postpone();
-    else
-        m_retry.done();
-}
-
-std::size_t Links::kept() const noexcept
-{
-    return std::accumulate(
-        m_links.begin(), m_links.end(), std::size_t{0},
-        [](std::size_t sum, const auto& entry) { return sum + entry.second->kept(); });
-}
-
-std::shared_ptr<Link> Links::linkTo(std::uint32_t mailbox)
-{
-    if (const auto known = m_links.find(mailbox); known != m_links.end())
-        return known->second;
-    dropDead();
-    return m_links.emplace(mailbox, std::make_shared<Link>(mailbox)).first->second;
-}
-
-/** Links to mailboxes that have gone; dropping them with each new one keeps their number level. */
-void Links::dropDead()
-{
-    std::vector<pollfd> polled;
-    for (const auto& [mailbox, link] : m_links)
-        polled.push_back({link->connection(), 0, 0});
-    if (::poll(polled.data(), polled.size(), 0) <= 0)
-        return;
-    auto current = polled.begin();
-    std::erase_if(m_links, [&](const auto&) { return (current++)->revents != 0; });
 }
 
 } // namespace Itc

@@ -19,13 +19,10 @@
 #include "descriptor.h"
 #include "directory.h"
 #include "frame.h"
-#include "retry.h"
 
 #include <cstdint>
-#include <exception>
 #include <list>
-#include <map>
-#include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -46,13 +43,13 @@ struct Greeting
 inline constexpr char wakeMark = '\0';
 inline constexpr char inBandMark = 'F';
 
-/** Thrown where a frame can neither be sent nor kept. */
-class FrameLost : public std::exception
+/** Thrown where a frame is neither sent nor kept. */
+class NotKept : public std::bad_alloc
 {
 public:
     const char* what() const noexcept override
     {
-        return "a message is lost: there is no memory to keep it until it can be sent";
+        return "no memory to keep a message until it can be sent";
     }
 };
 
@@ -63,11 +60,11 @@ public:
 
     /** Makes the connection where it is missing; false where the mailbox has gone. Throws. */
     bool connect(Directory& directory);
-    /** Keeps a frame after those that are kept already. Throws FrameLost alone. */
+    /** Keeps a frame after those that are kept already. Throws NotKept alone. */
     void keep(const Frame& frame);
     /** Sends what is kept; false where the mailbox has gone. Throws. */
     bool flush(Directory& directory);
-    /** The same for one frame more, which is kept where that throws anything but FrameLost. */
+    /** The same for one frame more, which is kept where that throws anything but NotKept. */
     bool send(const Frame& frame, Directory& directory);
 
     /** Whether something is left to be sent. */
@@ -99,39 +96,6 @@ private:
     bool m_inBand = false;
     std::list<std::vector<std::byte>> m_kept;
     std::size_t m_sent = 0; ///< bytes of the first of them, in band
-};
-
-/** The links of this process, one to each mailbox that it sends to or monitors. */
-class Links
-{
-public:
-    /**
-     * Sends a frame, now or when a shortage is over; false where the mailbox has gone, or where
-     * there is no memory to keep the frame.
-     */
-    bool send(const Frame& frame, std::uint32_t mailbox, Directory& directory);
-    /** The connected link to a mailbox; null where the mailbox has gone. Throws. */
-    std::shared_ptr<Link> to(std::uint32_t mailbox, Directory& directory);
-    /** The same, not connected where a shortage prevents it. */
-    std::shared_ptr<Link> inAnyState(std::uint32_t mailbox, Directory& directory);
-    void drop(std::uint32_t mailbox, const std::shared_ptr<Link>& link);
-    void clear() { m_links.clear(); }
-    /** How many there are, those that a shortage keeps from connecting included. */
-    std::size_t count() const noexcept { return m_links.size(); }
-
-    /** When flush() is to be called next. */
-    const Retry& retry() const noexcept { return m_retry; }
-    /** Sends what is kept. */
-    void flush(Directory& directory) noexcept;
-    /** The number of messages that are kept. */
-    std::size_t kept() const noexcept;
-
-private:
-    std::shared_ptr<Link> linkTo(std::uint32_t mailbox);
-    void dropDead();
-
-    std::map<std::uint32_t, std::shared_ptr<Link>> m_links;
-    Retry m_retry;
 };
 
 } // namespace Itc

@@ -25,7 +25,8 @@ bool Selection::takes(Message& message) const noexcept
 }
 
 Mailbox::Mailbox(std::string_view name, Directory& directory, Links& links)
-    : m_directory(directory), m_links(links), m_name(name), m_id(directory.newId())
+    : m_directory(directory), m_links(links), m_name(name), m_spareLocate(spareLocate()),
+      m_spareMonitor(spareMonitor()), m_id(directory.newId())
 {
 }
 
@@ -114,17 +115,12 @@ MessagePtr Mailbox::take(const Selection& selection)
     return m_queue.take([&](Message& message) { return selection.takes(message); });
 }
 
-/** What fails is reported and owed: events that are not handled would be reported without end. */
-void Mailbox::attempt(const std::function<void()>& work) noexcept
+void Mailbox::owe(const std::exception& error) noexcept
 {
-    try {
-        work();
-    } catch (const std::exception& error) {
-        m_retry.failed(error);
-        m_refused = !mayPass(error) && !m_isAnnounced;
-        if (!mayPass(error))
-            m_retry.postpone();
-    }
+    m_retry.failed(error);
+    m_refused = !mayPass(error) && !m_isAnnounced;
+    if (!mayPass(error))
+        m_retry.postpone();
 }
 
 void Mailbox::handle(std::span<const epoll_event> events)
@@ -233,7 +229,11 @@ bool Mailbox::acceptOne()
             unwatch(fd); // it would be reported without end
             throw;
         }
-        readInlet(fd);
+        try {
+            readInlet(fd);
+        } catch (const std::bad_alloc& error) {
+            owe(error); // what has woken this mailbox may have been taken already
+        }
     }
     m_accepted = {};
     return true;
@@ -286,7 +286,7 @@ void Mailbox::takeFrame(const Frame& frame)
     MessagePtr message = makeMessage(frame.message.size());
     if (!message)
         throw std::bad_alloc();
-    std::memcpy(message->bytes().data(), frame.message.data(), frame.message.size());
+    std::memcpy(message->body(), frame.message.data(), frame.message.size());
     if (frame.kind == FrameKind::MESSAGE) {
         enqueue(std::move(message), frame.sender);
         return;

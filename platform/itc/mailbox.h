@@ -6,12 +6,12 @@
 #include "descriptor.h"
 #include "directory.h"
 #include "inlet.h"
-#include "link.h"
+#include "links.h"
 #include "messageQueue.h"
 #include "retry.h"
 
 #include <cstdint>
-#include <functional>
+#include <exception>
 #include <list>
 #include <map>
 #include <memory>
@@ -95,8 +95,22 @@ private:
         std::shared_ptr<Link> link; ///< null while it cannot be made
         MessageQueue messages;
     };
+    using Monitors = std::map<std::uint32_t, Monitor>;
 
-    void attempt(const std::function<void()>& work) noexcept;
+    static std::list<Locate> spareLocate();
+    static Monitors::node_type spareMonitor();
+
+    /** What fails is reported and owed: an event that is not handled would come again at once. */
+    template <typename Work>
+    void attempt(const Work& work) noexcept
+    {
+        try {
+            work();
+        } catch (const std::exception& error) {
+            owe(error);
+        }
+    }
+    void owe(const std::exception& error) noexcept;
     bool complete();
     bool takeName();
     bool isNamedForThisProcess() const;
@@ -117,6 +131,7 @@ private:
     std::uint32_t findOrReport(const std::string& name);
     std::shared_ptr<Link> linkOrReport(std::uint32_t mailbox);
     void watchMonitored(std::uint32_t mailbox, Monitor& monitor);
+    Monitor& newMonitor(std::uint32_t mailbox);
     void loseLink(std::uint32_t mailbox);
     void checkMonitors();
     std::uint32_t nextReference() noexcept { return ++m_lastReference; }
@@ -139,8 +154,10 @@ private:
     std::map<int, Inlet> m_inlets;
     MessageQueue m_queue;
     std::list<Locate> m_locates;
-    Directory::Channel m_channel; ///< open while m_locates is not empty
-    std::map<std::uint32_t, Monitor> m_monitors;
+    std::list<Locate> m_spareLocate; ///< at most one: one locate at a time needs no more memory
+    Directory::Channel m_channel;    ///< open while m_locates is not empty
+    Monitors m_monitors;
+    Monitors::node_type m_spareMonitor; ///< as m_spareLocate
     std::uint32_t m_lastReference = 0;
     const std::uint32_t
         m_id; ///< taken last: the destructor gives it back, so nothing may fail after it

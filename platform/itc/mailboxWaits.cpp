@@ -11,9 +11,26 @@
 
 namespace Itc {
 
+std::list<Mailbox::Locate> Mailbox::spareLocate()
+{
+    std::list<Locate> spare(1);
+    spare.front().name.reserve(maxNameSize);
+    return spare;
+}
+
+Mailbox::Monitors::node_type Mailbox::spareMonitor()
+{
+    Monitors spare;
+    return spare.extract(spare.try_emplace(ITC_NO_MBOX_ID).first);
+}
+
 void Mailbox::locate(std::string_view name, MessagePtr message)
 {
-    m_locates.push_back({std::string(name), std::move(message)});
+    if (m_spareLocate.empty())
+        m_spareLocate = spareLocate();
+    m_spareLocate.front().name = name;
+    m_spareLocate.front().message = std::move(message);
+    m_locates.splice(m_locates.end(), m_spareLocate);
     attempt([this] {
         if (m_retry.isOwed())
             return;
@@ -52,12 +69,15 @@ void Mailbox::answerLocates()
     while (m_channel.socket &&
            ::recv(m_channel.socket.get(), wakes.data(), wakes.size(), MSG_DONTWAIT) >= 0) {
     }
-    std::erase_if(m_locates, [&](Locate& pending) {
-        const std::uint32_t found = findOrReport(pending.name);
-        if (found != ITC_NO_MBOX_ID)
-            enqueue(std::move(pending.message), found);
-        return found != ITC_NO_MBOX_ID;
-    });
+    for (auto next = m_locates.begin(); next != m_locates.end();) {
+        const auto pending = next++;
+        const std::uint32_t found = findOrReport(pending->name);
+        if (found == ITC_NO_MBOX_ID)
+            continue;
+        enqueue(std::move(pending->message), found);
+        m_spareLocate.clear();
+        m_spareLocate.splice(m_spareLocate.end(), m_locates, pending);
+    }
     if (m_locates.empty())
         closeChannel();
 }
@@ -77,11 +97,21 @@ std::uint32_t Mailbox::findOrReport(const std::string& name)
 
 std::uint32_t Mailbox::monitor(std::uint32_t mailbox, MessagePtr message)
 {
-    const auto [known, isNew] = m_monitors.try_emplace(mailbox);
-    known->second.messages.push(std::move(message));
+    const auto known = m_monitors.find(mailbox);
+    const bool isNew = known == m_monitors.end();
+    Monitor& monitor = isNew ? newMonitor(mailbox) : known->second;
+    monitor.messages.push(std::move(message));
     if (isNew)
-        attempt([&, &monitor = known->second] { watchMonitored(mailbox, monitor); });
+        attempt([&] { watchMonitored(mailbox, monitor); });
     return nextReference();
+}
+
+Mailbox::Monitor& Mailbox::newMonitor(std::uint32_t mailbox)
+{
+    if (!m_spareMonitor)
+        m_spareMonitor = spareMonitor();
+    m_spareMonitor.key() = mailbox;
+    return m_monitors.insert(std::move(m_spareMonitor)).position->second;
 }
 
 /** The link to a mailbox; null where it has gone or cannot be reached for good. */
@@ -107,7 +137,7 @@ void Mailbox::watchMonitored(std::uint32_t mailbox, Monitor& monitor)
     }
     while (MessagePtr message = monitor.messages.takeFirst())
         enqueue(std::move(message), mailbox);
-    m_monitors.erase(mailbox);
+    m_spareMonitor = m_monitors.extract(mailbox);
 }
 
 /** Lets go of a connection that has hung up, and so of its descriptors. */

@@ -16,11 +16,15 @@ struct alignas(std::max_align_t) Message
 {
     std::size_t size;
     std::uint32_t sender;
-    Message* next = nullptr; ///< after it in a queue
+    std::uint32_t receiver = 0; ///< of one that waits to be sent
+    Message* next = nullptr;    ///< after it in a queue
 
     /** The part that the interface hands out. */
     itc_msg* body() noexcept { return reinterpret_cast<itc_msg*>(this + 1); }
-    std::span<std::byte> bytes() noexcept { return {reinterpret_cast<std::byte*>(this + 1), size}; }
+    std::span<const std::byte> bytes() const noexcept
+    {
+        return {reinterpret_cast<const std::byte*>(this + 1), size};
+    }
     std::uint32_t number() noexcept { return body()->msgno; }
 
     /** The message whose body the interface handed out. */

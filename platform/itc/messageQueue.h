@@ -20,6 +20,17 @@ public:
         }
     }
 
+    bool isEmpty() const noexcept { return m_first == nullptr; }
+    /** The first message, which stays in the queue; null where there is none. */
+    const Message* first() const noexcept { return m_first; }
+    std::size_t size() const noexcept
+    {
+        std::size_t count = 0;
+        for (const Message* message = m_first; message != nullptr; message = message->next)
+            ++count;
+        return count;
+    }
+
     void push(MessagePtr message) noexcept
     {
         Message* const last = message.release();

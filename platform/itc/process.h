@@ -10,7 +10,7 @@
  */
 
 #include "directory.h"
-#include "link.h"
+#include "links.h"
 #include "lock.h"
 #include "mailbox.h"
 
@@ -43,7 +43,8 @@ public:
     /** What an id stands for in the calling thread. */
     std::uint32_t resolve(std::uint32_t id) const noexcept;
 
-    /** Sends a frame to another mailbox; false where that has gone. */
+    /** Sends a message or another frame to another mailbox; false where that has gone. */
+    bool send(MessagePtr message, std::uint32_t to);
     bool send(const Frame& frame, std::uint32_t to);
     /** The way to a mailbox, perhaps not connected yet; null where that has gone. */
     std::shared_ptr<Link> link(std::uint32_t mailbox);

@@ -1,5 +1,6 @@
 #include "mailboxRound.h"
 
+#include <cerrno>
 #include <optional>
 
 #include <gtest/gtest.h>
@@ -19,26 +20,41 @@ constexpr std::uint32_t die = 6;
 constexpr std::uint32_t down = 7;
 constexpr std::uint32_t self = 8;
 
+/** The result of an operation, which is tried once more where memory was short. */
+template <typename Work>
+auto triedTwice(const Work& work)
+{
+    errno = 0;
+    const auto result = work();
+    return errno == ENOMEM ? work() : result;
+}
+
 std::uint32_t create(const char* name)
 {
-    return __itc_create_mailbox(name, 0, __FILE__, __LINE__);
+    return triedTwice([name] { return __itc_create_mailbox(name, 0, __FILE__, __LINE__); });
 }
 
 void init()
 {
-    __itc_init(1, 0, nullptr, nullptr, 0, __FILE__, __LINE__);
+    triedTwice([] { return __itc_init(1, 0, nullptr, nullptr, 0, __FILE__, __LINE__); });
+}
+
+itc_msg* alloc(std::uint32_t number)
+{
+    itc_msg* const message = __itc_alloc(sizeof number, number, __FILE__, __LINE__);
+    return message != nullptr ? message : __itc_alloc(sizeof number, number, __FILE__, __LINE__);
 }
 
 void send(std::uint32_t to, std::uint32_t number)
 {
-    itc_msg* message = __itc_alloc(sizeof number, number, __FILE__, __LINE__);
+    itc_msg* message = alloc(number);
     __itc_send(&message, to, ITC_MY_MBOX_ID, __FILE__, __LINE__);
     __itc_free(&message, __FILE__, __LINE__);
 }
 
 void locate(const char* name)
 {
-    itc_msg* message = __itc_alloc(sizeof located, located, __FILE__, __LINE__);
+    itc_msg* message = alloc(located);
     __itc_locate_async(name, &message, ITC_MY_MBOX_ID, __FILE__, __LINE__);
     __itc_free(&message, __FILE__, __LINE__);
 }
@@ -125,7 +141,7 @@ void Round::talkTo(std::uint32_t server)
     if (!made)
         return;
     ++done;
-    itc_msg* message = __itc_alloc(sizeof(std::uint32_t), down, __FILE__, __LINE__);
+    itc_msg* message = alloc(down);
     __itc_monitor(*made, &message, __FILE__, __LINE__);
     __itc_free(&message, __FILE__, __LINE__);
     send(*made, die);

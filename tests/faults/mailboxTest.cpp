@@ -143,6 +143,20 @@ TEST_F(MailboxFault, AllocationThatFailsOnceOrForGoodLeavesTheLibraryUsable)
     std::printf("mailbox library: %zu failed allocations\n", m_failures);
 }
 
+TEST_F(MailboxFault, AllocationThatFailsOnceCostsTimeAndNothingElse)
+{
+    std::size_t index = 0;
+    do {
+        inChild("allocation " + std::to_string(index), [&] {
+            const AllocationFailure failure(Allocation::ANY, index, 1, AllocationScope::PROCESS);
+            expectWhole(round(patient));
+            m_shared->struck = failure.struck();
+        });
+        ++index;
+    } while (m_shared->struck && !HasFailure());
+    EXPECT_GT(index, Round::steps);
+}
+
 struct FailingCall
 {
     const char* name;

@@ -1,6 +1,7 @@
 // Parts of the mailbox library by themselves: its descriptors, and when it tries again.
 #include "descriptor.h"
 #include "itcSupport.h"
+#include "messageQueue.h"
 #include "retry.h"
 
 #include <stdexcept>
@@ -25,6 +26,20 @@ TEST(ItcDescriptor, TheLowestIsOneAsAnyOther)
         }
         EXPECT_EQ(-1, ::fcntl(STDIN_FILENO, F_GETFD)) << "it is closed";
     });
+}
+
+TEST(ItcMessageQueue, CountsWhatItHolds)
+{
+    Itc::MessageQueue queue;
+    EXPECT_TRUE(queue.isEmpty());
+    EXPECT_EQ(queue.size(), 0U);
+    for (const std::size_t size : {4U, 5U})
+        queue.push(Itc::makeMessage(size));
+    EXPECT_FALSE(queue.isEmpty());
+    EXPECT_EQ(queue.size(), 2U);
+    EXPECT_EQ(queue.first()->size, 4U);
+    EXPECT_EQ(queue.takeFirst()->size, 4U);
+    EXPECT_EQ(queue.size(), 1U);
 }
 
 TEST(ItcRetry, WhereNothingIsOwedNothingIsDue)

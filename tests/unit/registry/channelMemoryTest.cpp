@@ -29,6 +29,52 @@ TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
     EXPECT_TRUE(isSubscribed(77));
 }
 
+TEST_F(Channel, LibraryThatHadNoMemoryForTheStartIsAskedAgain)
+{
+    int refusals = 2;
+    m_itc.onCall([&](const std::string& function) {
+        if (function != "init")
+            return;
+        m_itc.answerInit(refusals > 0 ? -1 : 0);
+        errno = refusals-- > 0 ? ENOMEM : 0;
+    });
+    registry();
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    const Calls init{initCalls.front()};
+    EXPECT_EQ(m_itc.newCalls(), joined({init, init, initCalls, locateCalls("m1"), {receiveCall}}));
+    EXPECT_EQ(channelRecords(), Records{});
+    subscribe();
+    EXPECT_TRUE(isSubscribed(77));
+}
+
+TEST_F(Channel, MailboxThatThereWasNoMemoryForIsAskedForAgain)
+{
+    int refusals = 2;
+    m_itc.onCall([&](const std::string& function) {
+        if (function != "create_mailbox")
+            return;
+        m_itc.answerCreateMailbox(refusals > 0 ? ITC_NO_MBOX_ID : FakeItc::mailbox);
+        errno = refusals-- > 0 ? ENOMEM : 0;
+    });
+    registry();
+    ASSERT_TRUE(m_itc.waitUntilIdle());
+    EXPECT_EQ(m_itc.newCalls(),
+              joined({initCalls, initCalls, initCalls, locateCalls("m1"), {receiveCall}}));
+    EXPECT_EQ(channelRecords(), Records{});
+    subscribe();
+    EXPECT_TRUE(isSubscribed(77));
+}
+
+TEST_F(Channel, MailboxThatIsRefusedAfterAnEarlierShortageEndsTheThread)
+{
+    m_itc.answerCreateMailbox(ITC_NO_MBOX_ID);
+    m_itc.onCall([](const std::string& function) {
+        if (function == "init")
+            errno = ENOMEM; // left by a call that succeeds
+    });
+    expectAnEndWithoutMailbox();
+}
+
 struct Exhaustion
 {
     const char* name;
