@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,6 +63,38 @@ TEST_F(ItcFork, AForkedChildDoesNotKeepItsParentsMailboxAlive)
     parent.kill();
     EXPECT_EQ(0, watcher.wait());
     over.set();
+}
+
+TEST_F(ItcFork, AForkedChildDoesNotSendWhatItsParentOwes)
+{
+    Process other([] {
+        open("other");
+        EXPECT_EQ(1U, receiveNumber());
+        EXPECT_EQ(2U, receiveNumber());
+    });
+    inProcess([] {
+        open("mine");
+        const std::uint32_t to = find("other");
+        rlimit before{};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none{0, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        send(to, 1);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::setrlimit(RLIMIT_NOFILE, &before);
+            const bool made = init() == 0 && create("child's") != ITC_NO_MBOX_ID;
+            receive(300); // longer than what is owed is put off
+            ::_exit(made ? 0 : 1);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_FALSE(receive(300));
+        send(to, 2);
+    });
+    EXPECT_EQ(0, other.wait());
 }
 
 TEST_F(ItcFork, AForkWhileOtherThreadsSendAndReceiveIsSafe)
