@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -196,6 +197,61 @@ TEST_F(MailboxCallFault, MessageThatCanNeitherBeWrittenNorCopiedKeepsItsPlace)
         monitor(to, 7);
         EXPECT_EQ(receiveNumber(), 7U);
         EXPECT_EQ(other.wait(), 0);
+    });
+}
+
+/** Has another process make its mailbox. */
+const Event* wanted = nullptr;
+const Event* made = nullptr;
+void letItBeMade(int)
+{
+    wanted->set();
+    made->wait();
+}
+
+TEST_F(MailboxCallFault, MailboxThatIsMadeJustBeforeItsWaiterCanBeToldIsFound)
+{
+    inChild("bind", [] {
+        const Event isWanted;
+        const Event isMade;
+        wanted = &isWanted;
+        made = &isMade;
+        const ItcTest::Process server([&] {
+            isWanted.wait();
+            open("server");
+            isMade.set();
+            ::pause();
+        });
+        open("client");
+        ::signal(SIGUSR1, letItBeMade);
+        const CallFailure before("bind", CallEffect::raising(SIGUSR1), 0);
+        locate("server", 7);
+        EXPECT_TRUE(before.struck());
+        EXPECT_TRUE(receive());
+    });
+}
+
+TEST_F(MailboxCallFault, WaiterThatCannotWaitYetLeavesNoEntry)
+{
+    inChild("epoll_ctl", [this] {
+        open("client");
+        const std::size_t before = entries();
+        const CallFailure failure("epoll_ctl", CallEffect::failing(ENOSPC), 0);
+        locate("server", 7);
+        EXPECT_TRUE(failure.struck());
+        EXPECT_EQ(entries(), before);
+    });
+}
+
+TEST_F(MailboxCallFault, ProcessEndsWhileAThreadIsAtWorkOnAMailbox)
+{
+    inChild("new", [] {
+        init();
+        static const std::string name(100'000, 'n');
+        // Not even the end of the process lets the thread go on.
+        static const auto* const memory = new LargeAllocation(name.size(), CallEffect::waiting());
+        std::thread([] { create(name); }).detach();
+        EXPECT_TRUE(waitUntil([] { return memory->isAsked(); }));
     });
 }
 
