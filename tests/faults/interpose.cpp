@@ -126,6 +126,12 @@ int fstat(int fd, struct stat* status) noexcept
     return pass("fstat", real, fd, status);
 }
 
+int stat(const char* path, struct stat* status) noexcept
+{
+    static auto* const real = realOf<int(const char*, struct stat*)>("stat");
+    return pass("stat", real, path, status);
+}
+
 int fchown(int fd, uid_t user, gid_t group) noexcept
 {
     static auto* const real = realOf<int(int, uid_t, gid_t)>("fchown");

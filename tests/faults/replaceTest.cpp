@@ -304,6 +304,14 @@ TEST_F(ReplaceFault, ReadThatFailsIsNamedByItsOwnReason)
     }
 }
 
+TEST_F(ReplaceFault, FileThatCannotBeLookedAtIsNotReplaced)
+{
+    const CallFailure looks("stat", CallEffect::failing(EIO), 0);
+    EXPECT_EQ(replace(), "cannot write " + m_path.string() + ": Input/output error");
+    EXPECT_TRUE(looks.struck());
+    EXPECT_EQ(readFile(m_path), "old");
+}
+
 TEST_F(ReplaceFault, SignalThatEndsTheProcessLeavesNoTemporaryFile)
 {
     const pid_t child = ::fork();
