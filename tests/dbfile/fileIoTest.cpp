@@ -279,6 +279,13 @@ TEST_F(FileIo, ReplaceRefusesDirectoriesAndDevices)
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
+TEST_F(FileIo, ReplaceLeavesTheSignalOfTheSizeLimitAsItWas)
+{
+    auto* const before = ::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(replace(m_path), "no error");
+    EXPECT_EQ(::signal(SIGXFSZ, before), SIG_DFL);
+}
+
 TEST_F(FileIo, ReplaceInAnAbsentDirectorySaysSo)
 {
     EXPECT_THAT(replace(m_directory / "absent" / "file"), HasSubstr("No such file or directory"));
