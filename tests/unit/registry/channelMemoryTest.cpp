@@ -1,4 +1,5 @@
 #include "channelTest.h"
+#include "inspection/layout.h"
 #include "tests/support/allocationFailure.h"
 #include "tests/support/processState.h"
 #include "tests/support/waitUntil.h"
@@ -8,6 +9,9 @@
 #include <chrono>
 #include <cstring>
 #include <new>
+
+// The library publishes it to tools alone, by a note.
+extern "C" Varnix::Inspection::Root varnixInspectionRoot;
 
 namespace {
 
@@ -89,6 +93,7 @@ class ChannelOutOfMemory : public Channel, public testing::WithParamInterface<Ex
 TEST_P(ChannelOutOfMemory, ExceptionIsTracedAndTheThreadGoesOn)
 {
     startSubscribed();
+    const std::uint64_t handled = varnixInspectionRoot.handled;
     // Only the word's copy is that large: the message itself is there before the words are read.
     constexpr std::size_t large = 1U << 20U;
     const Bytes indication = writeIndication({"", "", "/unit/gain", std::string(large, '1')});
@@ -99,6 +104,7 @@ TEST_P(ChannelOutOfMemory, ExceptionIsTracedAndTheThreadGoesOn)
     receives(indication);
     throwing.reset();
     m_itc.onReceived(nullptr);
+    EXPECT_EQ(varnixInspectionRoot.handled, handled + 1) << "it is not waited for";
     EXPECT_EQ(traced(), Records{"ERROR " + site +
                                 "\nDBCSI_DBWRITE_IND could not be handled: " + GetParam().text});
     EXPECT_EQ(m_itc.held(), Calls{});
