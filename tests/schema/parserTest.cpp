@@ -167,6 +167,16 @@ TEST(SchemaParser, TakesNoMoreLinesThanItsLimits)
                 ElementsAre("s:1001:1: error: too many patterns: schemas have at most 1000"));
 }
 
+TEST(SchemaParser, MostLinesAreTakenAndNoneMore)
+{
+    std::string text;
+    for (int i = 0; i < 10'000; ++i)
+        text += "/" + std::to_string(i) + " U8\n";
+    EXPECT_THAT(schemaErrors(text), ElementsAre());
+    EXPECT_THAT(schemaErrors(text + "/more U8\n"),
+                ElementsAre("s:10001:1: error: too many lines: schemas have at most 10000"));
+}
+
 /** The number as three digits. */
 std::string threeDigits(int number)
 {

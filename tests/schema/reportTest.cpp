@@ -63,5 +63,11 @@ TEST(SchemaReport, NamesTheOffsetInADatabaseFile)
     EXPECT_EQ(reports("/b U8 deprecated"), Texts{"db:@0x17: error: /b is deprecated (s:1)"});
 }
 
+TEST(SchemaReport, LeavesOutARecordThatNoClientReads)
+{
+    const std::string image = DbBuilder().u8("a", {1}).image();
+    EXPECT_EQ(textsOf(reportImage(schemaOf(""), "db", image, Schema::Coverage::CLOSED)), Texts());
+}
+
 } // namespace
 } // namespace Varnix::Test
