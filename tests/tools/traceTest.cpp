@@ -246,6 +246,16 @@ TEST_F(Trace, ThatWasKilledEndsItsCommand)
     EXPECT_EQ(recorder.out().rest(), "") << "cat still has the pipe";
 }
 
+TEST_F(Trace, WaitsASecondForAProcessThatConnectsAndReportsNothing)
+{
+    const ProcessResult result = traced({}, R"(exec python3 -c '
+import os, socket, sys
+silent = socket.socket(socket.AF_UNIX)
+silent.connect("\0" + os.environ["VARNIX_TRACE_REPORT_TO"])
+sys.exit(7 if silent.recv(1) == b"" else 1)')");
+    EXPECT_EQ(result.status, 7) << result.err;
+}
+
 TEST_F(Trace, ItsCommandBlocksAndIgnoresTheSignalsThatItDoesByItself)
 {
     static_cast<void>(std::signal(SIGPIPE, SIG_DFL)); // whoever runs the tests may ignore it
