@@ -8,6 +8,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace Varnix::Recording {
 namespace {
@@ -71,6 +72,16 @@ TEST_F(RecordingDirectory, OfAnotherNameIsNobodysOrphan)
         removeOrphans("some-");
         EXPECT_TRUE(fs::exists(path)) << name;
     }
+}
+
+TEST_F(RecordingDirectory, OfAnotherUserIsLeftAlone)
+{
+    const fs::path path = leave("some-17-AbCd12");
+    // Only root can give it away; who cannot keeps it as its own.
+    const bool isOwn = ::chown(path.c_str(), 65534, 65534) != 0;
+    EXPECT_EQ(isOrphan(path, "some-"), isOwn);
+    removeOrphans("some-");
+    EXPECT_EQ(fs::exists(path / "within"), !isOwn);
 }
 
 TEST_F(RecordingDirectory, ThatIsALinkOrAFileIsLeftAlone)

@@ -66,9 +66,11 @@ TEST_F(TraceDaemon, IsStartedAndEndedWithTheRecording)
 
 TEST_F(TraceDaemon, OfOthersIsLeftAlone)
 {
+    // Of two recordings, as one that is told to end takes a moment for it.
     const ProcessResult result =
-        alone("lttng-sessiond --daemonize --no-kernel >/dev/null 2>&1; $TOOL trace -- true; "
-              "test -s $PIDFILE && echo runs; kill $(cat $PIDFILE); "
+        alone("lttng-sessiond --daemonize --no-kernel >/dev/null 2>&1; daemon=$(cat $PIDFILE); "
+              "$TOOL trace -- true; $TOOL trace -- true; "
+              "test \"$(cat $PIDFILE)\" = $daemon && echo runs; kill $(cat $PIDFILE); "
               "while test -e $PIDFILE; do sleep 0.01; done");
     EXPECT_TRUE(!isPermitted(result) || result.out == "runs\n") << result.out << result.err;
 }
