@@ -1,7 +1,12 @@
+#include "control.h"
+#include "mailbox.h"
 #include "servedFixture.h"
 
 #include <csignal>
+#include <future>
+#include <thread>
 
+#include <dbcsiMessages.h>
 #include <nlohmann/json.hpp>
 
 namespace Varnix::Test {
@@ -290,6 +295,36 @@ TEST_F(Write, AsADocumentNamesWhatDidNotHappen)
     holders.back()->signal(SIGSTOP);
     EXPECT_EQ(documentOf({"/gain", "4"})["subscribers"][0]["message"], "not applied yet");
     holders.back()->signal(SIGCONT);
+}
+
+/** Confirms one write to a process over a connection that the process has not got yet. */
+void confirmOverANewConnection(pid_t process)
+{
+    Dbcsi::Mailbox::Message request;
+    do
+        request = Dbcsi::Mailbox::receive(patience);
+    while (request && request->msgno != Dbcsi::DBCSI_CONTROL_WRITE_REQ);
+    ASSERT_TRUE(request);
+    const std::uint32_t reference = Dbcsi::decodeRequest(bytesOf(request)).reference;
+    const Dbcsi::Receiver receiver{process, 0, 1, Dbcsi::ControlOutcome::SENT, "holder", 7, 0};
+    EXPECT_TRUE(
+        send(Dbcsi::Mailbox::fromBytes(encode(Dbcsi::WriteConfirmation{reference, {receiver}})),
+             senderOf(request)));
+}
+
+TEST_F(Write, ACountOfAnEarlierConnectionSaysNothingOfAWrite)
+{
+    const std::string pid = hold({first});
+    std::promise<void> serves;
+    std::thread played([&] {
+        EXPECT_TRUE(Dbcsi::Mailbox::initialise(1));
+        EXPECT_NE(Dbcsi::Mailbox::create(Dbcsi::serverMailboxName), ITC_NO_MBOX_ID);
+        serves.set_value();
+        confirmOverANewConnection(std::stoi(pid));
+    });
+    serves.get_future().wait();
+    expectResult(written({"/gain", "5", "6"}), 1, pid + "\tholder\tnot applied yet\n", "");
+    played.join();
 }
 
 TEST_F(Write, LeavesNoOldValueForInstallToName)
