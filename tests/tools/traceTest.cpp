@@ -256,6 +256,22 @@ sys.exit(7 if silent.recv(1) == b"" else 1)')");
     EXPECT_EQ(result.status, 7) << result.err;
 }
 
+TEST_F(Trace, ASignalOfTheTerminalReachesTheCommandOnce)
+{
+    const std::string script = "trap 'echo interrupted' INT; echo ready; "
+                               "until test \"$line\" = end; do read line; done";
+    Child child({VARNIX_TOOL, "trace", "--", "sh", "-c", script}, true);
+    child.out().readUntil("ready\r\n");
+    constexpr int times = 3;
+    for (int i = 0; i < times; ++i) {
+        child.write("\x03");
+        child.out().readUntil("interrupted\r\n");
+    }
+    child.write("end\n");
+    EXPECT_THAT(child.out().rest(), Not(HasSubstr("interrupted")));
+    EXPECT_EQ(child.wait(), 0);
+}
+
 TEST_F(Trace, ItsCommandBlocksAndIgnoresTheSignalsThatItDoesByItself)
 {
     static_cast<void>(std::signal(SIGPIPE, SIG_DFL)); // whoever runs the tests may ignore it
