@@ -200,6 +200,25 @@ TEST_F(MailboxCallFault, MessageThatCanNeitherBeWrittenNorCopiedKeepsItsPlace)
     });
 }
 
+TEST_F(MailboxCallFault, WhatIsOwedIsSentBeforeTheProcessEnds)
+{
+    const Event held;
+    ItcTest::Process other([&] {
+        open("held");
+        held.set();
+        EXPECT_EQ(receiveNumber(), 1U);
+    });
+    ASSERT_TRUE(held.wait());
+    inChild("pwritev", [] {
+        open("mine");
+        const std::uint32_t to = find("held");
+        const CallFailure full("pwritev", CallEffect::failing(ENOMEM), 0);
+        send(to, 1);
+        EXPECT_TRUE(full.struck());
+    });
+    EXPECT_EQ(other.wait(), 0);
+}
+
 /** Has another process make its mailbox. */
 const Event* wanted = nullptr;
 const Event* made = nullptr;
