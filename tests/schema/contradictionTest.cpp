@@ -91,5 +91,15 @@ TEST(SchemaItself, ALineThatRequiresADeprecatedParameterIsAFinding)
               Texts{"s:1:1: error: what is required is not deprecated (s:1)"});
 }
 
+TEST(SchemaDefault, OfTheFirstPatternCountsWhereNoLineOfTheKeyItselfHasOne)
+{
+    const Schema::Schema schema =
+        schemaOf("/a/* U8 default 1\n/*/b U8 default 2\n/a/b U8\n/a/c U8 default 3");
+    EXPECT_EQ(schema.defaultOf("/a/b")->place.line, 1U);
+    EXPECT_EQ(schema.defaultOf("/a/c")->place.line, 4U);
+    EXPECT_EQ(schema.defaultOf("/c/b")->place.line, 2U);
+    EXPECT_EQ(schema.defaultOf("/c"), nullptr);
+}
+
 } // namespace
 } // namespace Varnix::Test
