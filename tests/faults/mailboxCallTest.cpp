@@ -188,11 +188,16 @@ TEST_F(MailboxCallFault, MessageThatCanNeitherBeWrittenNorCopiedKeepsItsPlace)
         const std::uint32_t to = find("held");
         send(to, 1);
         itc_msg* message = alloc(2);
+        testing::internal::CaptureStderr();
         {
             const CallFailure full("pwritev", CallEffect::failing(ENOMEM), 0);
             const AllocationFailure failure(Allocation::ANY);
             EXPECT_EQ(__itc_host_send(&message, to, ITC_MY_MBOX_ID, "", 0), 1);
         }
+        EXPECT_EQ(
+            testing::internal::GetCapturedStderr(),
+            "itc: no memory to keep a message until it can be sent; this is tried again until "
+            "it succeeds: memory is short on this host\n");
         send(to, 3);
         monitor(to, 7);
         EXPECT_EQ(receiveNumber(), 7U);

@@ -189,4 +189,35 @@ INSTANTIATE_TEST_SUITE_P(, HostileFileSize,
                                     (std::get<1>(state.param) ? "AtTheServer" : "AtTheClient");
                          });
 
+class HostileShortage : public MailboxDirectory
+{
+};
+
+TEST_F(HostileShortage, NameThatIsTakenMeanwhileIsReportedAndTheMailboxEnds)
+{
+    const Event owed;
+    const Event taken;
+    Process late([&] {
+        EXPECT_EQ(0, init());
+        {
+            const Limit none(RLIMIT_NOFILE, firstFreeDescriptor());
+            EXPECT_NE(ITC_NO_MBOX_ID, create("name"));
+        }
+        owed.set();
+        EXPECT_TRUE(taken.wait());
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(nullptr, receiveRaw(ITC_NO_TMO));
+        EXPECT_EQ("itc: mailbox \"name\" cannot be made: another live mailbox has the name\n",
+                  testing::internal::GetCapturedStderr());
+        EXPECT_NE(ITC_NO_MBOX_ID, create("another name"));
+    });
+    ASSERT_TRUE(owed.wait());
+    const Process holder([&] {
+        open("name");
+        taken.set();
+        receiveRaw();
+    });
+    EXPECT_EQ(0, late.wait());
+}
+
 } // namespace

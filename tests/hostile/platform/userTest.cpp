@@ -134,6 +134,31 @@ TEST_F(HostileUser, AUserThatIsGivenUpKeepsWhatIsConnected)
     EXPECT_EQ(0, client.wait());
 }
 
+TEST_F(HostileUser, AUserThatIsGivenUpReceivesWhileNobodyCanBeFound)
+{
+    if (::geteuid() != 0)
+        return; // nothing to give up
+    Process server([&] {
+        open("server");
+        for (int i = 0; i < 2; ++i) {
+            const auto asked = receive(patience, {hello});
+            ASSERT_TRUE(asked);
+            send(asked->sender, written);
+        }
+    });
+    inProcess([] {
+        open("client");
+        const std::uint32_t to = find("server");
+        send(to, hello);
+        EXPECT_EQ(written, receiveNumber());
+        EXPECT_EQ(0, ::setresuid(65534, 65534, 65534));
+        locate("another", located);
+        send(to, hello);
+        EXPECT_EQ(written, receiveNumber());
+    });
+    EXPECT_EQ(0, server.wait());
+}
+
 TEST_F(HostileUser, AUserThatIsGivenUpForAWhileIsWaitedFor)
 {
     if (::geteuid() != 0)
