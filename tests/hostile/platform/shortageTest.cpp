@@ -220,4 +220,19 @@ TEST_F(HostileShortage, NameThatIsTakenMeanwhileIsReportedAndTheMailboxEnds)
     EXPECT_EQ(0, late.wait());
 }
 
+TEST_F(HostileShortage, LocateThatIsPendingKeepsItsOneEntry)
+{
+    inProcess([&] {
+        open("client");
+        locate("server", located);
+        const std::size_t before = entries();
+        {
+            const Limit none(RLIMIT_NOFILE, firstFreeDescriptor());
+            monitor(1, gone);
+        }
+        EXPECT_EQ(gone, receiveNumber());
+        EXPECT_EQ(before, entries());
+    });
+}
+
 } // namespace
