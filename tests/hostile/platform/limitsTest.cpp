@@ -60,10 +60,15 @@ protected:
                 send(asked->sender, written);
             met.set();
             EXPECT_TRUE(sent.wait());
+            testing::internal::CaptureStderr();
             {
                 const Limit tooFew(RLIMIT_NOFILE, limitLeaving(needed - 1));
                 EXPECT_FALSE(receive(aWhile));
             }
+            EXPECT_EQ(
+                "itc: cannot take a connection: Too many open files; this is tried again "
+                "until it succeeds: raise the limit of open files (ulimit -n) or close some\n",
+                testing::internal::GetCapturedStderr());
             const Limit enough(RLIMIT_NOFILE, limitLeaving(needed));
             EXPECT_EQ(located, receiveNumber());
         });

@@ -82,6 +82,25 @@ TEST_F(HostileNamespace, ANameOfItsOwnIdIsRefusedTwiceInOneProcess)
     });
 }
 
+TEST_F(HostileNamespace, ANameWhoseNumberOnlyEndsWithTheOwnIdIsRefused)
+{
+    if (::geteuid() != 0)
+        return; // two users' namespaces would be two users
+    for (const std::string name : {"dbSubscriber91", "dbSubscriber01"}) {
+        const Event made;
+        const Process holder([&] {
+            open(name);
+            made.set();
+            receiveRaw();
+        });
+        ASSERT_TRUE(made.wait());
+        runAsFirst(false, [&] {
+            EXPECT_EQ(0, init());
+            EXPECT_EQ(ITC_NO_MBOX_ID, create(name));
+        });
+    }
+}
+
 TEST_F(HostileNamespace, AHiddenProcIsNoObstacleToAShortPath)
 {
     const Step hide = [] { hideProc(); };
