@@ -65,10 +65,8 @@ protected:
                 const Limit tooFew(RLIMIT_NOFILE, limitLeaving(needed - 1));
                 EXPECT_FALSE(receive(aWhile));
             }
-            EXPECT_EQ(
-                "itc: cannot take a connection: Too many open files; this is tried again "
-                "until it succeeds: raise the limit of open files (ulimit -n) or close some\n",
-                testing::internal::GetCapturedStderr());
+            EXPECT_EQ(0U, testing::internal::GetCapturedStderr().find(
+                              "itc: cannot take a connection: Too many open files; this is"));
             const Limit enough(RLIMIT_NOFILE, limitLeaving(needed));
             EXPECT_EQ(located, receiveNumber());
         });
