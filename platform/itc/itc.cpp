@@ -156,7 +156,7 @@ void __itc_locate_async(const char* name, union itc_msg** msg, uint32_t reply_to
             mine->locate(name, std::move(message));
         else if (fits(*message, file, line))
             process.send(
-                {FrameKind::LOCATE, process.resolve(ITC_MY_MBOX_ID), name, message->bytes()},
+                Frame{FrameKind::LOCATE, process.resolve(ITC_MY_MBOX_ID), name, message->bytes()},
                 receiver);
     });
 }

@@ -85,22 +85,6 @@ std::uint32_t Process::resolve(std::uint32_t id) const noexcept
     return mine != nullptr ? mine->id() : ITC_NO_MBOX_ID;
 }
 
-bool Process::send(MessagePtr message, std::uint32_t to)
-{
-    if (!isInitialised())
-        return false;
-    flush();
-    return m_links.send(std::move(message), to, *m_directory);
-}
-
-bool Process::send(const Frame& frame, std::uint32_t to)
-{
-    if (!isInitialised())
-        return false;
-    flush();
-    return m_links.send(frame, to, *m_directory);
-}
-
 std::shared_ptr<Link> Process::link(std::uint32_t mailbox)
 {
     return isInitialised() ? m_links.inAnyState(mailbox, *m_directory) : nullptr;

@@ -20,6 +20,7 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include <pthread.h>
 
@@ -44,8 +45,14 @@ public:
     std::uint32_t resolve(std::uint32_t id) const noexcept;
 
     /** Sends a message or another frame to another mailbox; false where that has gone. */
-    bool send(MessagePtr message, std::uint32_t to);
-    bool send(const Frame& frame, std::uint32_t to);
+    template <typename Sent>
+    bool send(Sent&& sent, std::uint32_t to)
+    {
+        if (!isInitialised())
+            return false;
+        flush();
+        return m_links.send(std::forward<Sent>(sent), to, *m_directory);
+    }
     /** The way to a mailbox, perhaps not connected yet; null where that has gone. */
     std::shared_ptr<Link> link(std::uint32_t mailbox);
     /** Sends what a shortage has held up, when it is due. */
