@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -282,12 +281,10 @@ TEST_F(ItcDelivery, AMailboxThatWasOutOfDescriptorsTakesLaterConnections)
         open("receiver");
         created.set();
         EXPECT_TRUE(sent.wait());
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{0, before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-        EXPECT_FALSE(receive(10));
-        ::setrlimit(RLIMIT_NOFILE, &before);
+        {
+            const Limit none(RLIMIT_NOFILE, 0);
+            EXPECT_FALSE(receive(10));
+        }
         EXPECT_EQ(1U, receiveNumber());
         received.set();
         EXPECT_EQ(2U, receiveNumber());

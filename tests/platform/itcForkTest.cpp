@@ -1,12 +1,13 @@
 // What a forked child has of its parent's mailboxes.
 #include "itcSupport.h"
 
+#include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -75,14 +76,11 @@ TEST_F(ItcFork, AForkedChildDoesNotSendWhatItsParentOwes)
     inProcess([] {
         open("mine");
         const std::uint32_t to = find("other");
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{0, before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
+        std::optional<Limit> none(std::in_place, RLIMIT_NOFILE, 0);
         send(to, 1);
         const pid_t child = ::fork();
         if (child == 0) {
-            ::setrlimit(RLIMIT_NOFILE, &before);
+            none.reset();
             const bool made = init() == 0 && create("child's") != ITC_NO_MBOX_ID;
             receive(300); // longer than what is owed is put off
             ::_exit(made ? 0 : 1);
@@ -90,7 +88,7 @@ TEST_F(ItcFork, AForkedChildDoesNotSendWhatItsParentOwes)
         int status = -1;
         ::waitpid(child, &status, 0);
         EXPECT_EQ(0, status);
-        ::setrlimit(RLIMIT_NOFILE, &before);
+        none.reset();
         EXPECT_FALSE(receive(300));
         send(to, 2);
     });

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -105,13 +104,11 @@ TEST_F(ItcHost, ASendThatFindsNoDescriptorIsKeptAndCounted)
     inProcess([] {
         open("mine");
         const std::uint32_t to = find("other");
-        rlimit before{};
-        ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
-        const rlimit none{0, before.rlim_max};
-        ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
-        EXPECT_EQ(1, sendSized(to, 4));
-        EXPECT_EQ(4 + frameHeader, waitingFor(to));
-        ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+        {
+            const Limit none(RLIMIT_NOFILE, 0);
+            EXPECT_EQ(1, sendSized(to, 4));
+            EXPECT_EQ(4 + frameHeader, waitingFor(to));
+        }
         EXPECT_FALSE(receive(0));
         EXPECT_TRUE(Varnix::Test::waitUntil([&] {
             receive(0);

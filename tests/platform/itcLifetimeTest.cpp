@@ -285,15 +285,13 @@ TEST_F(ItcLifetime, AProcessThatIsOutOfDescriptorsSaysSoAndSendsWhenItHasSome)
         });
         created.wait();
         const std::uint32_t theirs = find("another");
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{0, before.rlim_max};
         testing::internal::CaptureStderr();
-        ::setrlimit(RLIMIT_NOFILE, &none);
-        send(theirs, 1);
-        send(mine, 3);
-        EXPECT_EQ(3U, receiveNumber());
-        ::setrlimit(RLIMIT_NOFILE, &before);
+        {
+            const Limit none(RLIMIT_NOFILE, 0);
+            send(theirs, 1);
+            send(mine, 3);
+            EXPECT_EQ(3U, receiveNumber());
+        }
         EXPECT_NE(std::string::npos,
                   testing::internal::GetCapturedStderr().find("Too many open files"));
         send(theirs, 2);
@@ -311,18 +309,16 @@ TEST_F(ItcLifetime, AMailboxThatIsOutOfDescriptorsWaitsForOnesInsteadOfSpinning)
         open("receiver");
         created.set();
         EXPECT_TRUE(sent.wait());
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{0, before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-        rusage used{};
-        ::getrusage(RUSAGE_SELF, &used);
-        const auto begin = used.ru_stime.tv_usec + used.ru_utime.tv_usec;
-        EXPECT_FALSE(receive(100));
-        ::getrusage(RUSAGE_SELF, &used);
-        EXPECT_LT(used.ru_stime.tv_usec + used.ru_utime.tv_usec - begin,
-                  20'000L * Varnix::Test::slowness());
-        ::setrlimit(RLIMIT_NOFILE, &before);
+        {
+            const Limit none(RLIMIT_NOFILE, 0);
+            rusage used{};
+            ::getrusage(RUSAGE_SELF, &used);
+            const auto begin = used.ru_stime.tv_usec + used.ru_utime.tv_usec;
+            EXPECT_FALSE(receive(100));
+            ::getrusage(RUSAGE_SELF, &used);
+            EXPECT_LT(used.ru_stime.tv_usec + used.ru_utime.tv_usec - begin,
+                      20'000L * Varnix::Test::slowness());
+        }
         EXPECT_EQ(1U, receiveNumber());
     });
     ASSERT_TRUE(created.wait());

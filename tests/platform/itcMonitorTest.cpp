@@ -8,7 +8,6 @@
 #include <thread>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -209,14 +208,8 @@ void sendTwice(std::uint32_t number, const Event& connected, const Event& again,
 /** Runs `work` while the process can open nothing. */
 void withoutNewDescriptors(const std::function<void()>& work)
 {
-    rlimit before{};
-    ::getrlimit(RLIMIT_NOFILE, &before);
-    const int free = ::dup(STDERR_FILENO);
-    ::close(free);
-    const rlimit none{static_cast<rlim_t>(free), before.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &none);
+    const Limit none(RLIMIT_NOFILE, firstFreeDescriptor());
     work();
-    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 void times(std::size_t count, const std::function<void()>& work)

@@ -212,6 +212,25 @@ std::uint32_t find(const std::string& name)
     return received ? received->sender : ITC_NO_MBOX_ID;
 }
 
+Limit::Limit(__rlimit_resource what, rlim_t value) : m_what(what)
+{
+    ::getrlimit(what, &m_before);
+    const rlimit lowered{value, m_before.rlim_max};
+    EXPECT_EQ(0, ::setrlimit(what, &lowered));
+}
+
+Limit::~Limit()
+{
+    ::setrlimit(m_what, &m_before);
+}
+
+rlim_t firstFreeDescriptor()
+{
+    const int free = ::dup(STDERR_FILENO);
+    ::close(free);
+    return static_cast<rlim_t>(free);
+}
+
 std::size_t openDescriptors()
 {
     return entriesOf("/proc/self/fd");

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 
 namespace ItcTest {
@@ -91,6 +92,23 @@ std::optional<Received> receive(std::uint32_t timeout = patience,
 std::uint32_t receiveNumber(std::uint32_t timeout = patience);
 /** Waits until a mailbox of that name exists; its id, or ITC_NO_MBOX_ID. */
 std::uint32_t find(const std::string& name);
+
+/** The process's own limit while this lives. */
+class Limit
+{
+public:
+    Limit(__rlimit_resource what, rlim_t value);
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+    ~Limit();
+
+private:
+    const __rlimit_resource m_what;
+    rlimit m_before{};
+};
+
+/** The lowest descriptor that is free. */
+rlim_t firstFreeDescriptor();
 
 std::size_t openDescriptors();
 std::size_t threads();

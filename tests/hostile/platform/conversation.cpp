@@ -70,23 +70,4 @@ void expectRefused(const std::string& name, const std::string& words)
     });
 }
 
-Limit::Limit(__rlimit_resource what, rlim_t value) : m_what(what)
-{
-    ::getrlimit(what, &m_before);
-    const rlimit lowered{value, m_before.rlim_max};
-    EXPECT_EQ(0, ::setrlimit(what, &lowered));
-}
-
-Limit::~Limit()
-{
-    ::setrlimit(m_what, &m_before);
-}
-
-rlim_t firstFreeDescriptor()
-{
-    const int free = ::dup(STDERR_FILENO);
-    ::close(free);
-    return static_cast<rlim_t>(free);
-}
-
 } // namespace HostileTest

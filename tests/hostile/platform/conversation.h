@@ -9,8 +9,6 @@
 #include <functional>
 #include <string>
 
-#include <sys/resource.h>
-
 namespace HostileTest {
 
 using Step = std::function<void()>;
@@ -34,23 +32,6 @@ void converse(const Step& beforeClient, const Step& beforeServer);
 
 /** Expects a mailbox of that name to be refused, with a reason that holds `words`. */
 void expectRefused(const std::string& name, const std::string& words);
-
-/** The process's own limit while this lives. */
-class Limit
-{
-public:
-    Limit(__rlimit_resource what, rlim_t value);
-    Limit(const Limit&) = delete;
-    Limit& operator=(const Limit&) = delete;
-    ~Limit();
-
-private:
-    const __rlimit_resource m_what;
-    rlimit m_before{};
-};
-
-/** The lowest descriptor that is free. */
-rlim_t firstFreeDescriptor();
 
 } // namespace HostileTest
 
