@@ -9,6 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -23,6 +25,15 @@ using namespace ItcTest;
 class MailboxCallFault : public MailboxDirectory
 {
 protected:
+    /** A process that has the mailbox "held" and receives these in their order. */
+    static void receiveInOrder(const Event& held, std::initializer_list<std::uint32_t> numbers)
+    {
+        open("held");
+        held.set();
+        for (const std::uint32_t number : numbers)
+            EXPECT_EQ(receiveNumber(), number);
+    }
+
     /** A process that has the mailbox "held". */
     static void hold(const Event& held)
     {
@@ -145,12 +156,7 @@ TEST_F(MailboxCallFault, WhatIsAskedForWithoutAnyMemoryIsDoneWhenThereIsSome)
 {
     inChild("new", [] {
         const Event held;
-        ItcTest::Process other([&] {
-            open("held");
-            held.set();
-            for (const std::uint32_t number : {1U, 2U, 3U, 4U})
-                EXPECT_EQ(receiveNumber(), number);
-        });
+        ItcTest::Process other([&] { receiveInOrder(held, {1, 2, 3, 4}); });
         ASSERT_TRUE(held.wait());
         open("mine");
         const std::uint32_t to = find("held");
@@ -177,12 +183,7 @@ TEST_F(MailboxCallFault, MessageThatCanNeitherBeWrittenNorCopiedKeepsItsPlace)
 {
     inChild("pwritev", [] {
         const Event held;
-        ItcTest::Process other([&] {
-            open("held");
-            held.set();
-            for (const std::uint32_t number : {1U, 2U, 3U})
-                EXPECT_EQ(receiveNumber(), number);
-        });
+        ItcTest::Process other([&] { receiveInOrder(held, {1, 2, 3}); });
         ASSERT_TRUE(held.wait());
         open("mine");
         const std::uint32_t to = find("held");
@@ -208,11 +209,7 @@ TEST_F(MailboxCallFault, MessageThatCanNeitherBeWrittenNorCopiedKeepsItsPlace)
 TEST_F(MailboxCallFault, WhatIsOwedIsSentBeforeTheProcessEnds)
 {
     const Event held;
-    ItcTest::Process other([&] {
-        open("held");
-        held.set();
-        EXPECT_EQ(receiveNumber(), 1U);
-    });
+    ItcTest::Process other([&] { receiveInOrder(held, {1}); });
     ASSERT_TRUE(held.wait());
     inChild("pwritev", [] {
         open("mine");

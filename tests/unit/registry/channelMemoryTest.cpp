@@ -17,23 +17,32 @@ namespace {
 
 using namespace Varnix::Test;
 
-TEST_F(Channel, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
+class ChannelStart : public Channel
+{
+protected:
+    /** Starts the thread, which asks so for its mailbox, says nothing of it, and can subscribe. */
+    void expectAStartIn(const Calls& calls)
+    {
+        registry();
+        ASSERT_TRUE(m_itc.waitUntilIdle());
+        EXPECT_EQ(m_itc.newCalls(), joined({calls, locateCalls("m1"), {receiveCall}}));
+        EXPECT_EQ(channelRecords(), Records{});
+        subscribe();
+        EXPECT_TRUE(isSubscribed(77));
+    }
+};
+
+TEST_F(ChannelStart, MemoryThatRunsOutBeforeTheMailboxIsWaitedFor)
 {
     int refusals = 2;
     m_itc.onCall([&](const std::string& function) {
         if (function == "create_mailbox" && refusals-- > 0)
             throw std::bad_alloc();
     });
-    registry();
-    ASSERT_TRUE(m_itc.waitUntilIdle());
-    EXPECT_EQ(m_itc.newCalls(),
-              joined({initCalls, initCalls, initCalls, locateCalls("m1"), {receiveCall}}));
-    EXPECT_EQ(channelRecords(), Records{});
-    subscribe();
-    EXPECT_TRUE(isSubscribed(77));
+    expectAStartIn(joined({initCalls, initCalls, initCalls}));
 }
 
-TEST_F(Channel, LibraryThatHadNoMemoryForTheStartIsAskedAgain)
+TEST_F(ChannelStart, LibraryThatHadNoMemoryForTheStartIsAskedAgain)
 {
     int refusals = 2;
     m_itc.onCall([&](const std::string& function) {
@@ -42,16 +51,11 @@ TEST_F(Channel, LibraryThatHadNoMemoryForTheStartIsAskedAgain)
         m_itc.answerInit(refusals > 0 ? -1 : 0);
         errno = refusals-- > 0 ? ENOMEM : 0;
     });
-    registry();
-    ASSERT_TRUE(m_itc.waitUntilIdle());
     const Calls init{initCalls.front()};
-    EXPECT_EQ(m_itc.newCalls(), joined({init, init, initCalls, locateCalls("m1"), {receiveCall}}));
-    EXPECT_EQ(channelRecords(), Records{});
-    subscribe();
-    EXPECT_TRUE(isSubscribed(77));
+    expectAStartIn(joined({init, init, initCalls}));
 }
 
-TEST_F(Channel, MailboxThatThereWasNoMemoryForIsAskedForAgain)
+TEST_F(ChannelStart, MailboxThatThereWasNoMemoryForIsAskedForAgain)
 {
     int refusals = 2;
     m_itc.onCall([&](const std::string& function) {
@@ -60,13 +64,7 @@ TEST_F(Channel, MailboxThatThereWasNoMemoryForIsAskedForAgain)
         m_itc.answerCreateMailbox(refusals > 0 ? ITC_NO_MBOX_ID : FakeItc::mailbox);
         errno = refusals-- > 0 ? ENOMEM : 0;
     });
-    registry();
-    ASSERT_TRUE(m_itc.waitUntilIdle());
-    EXPECT_EQ(m_itc.newCalls(),
-              joined({initCalls, initCalls, initCalls, locateCalls("m1"), {receiveCall}}));
-    EXPECT_EQ(channelRecords(), Records{});
-    subscribe();
-    EXPECT_TRUE(isSubscribed(77));
+    expectAStartIn(joined({initCalls, initCalls, initCalls}));
 }
 
 TEST_F(Channel, MailboxThatIsRefusedAfterAnEarlierShortageEndsTheThread)
